@@ -1,0 +1,40 @@
+# Tovo: one command per job. Every target installs what it needs first.
+BUILD_DIR ?= build
+BUILD_TYPE ?= RelWithDebInfo
+CMAKE_FLAGS ?=
+JOBS ?= $(shell nproc)
+
+.PHONY: setup configure build test unit demo run bench format clean
+
+setup:
+	@scripts/setup
+
+configure: setup
+	@cmake -S . -B $(BUILD_DIR) -G Ninja -DCMAKE_BUILD_TYPE=$(BUILD_TYPE) $(CMAKE_FLAGS) >/dev/null
+
+build: configure
+	@cmake --build $(BUILD_DIR) -j $(JOBS)
+
+# Every suite: unit, integration (real processes, mounts, daemons) and gui (offscreen).
+test: build
+	@ctest --test-dir $(BUILD_DIR) --output-on-failure -j $(JOBS)
+
+unit: build
+	@ctest --test-dir $(BUILD_DIR) --output-on-failure -j $(JOBS) -L unit
+
+demo: build
+	@scripts/demo --demo-tovoable
+
+run: build
+	@scripts/demo
+
+bench: setup
+	@cmake -S . -B build-release -G Ninja -DCMAKE_BUILD_TYPE=Release -DTOVO_BUILD_APP=OFF -DTOVO_BUILD_TESTS=OFF >/dev/null
+	@cmake --build build-release -j $(JOBS)
+	@for b in build-release/Benchmarks/*Benchmark; do echo "== $$b"; $$b; done
+
+format:
+	@git ls-files '*.cpp' '*.hpp' | xargs clang-format -i
+
+clean:
+	@rm -rf $(BUILD_DIR) build-release build-sanitize

@@ -1,0 +1,16 @@
+#include "TovoCore/Services/TovoServices.hpp"
+
+namespace tovo {
+
+std::vector<ProcessReleasePlan>
+ProcessReleasing::planRelease(const std::vector<BlockingProcess>& processes) const {
+    std::vector<ProcessReleasePlan> plans;
+    plans.reserve(processes.size());
+    for (const auto& process : processes) {
+        plans.push_back({process.pid, process.command, ReleaseStrategy::manualAction,
+                         "Close this process, then try again."});
+    }
+    return plans;
+}
+
+} // namespace tovo

@@ -1,0 +1,38 @@
+#include "Support/RecordingLogger.hpp"
+
+#include <algorithm>
+
+namespace tovo::testing {
+
+void RecordingLogger::log(LogLevel level, std::string_view message) {
+    std::lock_guard lock(mutex_);
+    entries_.push_back({level, std::string(message)});
+}
+
+std::vector<RecordingLogger::Entry> RecordingLogger::entries() const {
+    std::lock_guard lock(mutex_);
+    return entries_;
+}
+
+std::vector<std::string> RecordingLogger::messages() const {
+    std::lock_guard lock(mutex_);
+    std::vector<std::string> result;
+    for (const auto& entry : entries_) {
+        result.push_back(entry.message);
+    }
+    return result;
+}
+
+bool RecordingLogger::contains(LogLevel level, std::string_view message) const {
+    std::lock_guard lock(mutex_);
+    return std::ranges::any_of(entries_, [&](const Entry& entry) {
+        return entry.level == level && entry.message == message;
+    });
+}
+
+void RecordingLogger::clear() {
+    std::lock_guard lock(mutex_);
+    entries_.clear();
+}
+
+} // namespace tovo::testing
