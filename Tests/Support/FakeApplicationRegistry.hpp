@@ -1,0 +1,47 @@
+#pragma once
+
+#include "TovoSystem/Services/ApplicationRegistry.hpp"
+
+#include <map>
+#include <vector>
+
+namespace tovo::testing {
+
+/// A registry whose applications, answers and requests the test controls and reads.
+class FakeApplicationRegistry final : public ApplicationRegistry {
+public:
+    std::map<std::int32_t, RunningApplication> applications;
+    std::map<std::int32_t, bool> terminated;
+    bool acceptsTerminate = true;
+    bool acceptsActivate = true;
+    std::optional<std::string> ownIdentifier = std::string(tovoApplicationID);
+    std::vector<std::int32_t> terminateRequests;
+    std::vector<std::int32_t> activateRequests;
+
+    void add(RunningApplication application) {
+        applications.insert_or_assign(application.pid, std::move(application));
+    }
+
+    std::optional<RunningApplication> runningApplication(std::int32_t pid) const override {
+        auto found = applications.find(pid);
+        if (found == applications.end()) {
+            return std::nullopt;
+        }
+        return found->second;
+    }
+    bool isTerminated(std::int32_t pid) const override {
+        auto found = terminated.find(pid);
+        return found != terminated.end() && found->second;
+    }
+    bool terminate(std::int32_t pid) override {
+        terminateRequests.push_back(pid);
+        return acceptsTerminate;
+    }
+    bool activate(std::int32_t pid) override {
+        activateRequests.push_back(pid);
+        return acceptsActivate;
+    }
+    std::optional<std::string> ownBundleIdentifier() const override { return ownIdentifier; }
+};
+
+} // namespace tovo::testing
