@@ -9,8 +9,8 @@ namespace tovo::testing {
 
 /// Small, complete values for tests; adjust the fields a test is about.
 inline DiskVolume makeVolume(std::string id, std::string mountPath = "/media/user/DISK") {
-    return DiskVolume{id,       id,          std::nullopt, "DISK", std::move(mountPath),
-                      1'000'000, 400'000,    "ext4",       false};
+    return DiskVolume{id,        id,      std::nullopt, "DISK", std::move(mountPath),
+                      1'000'000, 400'000, "ext4",       false};
 }
 
 inline ExternalDisk makeDisk(std::uint64_t attachment, std::string name = "DISK") {
@@ -20,23 +20,22 @@ inline ExternalDisk makeDisk(std::uint64_t attachment, std::string name = "DISK"
                         std::nullopt,
                         attachment,
                         "sdb",
-                        {makeVolume("VOL-" + std::to_string(attachment),
-                                    "/media/user/" + name)},
+                        {makeVolume("VOL-" + std::to_string(attachment), "/media/user/" + name)},
                         std::nullopt};
 }
 
 inline BlockingProcess makeProcess(std::int32_t pid, std::string command = "editor") {
-    return BlockingProcess{pid,
-                           1000,
-                           std::move(command),
-                           1000u,
-                           "user",
-                           {OpenFileReference{"/media/user/DISK/a.txt", "12r", "REG",
-                                              OpenAccess::read}},
-                           "/usr/bin/editor",
-                           ProcessStartTime{1'700'000'000, 250'000},
-                           false,
-                           std::nullopt};
+    return BlockingProcess{
+        pid,
+        1000,
+        std::move(command),
+        1000u,
+        "user",
+        {OpenFileReference{"/media/user/DISK/a.txt", "12r", "REG", OpenAccess::read}},
+        "/usr/bin/editor",
+        ProcessStartTime{1'700'000'000, 250'000},
+        false,
+        std::nullopt};
 }
 
 } // namespace tovo::testing

@@ -29,6 +29,10 @@ template<class F>
 struct BackgroundAwaiter {
     using Result = BackgroundResult<F>;
 
+    BackgroundAwaiter(Executor& executor, F work)
+        : executor(executor)
+        , work(std::move(work)) {}
+
     Executor& executor;
     F work;
     std::conditional_t<std::is_void_v<Result>, bool, std::optional<Result>> result{};
@@ -71,7 +75,7 @@ struct BackgroundAwaiter {
 template<class F>
 Task<detail::BackgroundResult<F>> runInBackground(Executor& executor, F work) {
     co_await checkCancellation();
-    co_return co_await detail::BackgroundAwaiter<F>{executor, std::move(work)};
+    co_return co_await detail::BackgroundAwaiter<F>(executor, std::move(work));
 }
 
 } // namespace tovo

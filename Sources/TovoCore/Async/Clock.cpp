@@ -38,7 +38,9 @@ bool SleepWaiter::wasCancelled() const {
     return cancelled_;
 }
 
-void SleepWaiter::detachCancellation() { onStop_.reset(); }
+void SleepWaiter::detachCancellation() {
+    onStop_.reset();
+}
 
 void SleepAwaiter::await_resume() {
     waiter->detachCancellation();
@@ -49,7 +51,8 @@ void SleepAwaiter::await_resume() {
 
 } // namespace detail
 
-RealClock::RealClock(Executor& executor) : executor_(executor) {
+RealClock::RealClock(Executor& executor)
+    : executor_(executor) {
     timer_ = std::thread([this] { timerLoop(); });
 }
 

@@ -26,7 +26,8 @@ namespace detail {
 // One pending sleep, resumed exactly once: by its deadline or by cancellation.
 class SleepWaiter {
 public:
-    explicit SleepWaiter(Executor& executor) : executor_(executor) {}
+    explicit SleepWaiter(Executor& executor)
+        : executor_(executor) {}
     void start(std::coroutine_handle<> handle, const std::stop_token& token);
     /// Resumes the sleeper; false when it had already been resumed.
     bool finish(bool cancelled);
@@ -82,7 +83,8 @@ private:
 /// Test time: nothing moves until the test advances it.
 class VirtualClock final : public Clock {
 public:
-    explicit VirtualClock(Executor& executor) : executor_(executor) {}
+    explicit VirtualClock(Executor& executor)
+        : executor_(executor) {}
     Task<void> sleep(std::chrono::nanoseconds duration) override;
     std::chrono::nanoseconds now() const override;
 

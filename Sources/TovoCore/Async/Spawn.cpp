@@ -8,8 +8,12 @@ void TaskHandle::requestCancellation() const {
     }
 }
 
-bool TaskHandle::isDone() const { return state_ && state_->done.load(); }
+bool TaskHandle::isDone() const {
+    return state_ && state_->done.load();
+}
 
-std::exception_ptr TaskHandle::error() const { return state_ ? state_->error : nullptr; }
+std::exception_ptr TaskHandle::error() const {
+    return state_ ? state_->error : nullptr;
+}
 
 } // namespace tovo

@@ -26,7 +26,8 @@ private:
         std::atomic<bool> done{false};
         std::exception_ptr error;
     };
-    explicit TaskHandle(std::shared_ptr<State> state) : state_(std::move(state)) {}
+    explicit TaskHandle(std::shared_ptr<State> state)
+        : state_(std::move(state)) {}
     std::shared_ptr<State> state_;
 
     template<class T>

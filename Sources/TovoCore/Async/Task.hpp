@@ -77,7 +77,8 @@ public:
     };
     using Handle = std::coroutine_handle<promise_type>;
 
-    Task(Task&& other) noexcept : handle_(std::exchange(other.handle_, {})) {}
+    Task(Task&& other) noexcept
+        : handle_(std::exchange(other.handle_, {})) {}
     Task& operator=(Task&& other) noexcept {
         if (this != &other) {
             destroy();
@@ -107,7 +108,8 @@ public:
     Awaiter operator co_await() & noexcept { return Awaiter{handle_}; }
 
 private:
-    explicit Task(Handle handle) noexcept : handle_(handle) {}
+    explicit Task(Handle handle) noexcept
+        : handle_(handle) {}
     void destroy() noexcept {
         if (handle_) {
             handle_.destroy();
@@ -128,7 +130,9 @@ struct CurrentStopToken {
     }
     std::stop_token await_resume() const noexcept { return token; }
 };
-inline CurrentStopToken currentStopToken() noexcept { return {}; }
+inline CurrentStopToken currentStopToken() noexcept {
+    return {};
+}
 
 /// Throws `CancellationError` when the running task's stop token was requested.
 inline Task<void> checkCancellation() {

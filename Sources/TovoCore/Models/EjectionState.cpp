@@ -19,9 +19,9 @@ bool EjectionPhase::allowsDiskSelection() const {
 }
 
 std::string_view EjectionPhase::caseName() const {
-    static constexpr std::string_view names[] = {"ready",     "ejecting", "diagnosing",
-                                                 "blocked",   "releasing", "retrying",
-                                                 "stopping",  "ejected",  "failed"};
+    static constexpr std::string_view names[] = {"ready",    "ejecting",  "diagnosing",
+                                                 "blocked",  "releasing", "retrying",
+                                                 "stopping", "ejected",   "failed"};
     return names[value_.index()];
 }
 

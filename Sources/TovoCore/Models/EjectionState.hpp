@@ -51,13 +51,13 @@ public:
         FailureRecovery recovery;
         bool operator==(const Failed&) const = default;
     };
-    using Value =
-        std::variant<Ready, Ejecting, Diagnosing, Blocked, Releasing, Retrying, Stopping, Ejected, Failed>;
+    using Value = std::variant<Ready, Ejecting, Diagnosing, Blocked, Releasing, Retrying, Stopping,
+                               Ejected, Failed>;
 
     EjectionPhase() = default;
     template<class Case>
-        requires std::is_constructible_v<Value, Case>
-    EjectionPhase(Case phase) : value_(std::move(phase)) {}
+    requires std::is_constructible_v<Value, Case> EjectionPhase(Case phase)
+        : value_(std::move(phase)) {}
 
     static EjectionPhase ready() { return Ready{}; }
     static EjectionPhase ejecting() { return Ejecting{}; }

@@ -13,9 +13,8 @@ namespace {
 
 // Volumes of one pool report the pool's figures each: count every pool once, and
 // take its smallest report.
-std::optional<std::int64_t>
-pooledCapacity(const std::vector<DiskVolume>& volumes,
-               std::optional<std::int64_t> DiskVolume::*field) {
+std::optional<std::int64_t> pooledCapacity(const std::vector<DiskVolume>& volumes,
+                                           std::optional<std::int64_t> DiskVolume::*field) {
     std::map<std::string, std::int64_t> pools;
     for (const auto& volume : volumes) {
         const auto value = volume.*field;

@@ -49,7 +49,8 @@ public:
     virtual std::vector<ProcessReleasePlan>
     planRelease(const std::vector<BlockingProcess>& processes) const;
     /// One attempt per process asked. Never throws: outcomes are attempts.
-    virtual Task<std::vector<ReleaseAttempt>> requestRelease(std::vector<BlockingProcess> processes) = 0;
+    virtual Task<std::vector<ReleaseAttempt>>
+    requestRelease(std::vector<BlockingProcess> processes) = 0;
 };
 
 class ProcessStopping {

@@ -1,6 +1,7 @@
 #include "TovoCore/Services/Utf8.hpp"
 
 #include <cstdint>
+#include <cstring>
 
 namespace tovo {
 
@@ -54,6 +55,14 @@ std::size_t validSequence(std::string_view s, std::size_t i, std::size_t& consum
 
 std::string decodeUtf8Lossy(std::string_view bytes) {
     std::size_t i = 0;
+    // Most text is ASCII: test eight bytes at a time for a high bit.
+    for (; i + 8 <= bytes.size(); i += 8) {
+        std::uint64_t word;
+        std::memcpy(&word, bytes.data() + i, 8);
+        if (word & 0x8080808080808080ULL) {
+            break;
+        }
+    }
     // Fast path: plain ASCII or already valid text is copied as it stands.
     while (i < bytes.size()) {
         if (static_cast<std::uint8_t>(bytes[i]) < 0x80) {

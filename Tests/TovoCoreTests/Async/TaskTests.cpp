@@ -1,0 +1,227 @@
+#include "TovoCore/Async/Background.hpp"
+#include "TovoCore/Async/Clock.hpp"
+#include "TovoCore/Async/Spawn.hpp"
+
+#include <gtest/gtest.h>
+
+#include <stdexcept>
+#include <thread>
+
+namespace tovo {
+namespace {
+
+using namespace std::chrono_literals;
+
+Task<int> answer() {
+    co_return 42;
+}
+
+Task<int> failing() {
+    throw std::runtime_error("broken");
+    co_return 0;
+}
+
+Task<int> sumOfNested() {
+    const int a = co_await answer();
+    const int b = co_await answer();
+    co_return a + b;
+}
+
+TEST(TaskTest, IsLazyAndRunsOnTheExecutorWhenSpawned) {
+    ManualExecutor executor;
+    bool started = false;
+    auto body = [&]() -> Task<void> {
+        started = true;
+        co_return;
+    };
+    auto task = body();
+    EXPECT_FALSE(started);
+    auto handle = spawn(executor, std::move(task));
+    EXPECT_FALSE(started);
+    executor.runAll();
+    EXPECT_TRUE(started);
+    EXPECT_TRUE(handle.isDone());
+    EXPECT_FALSE(handle.error());
+}
+
+TEST(TaskTest, ValuesAndExceptionsReachTheAwaiter) {
+    ManualExecutor executor;
+    int total = 0;
+    std::string caught;
+    auto body = [&]() -> Task<void> {
+        total = co_await sumOfNested();
+        try {
+            co_await failing();
+        } catch (const std::runtime_error& error) {
+            caught = error.what();
+        }
+    };
+    spawn(executor, body());
+    executor.runAll();
+    EXPECT_EQ(total, 84);
+    EXPECT_EQ(caught, "broken");
+}
+
+TEST(TaskTest, UncaughtExceptionIsKeptByTheHandle) {
+    ManualExecutor executor;
+    auto handle = spawn(executor, failing());
+    executor.runAll();
+    ASSERT_TRUE(handle.isDone());
+    EXPECT_THROW(std::rethrow_exception(handle.error()), std::runtime_error);
+}
+
+TEST(TaskTest, DeepChainsDoNotGrowTheStack) {
+    ManualExecutor executor;
+    struct Chain {
+        static Task<int> depth(int n) {
+            if (n == 0) {
+                co_return 0;
+            }
+            co_return 1 + co_await depth(n - 1);
+        }
+    };
+    int result = 0;
+    auto body = [&]() -> Task<void> { result = co_await Chain::depth(20000); };
+    spawn(executor, body());
+    executor.runAll();
+    EXPECT_EQ(result, 20000);
+}
+
+TEST(CancellationTest, ReachesASleepingGrandchildThroughInheritedTokens) {
+    ManualExecutor executor;
+    VirtualClock clock(executor);
+    bool cancelledInChild = false;
+    bool parentContinued = false;
+    auto child = [&]() -> Task<void> {
+        try {
+            co_await clock.sleep(10s);
+        } catch (const CancellationError&) {
+            cancelledInChild = true;
+            throw;
+        }
+    };
+    auto parent = [&]() -> Task<void> {
+        try {
+            co_await child();
+        } catch (const CancellationError&) {
+            parentContinued = true;
+        }
+    };
+    auto handle = spawn(executor, parent());
+    executor.runAll();
+    EXPECT_EQ(clock.sleeperCount(), 1u);
+    handle.requestCancellation();
+    executor.runAll();
+    EXPECT_TRUE(cancelledInChild);
+    EXPECT_TRUE(parentContinued);
+    EXPECT_TRUE(handle.isDone());
+    EXPECT_EQ(clock.sleeperCount(), 0u);
+    clock.advance(20s); // the cancelled sleep must not resume a second time
+    EXPECT_EQ(executor.runAll(), 0u);
+}
+
+TEST(CancellationTest, AlreadyCancelledTaskFailsAtItsFirstSleep) {
+    ManualExecutor executor;
+    VirtualClock clock(executor);
+    auto body = [&]() -> Task<void> { co_await clock.sleep(1s); };
+    auto handle = spawn(executor, body());
+    handle.requestCancellation();
+    executor.runAll();
+    ASSERT_TRUE(handle.isDone());
+    EXPECT_TRUE(isCancellation(handle.error()));
+}
+
+TEST(VirtualClockTest, ResumesSleepsExactlyAtTheirDeadlines) {
+    ManualExecutor executor;
+    VirtualClock clock(executor);
+    std::vector<std::chrono::nanoseconds> wakes;
+    auto body = [&]() -> Task<void> {
+        co_await clock.sleep(1200ms);
+        wakes.push_back(clock.now());
+        co_await clock.sleep(0ns);
+        wakes.push_back(clock.now());
+        co_await clock.sleep(800ms);
+        wakes.push_back(clock.now());
+    };
+    spawn(executor, body());
+    executor.runAll();
+    clock.advance(1199ms);
+    executor.runAll();
+    EXPECT_TRUE(wakes.empty());
+    clock.advance(1ms);
+    executor.runAll();
+    ASSERT_EQ(wakes.size(), 1u);
+    ASSERT_TRUE(clock.advanceToNextDeadline());
+    executor.runAll();
+    ASSERT_TRUE(clock.advanceToNextDeadline());
+    executor.runAll();
+    EXPECT_EQ(wakes, (std::vector<std::chrono::nanoseconds>{1200ms, 1200ms, 2000ms}));
+    EXPECT_FALSE(clock.advanceToNextDeadline());
+}
+
+TEST(BackgroundTest, RunsOffTheExecutorAndResumesOnIt) {
+    ManualExecutor executor;
+    const auto mainThread = std::this_thread::get_id();
+    std::thread::id workerThread;
+    std::thread::id resumedThread;
+    int result = 0;
+    auto body = [&]() -> Task<void> {
+        result = co_await runInBackground(executor, [&] {
+            workerThread = std::this_thread::get_id();
+            return 7;
+        });
+        resumedThread = std::this_thread::get_id();
+    };
+    auto handle = spawn(executor, body());
+    ASSERT_TRUE(executor.runUntil([&] { return handle.isDone(); }));
+    EXPECT_EQ(result, 7);
+    EXPECT_NE(workerThread, mainThread);
+    EXPECT_EQ(resumedThread, mainThread);
+}
+
+TEST(BackgroundTest, RethrowsTheWorkersExceptionAndPassesTheStopToken) {
+    ManualExecutor executor;
+    std::string caught;
+    bool sawStop = false;
+    auto body = [&]() -> Task<void> {
+        try {
+            co_await runInBackground(executor, []() -> int { throw std::logic_error("worker"); });
+        } catch (const std::logic_error& error) {
+            caught = error.what();
+        }
+        co_await runInBackground(executor, [&](std::stop_token token) {
+            sawStop = token.stop_possible() && !token.stop_requested();
+        });
+    };
+    auto handle = spawn(executor, body());
+    ASSERT_TRUE(executor.runUntil([&] { return handle.isDone(); }));
+    EXPECT_EQ(caught, "worker");
+    EXPECT_TRUE(sawStop);
+}
+
+TEST(BackgroundTest, CancelledTaskNeverStartsItsWork) {
+    ManualExecutor executor;
+    bool ran = false;
+    auto body = [&]() -> Task<void> { co_await runInBackground(executor, [&] { ran = true; }); };
+    auto handle = spawn(executor, body());
+    handle.requestCancellation();
+    ASSERT_TRUE(executor.runUntil([&] { return handle.isDone(); }));
+    EXPECT_FALSE(ran);
+    EXPECT_TRUE(isCancellation(handle.error()));
+}
+
+TEST(ManualExecutorTest, RunsInOrderIncludingWorkQueuedWhileRunning) {
+    ManualExecutor executor;
+    std::vector<int> order;
+    executor.post([&] {
+        order.push_back(1);
+        executor.post([&] { order.push_back(3); });
+    });
+    executor.post([&] { order.push_back(2); });
+    EXPECT_EQ(executor.pendingCount(), 2u);
+    EXPECT_EQ(executor.runAll(), 3u);
+    EXPECT_EQ(order, (std::vector<int>{1, 2, 3}));
+}
+
+} // namespace
+} // namespace tovo

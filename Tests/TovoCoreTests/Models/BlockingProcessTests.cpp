@@ -1,0 +1,190 @@
+#include "TovoCore/Models/BlockingProcess.hpp"
+
+#include <gtest/gtest.h>
+
+#include <functional>
+
+namespace tovo {
+namespace {
+
+OpenFileReference file(std::string path, std::optional<std::string> descriptor, OpenAccess access,
+                       std::optional<std::string> type = "REG") {
+    return {std::move(path), std::move(descriptor), std::move(type), access};
+}
+
+BlockingProcess process(std::vector<OpenFileReference> files = {}) {
+    return BlockingProcess{42,
+                           7,
+                           "editor",
+                           501u,
+                           "user",
+                           std::move(files),
+                           "/usr/bin/editor",
+                           ProcessStartTime{100, 5},
+                           false,
+                           std::nullopt};
+}
+
+struct LetterCase {
+    std::optional<std::string_view> letter;
+    OpenAccess expected;
+};
+
+void PrintTo(const LetterCase& c, std::ostream* out) {
+    *out << (c.letter ? '"' + std::string(*c.letter) + '"' : std::string("absent"));
+}
+
+class AccessLetterTest : public ::testing::TestWithParam<LetterCase> {};
+
+TEST_P(AccessLetterTest, OnlyTheExactLettersAreKnown) {
+    EXPECT_EQ(openAccessFromLsofValue(GetParam().letter), GetParam().expected);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Letters, AccessLetterTest,
+    ::testing::Values(LetterCase{"r", OpenAccess::read}, LetterCase{"w", OpenAccess::write},
+                      LetterCase{"u", OpenAccess::readWrite}, LetterCase{"R", OpenAccess::unknown},
+                      LetterCase{"rw", OpenAccess::unknown}, LetterCase{" r", OpenAccess::unknown},
+                      LetterCase{"", OpenAccess::unknown},
+                      LetterCase{std::nullopt, OpenAccess::unknown}));
+
+TEST(OpenAccessTest, RawValuesRoundTripAndOthersFail) {
+    for (auto access :
+         {OpenAccess::read, OpenAccess::write, OpenAccess::readWrite, OpenAccess::unknown}) {
+        EXPECT_EQ(openAccessFromRawValue(rawValue(access)), access);
+    }
+    EXPECT_FALSE(openAccessFromRawValue("Read"));
+    EXPECT_FALSE(openAccessFromRawValue("r"));
+    EXPECT_TRUE(canWrite(OpenAccess::readWrite));
+    EXPECT_FALSE(canWrite(OpenAccess::unknown));
+}
+
+TEST(BlockingProcessTest, DirectoryReferencesDoNotMakeAccessUnclear) {
+    const auto cwdOnly = process({file("/media/d", "cwd", OpenAccess::unknown, "DIR")});
+    EXPECT_FALSE(cwdOnly.hasUnknownAccess());
+    EXPECT_TRUE(cwdOnly.holdsCurrentFolder());
+
+    const auto rootOnly = process({file("/media/d", "rtd", OpenAccess::unknown, "DIR")});
+    EXPECT_FALSE(rootOnly.hasUnknownAccess());
+    EXPECT_FALSE(rootOnly.holdsCurrentFolder());
+
+    const auto noDescriptor = process({file("/media/d/x", std::nullopt, OpenAccess::unknown)});
+    EXPECT_TRUE(noDescriptor.hasUnknownAccess());
+    EXPECT_FALSE(noDescriptor.openFiles[0].isDirectoryReference());
+}
+
+TEST(BlockingProcessTest, WritableFilesAndPrimaryPath) {
+    EXPECT_FALSE(process().primaryPath());
+    const auto writer =
+        process({file("/b", "3r", OpenAccess::read), file("/a", "4u", OpenAccess::readWrite)});
+    EXPECT_TRUE(writer.hasWritableFiles());
+    EXPECT_EQ(writer.primaryPath(), "/b");
+    EXPECT_FALSE(process({file("/b", "3r", OpenAccess::read)}).hasWritableFiles());
+}
+
+// Each identity field changed alone must break identity; the others must not.
+struct IdentityCase {
+    const char* name;
+    std::function<void(BlockingProcess&)> change;
+    bool stillSame;
+};
+
+void PrintTo(const IdentityCase& c, std::ostream* out) {
+    *out << c.name;
+}
+
+class IdentityTest : public ::testing::TestWithParam<IdentityCase> {};
+
+TEST_P(IdentityTest, ComparesExactlyTheIdentityFields) {
+    const auto original = process({file("/a", "3r", OpenAccess::read)});
+    auto changed = original;
+    GetParam().change(changed);
+    EXPECT_EQ(original.hasSameIdentity(changed), GetParam().stillSame);
+    EXPECT_EQ(changed.hasSameIdentity(original), GetParam().stillSame);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Fields, IdentityTest,
+    ::testing::Values(
+        IdentityCase{"pid", [](auto& p) { p.pid = 43; }, false},
+        IdentityCase{"user", [](auto& p) { p.userID = 502u; }, false},
+        IdentityCase{"userAbsent", [](auto& p) { p.userID.reset(); }, false},
+        IdentityCase{"command", [](auto& p) { p.command = "other"; }, false},
+        IdentityCase{"parent", [](auto& p) { p.parentPID = 8; }, false},
+        IdentityCase{"parentAbsent", [](auto& p) { p.parentPID.reset(); }, false},
+        IdentityCase{"startSeconds", [](auto& p) { p.startTime->seconds = 101; }, false},
+        IdentityCase{"startMicros", [](auto& p) { p.startTime->microseconds = 6; }, false},
+        IdentityCase{"startAbsent", [](auto& p) { p.startTime.reset(); }, false},
+        IdentityCase{"executable", [](auto& p) { p.executablePath = "/usr/bin/x"; }, false},
+        IdentityCase{"executableAbsent", [](auto& p) { p.executablePath.reset(); }, false},
+        IdentityCase{"login", [](auto& p) { p.loginName = "root"; }, true},
+        IdentityCase{"files", [](auto& p) { p.openFiles.clear(); }, true},
+        IdentityCase{"dissent", [](auto& p) { p.isSystemDissent = true; }, true},
+        IdentityCase{"parentApp",
+                     [](auto& p) {
+                         p.parentApplication = ParentApplication{9, "App", {}};
+                     },
+                     true}),
+    [](const auto& info) { return std::string(info.param.name); });
+
+TEST(BlockingProcessTest, TwoAbsentIdentityFieldsAreEqual) {
+    auto a = process();
+    a.startTime.reset();
+    a.executablePath.reset();
+    auto b = a;
+    EXPECT_TRUE(a.hasSameIdentity(b));
+}
+
+TEST(BlockingProcessTest, ExecutionIdentityReplacesPathAndTimeButKeepsApplicationWhenAbsent) {
+    auto p = process();
+    p.parentApplication = ParentApplication{9, "Files", "org.example.Files"};
+    const auto cleared = p.withExecutionIdentity(std::nullopt, std::nullopt, std::nullopt);
+    EXPECT_FALSE(cleared.executablePath);
+    EXPECT_FALSE(cleared.startTime);
+    EXPECT_EQ(cleared.parentApplication, p.parentApplication);
+
+    const auto replaced =
+        p.withExecutionIdentity("/opt/x", ProcessStartTime{1, 2}, ParentApplication{3, "T", {}});
+    EXPECT_EQ(replaced.executablePath, "/opt/x");
+    EXPECT_EQ(replaced.startTime, (ProcessStartTime{1, 2}));
+    EXPECT_EQ(replaced.parentApplication->pid, 3);
+    EXPECT_EQ(replaced.command, p.command);
+}
+
+TEST(BlockingProcessTest, MergingPrefersTheReceiverAndUnitesFiles) {
+    auto receiver =
+        process({file("/m/b", "4r", OpenAccess::read), file("/m/a", "3r", OpenAccess::read)});
+    receiver.command = "";
+    receiver.userID.reset();
+    auto other =
+        process({file("/m/a", "3r", OpenAccess::read), file("/m/c", "5w", OpenAccess::write)});
+    other.command = "other";
+    other.userID = 777u;
+    other.loginName = "someone";
+    other.startTime = ProcessStartTime{999, 0};
+    other.isSystemDissent = true;
+    other.parentApplication = ParentApplication{1, "X", {}};
+
+    const auto merged = receiver.merging(other);
+    EXPECT_EQ(merged.pid, receiver.pid);
+    EXPECT_EQ(merged.command, "other");  // empty command falls back
+    EXPECT_EQ(merged.userID, 777u);      // absent falls back
+    EXPECT_EQ(merged.loginName, "user"); // present wins
+    EXPECT_EQ(merged.startTime, receiver.startTime);
+    EXPECT_TRUE(merged.isSystemDissent);
+    EXPECT_EQ(merged.parentApplication, other.parentApplication);
+    ASSERT_EQ(merged.openFiles.size(), 3u);
+    EXPECT_EQ(merged.openFiles[0].path, "/m/a");
+    EXPECT_EQ(merged.openFiles[1].path, "/m/b");
+    EXPECT_EQ(merged.openFiles[2].path, "/m/c");
+}
+
+TEST(BlockingProcessTest, MergingKeepsFilesThatDifferInAnyField) {
+    const auto a = process({file("/m/a", "3r", OpenAccess::read)});
+    const auto b = process({file("/m/a", "3r", OpenAccess::write)});
+    EXPECT_EQ(a.merging(b).openFiles.size(), 2u);
+    EXPECT_EQ(a.merging(a).openFiles.size(), 1u);
+}
+
+} // namespace
+} // namespace tovo

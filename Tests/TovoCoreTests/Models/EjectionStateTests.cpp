@@ -1,0 +1,123 @@
+#include "TovoCore/Models/EjectionState.hpp"
+#include "TovoCore/Services/TovoServices.hpp"
+
+#include <gtest/gtest.h>
+
+#include <regex>
+#include <system_error>
+
+namespace tovo {
+namespace {
+
+struct PhaseCase {
+    EjectionPhase phase;
+    bool busy;
+    bool selectable;
+};
+
+void PrintTo(const PhaseCase& c, std::ostream* out) {
+    *out << c.phase.caseName();
+}
+
+class PhaseFlagsTest : public ::testing::TestWithParam<PhaseCase> {};
+
+TEST_P(PhaseFlagsTest, FlagsFollowTheCase) {
+    EXPECT_EQ(GetParam().phase.isBusy(), GetParam().busy) << GetParam().phase.caseName();
+    EXPECT_EQ(GetParam().phase.allowsDiskSelection(), GetParam().selectable)
+        << GetParam().phase.caseName();
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    AllCases, PhaseFlagsTest,
+    ::testing::Values(
+        PhaseCase{EjectionPhase::ready(), false, true},
+        PhaseCase{EjectionPhase::ejecting(), true, false},
+        PhaseCase{EjectionPhase::diagnosing(), true, false},
+        PhaseCase{EjectionPhase::blocked(), false, true},
+        PhaseCase{EjectionPhase::releasing(), true, false},
+        PhaseCase{EjectionPhase::retrying(), true, false},
+        PhaseCase{EjectionPhase::stopping("Editor"), true, false},
+        PhaseCase{EjectionPhase::ejected("Disk"), false, false},
+        PhaseCase{EjectionPhase::failed("t", "m", FailureRecovery::refreshDisks), false, false},
+        PhaseCase{EjectionPhase::failed("t", "m", FailureRecovery::retryEject), false, true}));
+
+TEST(EjectionPhaseTest, EqualityComparesEveryPayloadField) {
+    EXPECT_EQ(EjectionPhase(), EjectionPhase::ready());
+    EXPECT_NE(EjectionPhase::stopping("a"), EjectionPhase::stopping("b"));
+    EXPECT_NE(EjectionPhase::ejected("a"), EjectionPhase::stopping("a"));
+    EXPECT_NE(EjectionPhase::failed("t", "m", FailureRecovery::refreshDisks),
+              EjectionPhase::failed("t", "m", FailureRecovery::retryEject));
+    EXPECT_EQ(EjectionPhase::failed("t", "m", FailureRecovery::retryEject),
+              EjectionPhase::failed("t", "m", FailureRecovery::retryEject));
+}
+
+TEST(EjectionFailureTest, DescriptionIsTheMessageEvenWhenEmpty) {
+    const EjectionFailure empty("", std::nullopt, EjectionFailureKind::busy, std::nullopt,
+                                std::nullopt);
+    EXPECT_EQ(empty.errorDescription(), "");
+    const EjectionFailure busy(" In use. ", 12, EjectionFailureKind::busy, "d", 7);
+    EXPECT_EQ(busy.errorDescription(), " In use. ");
+    EXPECT_EQ(name(busy.kind), "busy");
+}
+
+TEST(ReadableMessageTest, TrimsAndFallsBack) {
+    auto message = [](auto error) { return readableMessage(std::make_exception_ptr(error)); };
+    EXPECT_EQ(message(EjectionFailure("\n  The disk is in use.\t\n", {}, EjectionFailureKind::busy,
+                                      {}, {})),
+              "The disk is in use.");
+    EXPECT_EQ(message(EjectionFailure(" \n\t ", {}, EjectionFailureKind::other, {}, {})),
+              "macOS did not provide a reason.");
+    EXPECT_EQ(message(EjectionFailure("\u2028", {}, EjectionFailureKind::other, {}, {})),
+              "macOS did not provide a reason.");
+    EXPECT_EQ(message(std::runtime_error(" plain ")), "plain");
+    EXPECT_EQ(readableMessage(nullptr), "macOS did not provide a reason.");
+}
+
+TEST(ReadableMessageTest, DomainAndCodeOfSystemErrors) {
+    const auto error = std::make_exception_ptr(
+        std::system_error(std::make_error_code(std::errc::permission_denied)));
+    EXPECT_EQ(errorDomain(error), "generic");
+    EXPECT_EQ(errorCode(error), EACCES);
+    const auto failure = std::make_exception_ptr(EjectionFailure(
+        "x", {}, EjectionFailureKind::other, "org.freedesktop.UDisks2.Error.Failed", 3));
+    EXPECT_EQ(errorDomain(failure), "TovoCore.EjectionFailure");
+}
+
+TEST(CaseNamesTest, LogNamesAreTheCaseNames) {
+    EXPECT_EQ(name(ReleaseDisposition::alreadyClosed), "alreadyClosed");
+    EXPECT_EQ(name(ReleaseDisposition::needsManualAction), "needsManualAction");
+    EXPECT_EQ(name(EjectionFailureKind::identityChanged), "identityChanged");
+    EXPECT_EQ(name(StopMethod::terminateProcess), "terminateProcess");
+    EXPECT_EQ(name(ReleaseStrategy::quitApplication), "quitApplication");
+    EXPECT_EQ(EjectionPhase::failed("t", "m", FailureRecovery::retryEject).caseName(), "failed");
+}
+
+TEST(UuidTest, RandomVersionFourInUpperCase) {
+    const auto a = Uuid::random();
+    const auto b = Uuid::random();
+    EXPECT_NE(a, b);
+    EXPECT_TRUE(std::regex_match(
+        a.toString(),
+        std::regex("[0-9A-F]{8}-[0-9A-F]{4}-4[0-9A-F]{3}-[89AB][0-9A-F]{3}-[0-9A-F]{12}")))
+        << a.toString();
+}
+
+class DefaultPlanner final : public ProcessReleasing {
+public:
+    Task<std::vector<ReleaseAttempt>> requestRelease(std::vector<BlockingProcess>) override {
+        co_return std::vector<ReleaseAttempt>{};
+    }
+};
+
+TEST(DefaultReleasePlanTest, OnePlanPerProcessLeftToTheUser) {
+    const DefaultPlanner planner;
+    EXPECT_TRUE(planner.planRelease({}).empty());
+    BlockingProcess p{5, {}, "tool", {}, {}, {}, {}, {}, false, {}};
+    const auto plans = planner.planRelease({p, p});
+    ASSERT_EQ(plans.size(), 2u);
+    EXPECT_EQ(plans[1], (ProcessReleasePlan{5, "tool", ReleaseStrategy::manualAction,
+                                            "Close this process, then try again."}));
+}
+
+} // namespace
+} // namespace tovo
