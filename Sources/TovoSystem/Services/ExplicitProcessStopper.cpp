@@ -1,0 +1,162 @@
+#include "TovoSystem/Services/ExplicitProcessStopper.hpp"
+
+#include "TovoSystem/Services/LiveIdentity.hpp"
+#include "TovoSystem/Services/ProcessCommandPolicy.hpp"
+
+#include <cerrno>
+#include <csignal>
+#include <signal.h>
+
+namespace tovo {
+
+using Policy = ProcessCommandPolicy;
+
+ExplicitProcessStopper::ExplicitProcessStopper(
+    std::uint32_t currentUserID, std::int32_t currentProcessID,
+    std::shared_ptr<const ProcessMetadataProviding> metadataProvider,
+    std::shared_ptr<ApplicationRegistry> registry, Signaler signaler)
+    : currentUserID_(currentUserID)
+    , currentProcessID_(currentProcessID)
+    , metadataProvider_(std::move(metadataProvider))
+    , registry_(std::move(registry))
+    , signaler_(std::move(signaler)) {}
+
+ExplicitProcessStopper::Signaler ExplicitProcessStopper::systemSignaler() {
+    return
+        [](std::int32_t pid, std::int32_t signal) -> std::int32_t { return ::kill(pid, signal); };
+}
+
+std::optional<std::string> ExplicitProcessStopper::warning(const BlockingProcess& process) {
+    if (process.hasWritableFiles()) {
+        return "It has a file open for writing. Stopping it now can leave that file incomplete.";
+    }
+    if (Policy::isVirtualMachine(process.command)) {
+        return "A running virtual machine can lose unsaved state. Stop it from its own app if you "
+               "can.";
+    }
+    if (Policy::isTransfer(process.command)) {
+        return "A backup or sync stops mid-transfer. It can resume later, but the current file "
+               "stays incomplete.";
+    }
+    if (Policy::isShell(process.command)) {
+        return "This ends the shell session in that terminal window.";
+    }
+    return std::nullopt;
+}
+
+ExplicitProcessStopper::DisplayIdentity
+ExplicitProcessStopper::displayIdentity(const BlockingProcess& process) const {
+    auto application = registry_->runningApplication(process.pid);
+    if (application && application->activationPolicy != ActivationPolicy::prohibited) {
+        auto name = application->localizedName.value_or(process.command);
+        return {std::move(name), std::move(application)};
+    }
+    return {process.command, std::nullopt};
+}
+
+ProcessStopPlan ExplicitProcessStopper::planStop(const BlockingProcess& process) const {
+    return plan(process, displayIdentity(process));
+}
+
+ProcessStopPlan ExplicitProcessStopper::plan(const BlockingProcess& process,
+                                             const DisplayIdentity& identity) const {
+    const auto& name = identity.name;
+    const auto unavailable = [&](std::string message) {
+        return ProcessStopPlan{process.pid, name, StopMethod::unavailable, std::move(message),
+                               std::nullopt};
+    };
+    if (process.pid < 2 || process.pid == currentProcessID_) {
+        return unavailable("Tovo will not stop this protected process.");
+    }
+    if (!process.userID || *process.userID != currentUserID_) {
+        return unavailable("This process belongs to macOS or another user. Tovo cannot stop it.");
+    }
+    if (!process.startTime || !process.executablePath) {
+        return unavailable(
+            "Tovo cannot verify this process identity, so it will not send a stop request.");
+    }
+    if (Policy::isSystemHelper(process.command)) {
+        return unavailable("This is part of macOS. Close the file or wait for macOS to finish.");
+    }
+    if (identity.application &&
+        identity.application->bundleIdentifier == registry_->ownBundleIdentifier()) {
+        return unavailable("Tovo will not stop itself.");
+    }
+    if (identity.application) {
+        return {process.pid, name, StopMethod::quitApplication,
+                "Tovo will ask " + name +
+                    " to quit, the same as Quit in its menu. The app can still show a save dialog.",
+                warning(process)};
+    }
+    return {process.pid, name, StopMethod::terminateProcess,
+            "Tovo will send one stop request (SIGTERM) to " + name +
+                ". Most tools stop cleanly. Tovo never forces a kill.",
+            warning(process)};
+}
+
+ReleaseAttempt ExplicitProcessStopper::stop(const BlockingProcess& process) {
+    const auto planned = planStop(process);
+    const auto attempt = [&](ReleaseDisposition disposition, std::string message) {
+        return ReleaseAttempt{Uuid::random(), process.pid, planned.processName, disposition,
+                              std::move(message)};
+    };
+    switch (planned.method) {
+    case StopMethod::unavailable:
+        return attempt(ReleaseDisposition::needsManualAction, planned.message);
+
+    case StopMethod::terminateProcess: {
+        const auto live = metadataProvider_->metadata(process.pid);
+        if (!live) {
+            return attempt(ReleaseDisposition::alreadyClosed, "The process already exited.");
+        }
+        if (!liveIdentityMatches(process, *live)) {
+            return attempt(
+                ReleaseDisposition::failed,
+                "Tovo could not verify that this is the same process. Nothing was sent.");
+        }
+        errno = 0;
+        const auto status = signaler_(process.pid, SIGTERM);
+        const int error = errno;
+        if (status == 0) {
+            return attempt(ReleaseDisposition::requested,
+                           "Tovo sent a stop request to " + planned.processName + ".");
+        }
+        switch (error) {
+        case EPERM:
+            return attempt(ReleaseDisposition::failed,
+                           "macOS did not allow Tovo to stop this process.");
+        case ESRCH:
+            return attempt(ReleaseDisposition::alreadyClosed, "The process already exited.");
+        default:
+            return attempt(ReleaseDisposition::failed,
+                           "The stop request failed (error " + std::to_string(error) + ").");
+        }
+    }
+
+    case StopMethod::quitApplication: {
+        const auto application = registry_->runningApplication(process.pid);
+        if (!application || application->activationPolicy == ActivationPolicy::prohibited) {
+            return attempt(ReleaseDisposition::alreadyClosed, "The app is no longer running.");
+        }
+        if (!liveIdentityMatches(process, *metadataProvider_)) {
+            return attempt(ReleaseDisposition::failed,
+                           "Tovo could not verify that this is the same app. Nothing was sent.");
+        }
+        if (registry_->isTerminated(process.pid)) {
+            return attempt(ReleaseDisposition::alreadyClosed, "The app is already closed.");
+        }
+        if (registry_->terminate(process.pid)) {
+            return attempt(ReleaseDisposition::requested,
+                           "Tovo asked " + planned.processName + " to quit.");
+        }
+        return attempt(ReleaseDisposition::failed, "The app did not accept the quit request.");
+    }
+    }
+    return attempt(ReleaseDisposition::needsManualAction, planned.message);
+}
+
+Task<ReleaseAttempt> ExplicitProcessStopper::requestStop(BlockingProcess process) {
+    co_return stop(process);
+}
+
+} // namespace tovo

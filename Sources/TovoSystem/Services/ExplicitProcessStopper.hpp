@@ -1,0 +1,49 @@
+#pragma once
+
+#include "TovoCore/Services/TovoServices.hpp"
+#include "TovoSystem/Services/ApplicationRegistry.hpp"
+#include "TovoSystem/Services/ProcessMetadataProviding.hpp"
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+
+namespace tovo {
+
+/// The user's last resort for one blocker: an application is asked to quit, any
+/// other process gets exactly one SIGTERM, each only after its identity is re-proved.
+class ExplicitProcessStopper final : public ProcessStopping {
+public:
+    /// Sends `signal` to `pid`; 0 on success, otherwise errno tells why.
+    using Signaler = std::function<std::int32_t(std::int32_t pid, std::int32_t signal)>;
+
+    ExplicitProcessStopper(std::uint32_t currentUserID, std::int32_t currentProcessID,
+                           std::shared_ptr<const ProcessMetadataProviding> metadataProvider,
+                           std::shared_ptr<ApplicationRegistry> registry,
+                           Signaler signaler = systemSignaler());
+
+    ProcessStopPlan planStop(const BlockingProcess& process) const override;
+    Task<ReleaseAttempt> requestStop(BlockingProcess process) override;
+
+    /// The caution shown before the user confirms a stop, if any.
+    static std::optional<std::string> warning(const BlockingProcess& process);
+    /// Calls kill(2).
+    static Signaler systemSignaler();
+
+private:
+    struct DisplayIdentity {
+        std::string name;
+        std::optional<RunningApplication> application; ///< set when it counts as an application
+    };
+    DisplayIdentity displayIdentity(const BlockingProcess& process) const;
+    ProcessStopPlan plan(const BlockingProcess& process, const DisplayIdentity& identity) const;
+    ReleaseAttempt stop(const BlockingProcess& process);
+
+    std::uint32_t currentUserID_;
+    std::int32_t currentProcessID_;
+    std::shared_ptr<const ProcessMetadataProviding> metadataProvider_;
+    std::shared_ptr<ApplicationRegistry> registry_;
+    Signaler signaler_;
+};
+
+} // namespace tovo
