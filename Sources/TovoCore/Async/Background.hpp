@@ -36,7 +36,7 @@ struct BackgroundAwaiter {
     Executor& executor;
     F work;
     std::conditional_t<std::is_void_v<Result>, bool, std::optional<Result>> result{};
-    std::exception_ptr exception;
+    std::exception_ptr exception{};
 
     bool await_ready() const noexcept { return false; }
 
