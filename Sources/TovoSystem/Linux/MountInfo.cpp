@@ -9,7 +9,9 @@ namespace tovo {
 
 namespace {
 
-bool isOctal(char c) { return c >= '0' && c <= '7'; }
+bool isOctal(char c) {
+    return c >= '0' && c <= '7';
+}
 
 std::vector<std::string_view> fields(std::string_view line) {
     std::vector<std::string_view> result;
@@ -136,7 +138,8 @@ std::vector<MountEntry> MountInfo::read(const std::filesystem::path& path) {
     if (!file) {
         return {};
     }
-    const std::string text((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
+    const std::string text((std::istreambuf_iterator<char>(file)),
+                           std::istreambuf_iterator<char>());
     return parse(text);
 }
 

@@ -13,7 +13,7 @@ struct MountEntry {
     int parentID;
     unsigned major;
     unsigned minor;
-    std::string root;       ///< the folder of the file system shown here ("/" unless a bind)
+    std::string root; ///< the folder of the file system shown here ("/" unless a bind)
     std::string mountPoint;
     std::string mountOptions;
     std::string fileSystemType;

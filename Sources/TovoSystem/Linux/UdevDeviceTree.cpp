@@ -2,13 +2,12 @@
 
 #include <libudev.h>
 
-#include <sys/stat.h>
-
 #include <array>
 #include <charconv>
 #include <filesystem>
 #include <memory>
 #include <string_view>
+#include <sys/stat.h>
 #include <system_error>
 
 namespace tovo {
@@ -21,11 +20,13 @@ struct DeviceRelease {
 using DevicePointer = std::unique_ptr<udev_device, DeviceRelease>;
 
 constexpr std::array<const char*, 12> wantedProperties{
-    "ID_FS_UUID",    "ID_FS_LABEL",   "ID_FS_LABEL_ENC", "ID_FS_TYPE",
-    "ID_PART_TABLE_UUID", "ID_VENDOR", "ID_VENDOR_ENC",   "ID_MODEL",
-    "ID_MODEL_ENC",  "ID_BUS",        "ID_DRIVE_EJECTABLE", "DM_UUID"};
+    "ID_FS_UUID",         "ID_FS_LABEL", "ID_FS_LABEL_ENC",    "ID_FS_TYPE",
+    "ID_PART_TABLE_UUID", "ID_VENDOR",   "ID_VENDOR_ENC",      "ID_MODEL",
+    "ID_MODEL_ENC",       "ID_BUS",      "ID_DRIVE_EJECTABLE", "DM_UUID"};
 
-std::string text(const char* value) { return value == nullptr ? std::string() : value; }
+std::string text(const char* value) {
+    return value == nullptr ? std::string() : value;
+}
 
 template<class Number>
 std::optional<Number> number(const char* value) {
@@ -80,7 +81,8 @@ DeviceNode toNode(udev_device* device) {
 
 } // namespace
 
-UdevDeviceTree::UdevDeviceTree() : udev_(udev_new()) {}
+UdevDeviceTree::UdevDeviceTree()
+    : udev_(udev_new()) {}
 
 UdevDeviceTree::~UdevDeviceTree() {
     if (udev_ != nullptr) {
@@ -88,8 +90,9 @@ UdevDeviceTree::~UdevDeviceTree() {
     }
 }
 
-std::optional<DeviceNode> UdevDeviceTree::blockDeviceOfSource(const std::string& mountSource) const {
-    struct stat status{};
+std::optional<DeviceNode>
+UdevDeviceTree::blockDeviceOfSource(const std::string& mountSource) const {
+    struct stat status {};
     if (udev_ == nullptr || mountSource.empty() || mountSource.front() != '/' ||
         ::stat(mountSource.c_str(), &status) != 0 || !S_ISBLK(status.st_mode)) {
         return std::nullopt;

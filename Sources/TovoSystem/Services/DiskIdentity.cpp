@@ -36,8 +36,8 @@ std::optional<WholeDiskIdentity> choose(const std::optional<PhysicalIOMediaIdent
     } else {
         return std::nullopt;
     }
-    return WholeDiskIdentity{std::move(grouping), std::nullopt,    std::nullopt,
-                             logical.bsdName,     name,            logical.mediaSize};
+    return WholeDiskIdentity{std::move(grouping), std::nullopt, std::nullopt,
+                             logical.bsdName,     name,         logical.mediaSize};
 }
 
 } // namespace tovo::DiskIdentityChoice

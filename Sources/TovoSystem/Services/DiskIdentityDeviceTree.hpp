@@ -19,8 +19,8 @@ struct DeviceNode {
     std::optional<std::uint64_t> initializedMicroseconds; ///< udev's USEC_INITIALIZED
     std::optional<std::int64_t> sizeInSectors;            ///< 512-byte units
     bool isRemovable = false;
-    bool hasBackingFile = false; ///< a loop device showing a file
-    std::size_t slaveCount = 0;  ///< devices a dm or md device is built on
+    bool hasBackingFile = false;                   ///< a loop device showing a file
+    std::size_t slaveCount = 0;                    ///< devices a dm or md device is built on
     std::map<std::string, std::string> properties; ///< udev properties (ID_FS_UUID, ...)
 
     bool isBlock() const { return subsystem == "block"; }

@@ -22,7 +22,8 @@ struct ResolvedVolumeDevice {
 /// what identifies it (its diskseq) so that a replugged disk is noticed.
 class DiskIdentityResolver {
 public:
-    explicit DiskIdentityResolver(const DeviceTree& tree) : tree_(tree) {}
+    explicit DiskIdentityResolver(const DeviceTree& tree)
+        : tree_(tree) {}
 
     /// Absent when the source is not a block device.
     std::optional<ResolvedVolumeDevice> resolve(const std::string& mountSource) const;

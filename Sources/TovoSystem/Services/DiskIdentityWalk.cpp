@@ -14,8 +14,7 @@ namespace {
 constexpr std::size_t maximumDepth = 64;
 
 bool isExternalBus(const std::string& subsystem) {
-    static constexpr std::array<std::string_view, 4> buses{"usb", "ieee1394", "thunderbolt",
-                                                           "mmc"};
+    static constexpr std::array<std::string_view, 4> buses{"usb", "ieee1394", "thunderbolt", "mmc"};
     for (auto bus : buses) {
         if (subsystem == bus) {
             return true;

@@ -40,7 +40,8 @@ bool isVirtual(const std::optional<std::string>& deviceProtocol,
     if (namesVirtualTransport(deviceProtocol) || namesVirtualTransport(physicalInterconnect)) {
         return true;
     }
-    return physicalInterconnectLocation && equalsIgnoringCase(*physicalInterconnectLocation, "file");
+    return physicalInterconnectLocation &&
+           equalsIgnoringCase(*physicalInterconnectLocation, "file");
 }
 
 } // namespace tovo::MediaTransportEligibility

@@ -33,9 +33,8 @@ int NameCollator::compare(std::string_view left, std::string_view right) const {
         return left.compare(right);
     }
     UErrorCode status = U_ZERO_ERROR;
-    const auto result =
-        ucol_strcollUTF8(collator_, left.data(), static_cast<int32_t>(left.size()), right.data(),
-                         static_cast<int32_t>(right.size()), &status);
+    const auto result = ucol_strcollUTF8(collator_, left.data(), static_cast<int32_t>(left.size()),
+                                         right.data(), static_cast<int32_t>(right.size()), &status);
     if (U_FAILURE(status)) {
         return left.compare(right);
     }

@@ -9,10 +9,9 @@
 #include "TovoSystem/Services/FormatDescriptions.hpp"
 #include "TovoSystem/Services/NameCollator.hpp"
 
-#include <sys/statvfs.h>
-
 #include <algorithm>
 #include <limits>
+#include <sys/statvfs.h>
 #include <unordered_map>
 
 namespace tovo {
@@ -27,8 +26,8 @@ struct DiskGroup {
 
 std::optional<std::int64_t> bytes(unsigned long long blocks, unsigned long long blockSize) {
     if (blockSize != 0 &&
-        blocks > static_cast<unsigned long long>(std::numeric_limits<std::int64_t>::max()) /
-                     blockSize) {
+        blocks >
+            static_cast<unsigned long long>(std::numeric_limits<std::int64_t>::max()) / blockSize) {
         return std::nullopt;
     }
     return static_cast<std::int64_t>(blocks * blockSize);
@@ -40,8 +39,8 @@ std::vector<const MountEntry*> distinctFileSystems(const std::vector<MountEntry>
     std::vector<const MountEntry*> chosen;
     std::unordered_map<std::string, std::size_t> byDevice;
     for (const auto& entry : entries) {
-        const auto key = entry.source + "\n" + std::to_string(entry.major) + ":" +
-                         std::to_string(entry.minor);
+        const auto key =
+            entry.source + "\n" + std::to_string(entry.major) + ":" + std::to_string(entry.minor);
         const auto [found, inserted] = byDevice.emplace(key, chosen.size());
         if (inserted) {
             chosen.push_back(&entry);
@@ -52,7 +51,7 @@ std::vector<const MountEntry*> distinctFileSystems(const std::vector<MountEntry>
     // A replacement may sit later in the file; entries are contiguous, so address order
     // is mountinfo order.
     std::sort(chosen.begin(), chosen.end(),
-                     [](const MountEntry* a, const MountEntry* b) { return a < b; });
+              [](const MountEntry* a, const MountEntry* b) { return a < b; });
     return chosen;
 }
 
@@ -142,10 +141,12 @@ std::vector<ExternalDisk> listDisks(const VolumeListingSources& sources) {
 
 } // namespace
 
-std::unique_ptr<DeviceTree> makeUdevDeviceTree() { return std::make_unique<UdevDeviceTree>(); }
+std::unique_ptr<DeviceTree> makeUdevDeviceTree() {
+    return std::make_unique<UdevDeviceTree>();
+}
 
 VolumeCapacity fileSystemCapacity(const std::filesystem::path& mountPoint) {
-    struct statvfs status{};
+    struct statvfs status {};
     if (::statvfs(mountPoint.c_str(), &status) != 0) {
         return {};
     }
