@@ -4,7 +4,7 @@ BUILD_TYPE ?= RelWithDebInfo
 CMAKE_FLAGS ?=
 JOBS ?= $(shell nproc)
 
-.PHONY: setup configure build test unit demo run bench format clean
+.PHONY: setup configure build test unit demo run bench sanitize fuzz format clean
 
 setup:
 	@scripts/setup
@@ -33,8 +33,20 @@ bench: setup
 	@cmake --build build-release -j $(JOBS)
 	@for b in build-release/Benchmarks/*Benchmark; do echo "== $$b"; $$b; done
 
+# Core and system suites under AddressSanitizer and UndefinedBehaviorSanitizer.
+sanitize: setup
+	@cmake -S . -B build-sanitize -G Ninja -DCMAKE_BUILD_TYPE=Debug -DTOVO_SANITIZE=ON -DTOVO_BUILD_APP=OFF -DTOVO_BUILD_BENCHMARKS=OFF >/dev/null
+	@cmake --build build-sanitize -j $(JOBS)
+	@ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1 ctest --test-dir build-sanitize --output-on-failure -j $(JOBS)
+
+FUZZ_SECONDS ?= 60
+fuzz: setup
+	@cmake -S . -B build-fuzz -G Ninja -DCMAKE_CXX_COMPILER=clang++-14 -DCMAKE_BUILD_TYPE=RelWithDebInfo -DTOVO_FUZZ=ON >/dev/null
+	@cmake --build build-fuzz -j $(JOBS)
+	@scripts/fuzz $(FUZZ_SECONDS)
+
 format:
 	@git ls-files '*.cpp' '*.hpp' | xargs clang-format -i
 
 clean:
-	@rm -rf $(BUILD_DIR) build-release build-sanitize
+	@rm -rf $(BUILD_DIR) build-release build-sanitize build-fuzz
