@@ -75,7 +75,9 @@ struct BackgroundAwaiter {
 template<class F>
 Task<detail::BackgroundResult<F>> runInBackground(Executor& executor, F work) {
     co_await checkCancellation();
-    co_return co_await detail::BackgroundAwaiter<F>(executor, std::move(work));
+    // A named awaiter: GCC 12 mishandles the lifetime of temporaries in co_await.
+    detail::BackgroundAwaiter<F> awaiter(executor, std::move(work));
+    co_return co_await awaiter;
 }
 
 } // namespace tovo

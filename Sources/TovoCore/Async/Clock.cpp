@@ -69,13 +69,15 @@ Task<void> RealClock::sleep(std::chrono::nanoseconds duration) {
     co_await checkCancellation();
     auto waiter = std::make_shared<detail::SleepWaiter>(executor_);
     const auto deadline = std::chrono::steady_clock::now() + duration;
-    co_await detail::SleepAwaiter{waiter, [this, deadline](auto sleeping) {
-                                      {
-                                          std::lock_guard lock(mutex_);
-                                          waiters_.emplace(deadline, std::move(sleeping));
-                                      }
-                                      changed_.notify_all();
-                                  }};
+    // A named awaiter: GCC 12 mishandles the lifetime of temporaries in co_await.
+    detail::SleepAwaiter awaiter{waiter, [this, deadline](auto sleeping) {
+                                     {
+                                         std::lock_guard lock(mutex_);
+                                         waiters_.emplace(deadline, std::move(sleeping));
+                                     }
+                                     changed_.notify_all();
+                                 }};
+    co_await awaiter;
 }
 
 std::chrono::nanoseconds RealClock::now() const {
@@ -107,10 +109,11 @@ void RealClock::timerLoop() {
 Task<void> VirtualClock::sleep(std::chrono::nanoseconds duration) {
     co_await checkCancellation();
     auto waiter = std::make_shared<detail::SleepWaiter>(executor_);
-    co_await detail::SleepAwaiter{waiter, [this, duration](auto sleeping) {
-                                      std::lock_guard lock(mutex_);
-                                      waiters_.emplace(now_ + duration, std::move(sleeping));
-                                  }};
+    detail::SleepAwaiter awaiter{waiter, [this, duration](auto sleeping) {
+                                     std::lock_guard lock(mutex_);
+                                     waiters_.emplace(now_ + duration, std::move(sleeping));
+                                 }};
+    co_await awaiter;
 }
 
 std::chrono::nanoseconds VirtualClock::now() const {
