@@ -1,0 +1,306 @@
+#include "TovoSystem/Services/CommandExecution.hpp"
+
+#include "TovoCore/Async/CancellationError.hpp"
+#include "TovoCore/Models/Uuid.hpp"
+
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <fcntl.h>
+#include <poll.h>
+#include <spawn.h>
+#include <sys/pidfd.h>
+#include <sys/wait.h>
+#include <system_error>
+#include <thread>
+#include <unistd.h>
+
+extern char** environ;
+
+namespace tovo {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+[[noreturn]] void throwErrno(int error, const char* what) {
+    throw std::system_error(error, std::generic_category(), what);
+}
+
+class FileDescriptor {
+public:
+    explicit FileDescriptor(int fd)
+        : fd_(fd) {}
+    ~FileDescriptor() {
+        if (fd_ >= 0) {
+            ::close(fd_);
+        }
+    }
+    FileDescriptor(const FileDescriptor&) = delete;
+    FileDescriptor& operator=(const FileDescriptor&) = delete;
+    int get() const { return fd_; }
+
+private:
+    int fd_;
+};
+
+/// Removes the scratch folder on every way out; a failed removal is ignored.
+class ScratchFolder {
+public:
+    explicit ScratchFolder(std::filesystem::path path)
+        : path_(std::move(path)) {}
+    ~ScratchFolder() {
+        std::error_code ignored;
+        std::filesystem::remove_all(path_, ignored);
+    }
+    ScratchFolder(const ScratchFolder&) = delete;
+    ScratchFolder& operator=(const ScratchFolder&) = delete;
+
+private:
+    std::filesystem::path path_;
+};
+
+int createScratchFile(const std::filesystem::path& path) {
+    int fd;
+    do {
+        fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+    } while (fd < 0 && errno == EINTR);
+    return fd;
+}
+
+std::string readWholeFile(const std::filesystem::path& path) {
+    FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    if (file.get() < 0) {
+        throwErrno(errno, "open");
+    }
+    std::string bytes;
+    char buffer[65536];
+    while (true) {
+        const auto count = ::read(file.get(), buffer, sizeof buffer);
+        if (count < 0) {
+            if (errno == EINTR) {
+                continue;
+            }
+            throwErrno(errno, "read");
+        }
+        if (count == 0) {
+            return bytes;
+        }
+        bytes.append(buffer, static_cast<std::size_t>(count));
+    }
+}
+
+/// The exit code, or the signal number for a child ended by a signal.
+std::int32_t terminationStatus(int waitStatus) {
+    if (WIFEXITED(waitStatus)) {
+        return WEXITSTATUS(waitStatus);
+    }
+    if (WIFSIGNALED(waitStatus)) {
+        return WTERMSIG(waitStatus);
+    }
+    return waitStatus;
+}
+
+} // namespace
+
+CommandExecution::CommandExecution(std::filesystem::path executable,
+                                   std::vector<std::string> arguments,
+                                   std::chrono::nanoseconds timeout,
+                                   std::filesystem::path temporaryDirectory)
+    : executable_(std::move(executable))
+    , arguments_(std::move(arguments))
+    , timeout_(timeout)
+    , temporaryDirectory_(std::move(temporaryDirectory)) {}
+
+CommandExecution::~CommandExecution() {
+    if (pidfd_ >= 0) {
+        ::close(pidfd_);
+    }
+}
+
+CommandResult CommandExecution::runSynchronously() {
+    if (isCancellationRequested()) {
+        throw CancellationError();
+    }
+
+    const auto folder = temporaryDirectory_ / ("Tovo-" + Uuid::random().toString());
+    std::filesystem::create_directories(folder);
+    ScratchFolder scratch(folder);
+
+    FileDescriptor standardOutput(createScratchFile(folder / "stdout"));
+    if (standardOutput.get() < 0) {
+        throw CommandRunnerError(CommandRunnerError::Kind::couldNotCreateTemporaryFiles);
+    }
+    FileDescriptor standardError(createScratchFile(folder / "stderr"));
+    if (standardError.get() < 0) {
+        throw CommandRunnerError(CommandRunnerError::Kind::couldNotCreateTemporaryFiles);
+    }
+
+    launch(standardOutput.get(), standardError.get());
+    {
+        std::unique_lock lock(mutex_);
+        child_ = Child{pid_, pidfd_};
+        if (cancellationRequested_) {
+            lock.unlock();
+            stop();
+            throw CancellationError();
+        }
+    }
+
+    const auto deadline = Clock::now() + timeout_;
+    while (!hasEnded()) {
+        if (isCancellationRequested()) {
+            stop();
+            throw CancellationError();
+        }
+        const auto now = Clock::now();
+        if (now >= deadline) {
+            stop();
+            throw CommandRunnerError(CommandRunnerError::Kind::timedOut);
+        }
+        const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - now);
+        waitForExit(std::min(pollInterval, left));
+    }
+    forgetChild();
+    // A result that arrives after a cancellation is discarded.
+    if (isCancellationRequested()) {
+        throw CancellationError();
+    }
+
+    return CommandResult{terminationStatus(waitStatus_), readWholeFile(folder / "stdout"),
+                         readWholeFile(folder / "stderr")};
+}
+
+void CommandExecution::launch(int standardOutput, int standardError) {
+    posix_spawn_file_actions_t actions;
+    if (const int error = posix_spawn_file_actions_init(&actions)) {
+        throwErrno(error, "posix_spawn_file_actions_init");
+    }
+    struct ActionsGuard {
+        posix_spawn_file_actions_t* actions;
+        ~ActionsGuard() { posix_spawn_file_actions_destroy(actions); }
+    } actionsGuard{&actions};
+    // dup2 clears close-on-exec on the targets; nothing else of ours leaks into the child.
+    int error = posix_spawn_file_actions_adddup2(&actions, standardOutput, STDOUT_FILENO);
+    if (error == 0) {
+        error = posix_spawn_file_actions_adddup2(&actions, standardError, STDERR_FILENO);
+    }
+    if (error == 0) {
+        error = posix_spawn_file_actions_addclosefrom_np(&actions, STDERR_FILENO + 1);
+    }
+    if (error != 0) {
+        throwErrno(error, "posix_spawn_file_actions");
+    }
+
+    std::vector<char*> argv;
+    argv.reserve(arguments_.size() + 2);
+    argv.push_back(const_cast<char*>(executable_.c_str()));
+    for (const auto& argument : arguments_) {
+        argv.push_back(const_cast<char*>(argument.c_str()));
+    }
+    argv.push_back(nullptr);
+
+    pid_t pid = -1;
+    if (const int spawnError =
+            posix_spawn(&pid, executable_.c_str(), &actions, nullptr, argv.data(), environ)) {
+        throwErrno(spawnError, "posix_spawn");
+    }
+    pid_ = pid;
+    pidfd_ = pidfd_open(pid, 0);
+    if (pidfd_ < 0) {
+        // Without a pidfd the cancellation callback cannot signal safely, so the
+        // child is never published to it: stop it here and report the failure.
+        const int openError = errno;
+        stop();
+        throwErrno(openError, "pidfd_open");
+    }
+}
+
+void CommandExecution::cancel() {
+    std::optional<Child> child;
+    {
+        std::lock_guard lock(mutex_);
+        cancellationRequested_ = true;
+        if (child_ && !terminateSent_) {
+            terminateSent_ = true;
+            child = child_;
+        }
+    }
+    if (child) {
+        // A child already reaped answers ESRCH; the pidfd never names another process.
+        pidfd_send_signal(child->pidfd, SIGTERM, nullptr, 0);
+    }
+}
+
+bool CommandExecution::isCancellationRequested() {
+    std::lock_guard lock(mutex_);
+    return cancellationRequested_;
+}
+
+bool CommandExecution::hasEnded() {
+    while (true) {
+        const pid_t result = ::waitpid(pid_, &waitStatus_, WNOHANG);
+        if (result == pid_) {
+            return true;
+        }
+        if (result == 0) {
+            return false;
+        }
+        if (errno != EINTR) {
+            throwErrno(errno, "waitpid");
+        }
+    }
+}
+
+void CommandExecution::waitForExit(std::chrono::milliseconds interval) const {
+    if (pidfd_ < 0) {
+        std::this_thread::sleep_for(interval);
+        return;
+    }
+    pollfd descriptor{pidfd_, POLLIN, 0};
+    ::poll(&descriptor, 1, static_cast<int>(interval.count()));
+}
+
+void CommandExecution::stop() {
+    bool send = false;
+    {
+        std::lock_guard lock(mutex_);
+        send = !terminateSent_;
+        terminateSent_ = true;
+    }
+    bool ended = hasEnded();
+    if (send && !ended) {
+        // The child is not reaped yet, so its pid cannot have been reused.
+        ::kill(pid_, SIGTERM);
+    }
+    const auto graceDeadline = Clock::now() + stopGrace;
+    while (!ended && Clock::now() < graceDeadline) {
+        waitForExit(stopPollInterval);
+        ended = hasEnded();
+    }
+    if (!ended) {
+        abandonChild();
+    }
+    forgetChild();
+}
+
+void CommandExecution::forgetChild() {
+    std::lock_guard lock(mutex_);
+    child_.reset();
+}
+
+void CommandExecution::abandonChild() {
+    // Never a second signal. A thread of its own waits for the child to end on
+    // its own so that it does not linger as a zombie.
+    try {
+        std::thread([pid = pid_] {
+            int status = 0;
+            while (::waitpid(pid, &status, 0) < 0 && errno == EINTR) {
+            }
+        }).detach();
+    } catch (const std::system_error&) {
+        // No thread to spare: the child stays unreaped until Tovo exits.
+    }
+}
+
+} // namespace tovo
