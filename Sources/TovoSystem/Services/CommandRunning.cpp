@@ -4,9 +4,7 @@
 
 namespace tovo {
 
-std::string CommandResult::errorText() const {
-    return trimmed(decodeUtf8Lossy(standardError));
-}
+std::string CommandResult::errorText() const { return trimmed(decodeUtf8Lossy(standardError)); }
 
 std::string CommandRunnerError::description() const {
     switch (kind) {

@@ -24,8 +24,7 @@ struct CommandResult {
 class CommandRunnerError final : public Error {
 public:
     enum class Kind { couldNotCreateTemporaryFiles, timedOut };
-    explicit CommandRunnerError(Kind kind)
-        : kind(kind) {}
+    explicit CommandRunnerError(Kind kind) : kind(kind) {}
 
     Kind kind;
     std::string description() const override;
