@@ -9,7 +9,7 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <spawn.h>
-#include <sys/pidfd.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <system_error>
 #include <thread>
@@ -99,6 +99,15 @@ std::int32_t terminationStatus(int waitStatus) {
         return WTERMSIG(waitStatus);
     }
     return waitStatus;
+}
+
+// Direct system calls: this C library's pidfd header lacks C linkage for C++.
+int openPidfd(pid_t pid) {
+    return static_cast<int>(::syscall(SYS_pidfd_open, pid, 0));
+}
+
+void sendTerminate(int pidfd) {
+    ::syscall(SYS_pidfd_send_signal, pidfd, SIGTERM, nullptr, 0);
 }
 
 } // namespace
@@ -206,7 +215,7 @@ void CommandExecution::launch(int standardOutput, int standardError) {
         throwErrno(spawnError, "posix_spawn");
     }
     pid_ = pid;
-    pidfd_ = pidfd_open(pid, 0);
+    pidfd_ = openPidfd(pid);
     if (pidfd_ < 0) {
         // Without a pidfd the cancellation callback cannot signal safely, so the
         // child is never published to it: stop it here and report the failure.
@@ -228,7 +237,7 @@ void CommandExecution::cancel() {
     }
     if (child) {
         // A child already reaped answers ESRCH; the pidfd never names another process.
-        pidfd_send_signal(child->pidfd, SIGTERM, nullptr, 0);
+        sendTerminate(child->pidfd);
     }
 }
 

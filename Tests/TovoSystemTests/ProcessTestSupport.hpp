@@ -1,0 +1,213 @@
+#pragma once
+
+#include "TovoCore/Async/Executor.hpp"
+#include "TovoCore/Async/Spawn.hpp"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <optional>
+#include <signal.h>
+#include <string>
+#include <sys/mount.h>
+#include <sys/wait.h>
+#include <thread>
+#include <unistd.h>
+
+namespace tovo::testing {
+
+/// A task started on a manual executor whose value or error the test reads.
+template<class T>
+class StartedTask {
+public:
+    StartedTask(Executor& executor, Task<T> task)
+        : outcome_(std::make_shared<Outcome>()) {
+        handle_ = spawn(executor, capture(std::move(task), outcome_));
+    }
+
+    bool isDone() const { return handle_.isDone(); }
+    void cancel() const { handle_.requestCancellation(); }
+    std::exception_ptr error() const { return outcome_->error; }
+    const std::optional<T>& value() const { return outcome_->value; }
+
+    /// Drives `executor` until the task ends; false when it is still running after `limit`.
+    bool finish(ManualExecutor& executor,
+                std::chrono::milliseconds limit = std::chrono::seconds(20)) const {
+        return executor.runUntil([this] { return isDone(); }, limit);
+    }
+
+private:
+    struct Outcome {
+        std::optional<T> value;
+        std::exception_ptr error;
+    };
+    static Task<void> capture(Task<T> task, std::shared_ptr<Outcome> outcome) {
+        try {
+            outcome->value.emplace(co_await std::move(task));
+        } catch (...) {
+            outcome->error = std::current_exception();
+        }
+    }
+
+    std::shared_ptr<Outcome> outcome_;
+    TaskHandle handle_;
+};
+
+/// Runs `task` to its end and returns its value, rethrowing its error.
+template<class T>
+T runToEnd(ManualExecutor& executor, Task<T> task) {
+    StartedTask<T> started(executor, std::move(task));
+    if (!started.finish(executor)) {
+        throw std::runtime_error("task did not finish");
+    }
+    if (started.error()) {
+        std::rethrow_exception(started.error());
+    }
+    return *started.value();
+}
+
+/// A helper program built from Tests/Helpers.
+inline std::filesystem::path helperProgram(const std::string& name) {
+    const char* folder = std::getenv("TOVO_TEST_HELPERS");
+    return std::filesystem::path(folder ? folder : ".") / name;
+}
+
+/// A fresh empty folder, removed with everything in it at the end of the scope.
+class TemporaryFolder {
+public:
+    TemporaryFolder() {
+        std::string pattern =
+            (std::filesystem::temp_directory_path() / "tovo-test-XXXXXX").string();
+        if (::mkdtemp(pattern.data()) == nullptr) {
+            throw std::runtime_error("mkdtemp failed");
+        }
+        path_ = pattern;
+    }
+    ~TemporaryFolder() {
+        std::error_code ignored;
+        std::filesystem::remove_all(path_, ignored);
+    }
+    TemporaryFolder(const TemporaryFolder&) = delete;
+    TemporaryFolder& operator=(const TemporaryFolder&) = delete;
+
+    const std::filesystem::path& path() const { return path_; }
+    bool isEmpty() const { return std::filesystem::is_empty(path_); }
+
+private:
+    std::filesystem::path path_;
+};
+
+/// Polls for `condition` (real time; integration tests only).
+template<class Condition>
+bool eventually(Condition condition,
+                std::chrono::milliseconds limit = std::chrono::milliseconds(5000)) {
+    const auto deadline = std::chrono::steady_clock::now() + limit;
+    while (!condition()) {
+        if (std::chrono::steady_clock::now() >= deadline) {
+            return false;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    return true;
+}
+
+inline std::optional<std::string> readText(const std::filesystem::path& path) {
+    std::ifstream file(path);
+    if (!file) {
+        return std::nullopt;
+    }
+    return std::string(std::istreambuf_iterator<char>(file), {});
+}
+
+/// Waits for a helper to write its pid into `pidFile`.
+inline pid_t awaitPidFile(const std::filesystem::path& pidFile) {
+    std::optional<std::string> text;
+    eventually([&] {
+        text = readText(pidFile);
+        return text && !text->empty() && text->back() == '\n';
+    });
+    return text && !text->empty() ? static_cast<pid_t>(std::stol(*text)) : -1;
+}
+
+/// The process state letter of /proc/<pid>/stat ('Z' for a zombie); none when gone.
+inline std::optional<char> processState(pid_t pid) {
+    const auto stat = readText("/proc/" + std::to_string(pid) + "/stat");
+    if (!stat) {
+        return std::nullopt;
+    }
+    const auto close = stat->rfind(')');
+    if (close == std::string::npos || close + 2 >= stat->size()) {
+        return std::nullopt;
+    }
+    return (*stat)[close + 2];
+}
+
+inline bool isAliveAndNotZombie(pid_t pid) {
+    const auto state = processState(pid);
+    return state && *state != 'Z' && *state != 'X';
+}
+
+/// A child of the test process itself, started with fork+exec, killed and reaped
+/// by the test at the end of its scope.
+class TestChild {
+public:
+    explicit TestChild(std::vector<std::string> arguments) {
+        pid_ = ::fork();
+        if (pid_ == 0) {
+            std::vector<char*> argv;
+            for (auto& argument : arguments) {
+                argv.push_back(argument.data());
+            }
+            argv.push_back(nullptr);
+            ::execv(argv[0], argv.data());
+            ::_exit(127);
+        }
+    }
+    ~TestChild() { end(); }
+    TestChild(const TestChild&) = delete;
+    TestChild& operator=(const TestChild&) = delete;
+
+    pid_t pid() const { return pid_; }
+    void end() {
+        if (pid_ > 0) {
+            ::kill(pid_, SIGKILL);
+            ::waitpid(pid_, nullptr, 0);
+            pid_ = -1;
+        }
+    }
+
+private:
+    pid_t pid_ = -1;
+};
+
+inline bool isRoot() {
+    return ::geteuid() == 0;
+}
+
+/// A tmpfs mounted on a fresh folder for the scope (root only).
+class TmpfsMount {
+public:
+    explicit TmpfsMount(const std::string& options = "size=4m") {
+        mounted_ = ::mount("tmpfs", folder_.path().c_str(), "tmpfs", 0, options.c_str()) == 0;
+    }
+    ~TmpfsMount() {
+        if (mounted_ && ::umount2(folder_.path().c_str(), 0) != 0) {
+            ::umount2(folder_.path().c_str(), MNT_DETACH);
+        }
+    }
+    TmpfsMount(const TmpfsMount&) = delete;
+    TmpfsMount& operator=(const TmpfsMount&) = delete;
+
+    bool isMounted() const { return mounted_; }
+    const std::filesystem::path& path() const { return folder_.path(); }
+
+private:
+    TemporaryFolder folder_;
+    bool mounted_ = false;
+};
+
+} // namespace tovo::testing
