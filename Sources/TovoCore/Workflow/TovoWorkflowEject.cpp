@@ -1,0 +1,182 @@
+#include "TovoCore/Async/CancellationError.hpp"
+#include "TovoCore/Workflow/TovoWorkflow.hpp"
+
+#include <algorithm>
+
+namespace tovo {
+
+namespace {
+
+std::optional<EjectionFailure> ejectionFailure(std::exception_ptr error) {
+    try {
+        std::rethrow_exception(error);
+    } catch (const EjectionFailure& failure) {
+        return failure;
+    } catch (...) {
+        return std::nullopt;
+    }
+}
+
+std::string domainAndCode(std::exception_ptr error) {
+    return "domain=" + errorDomain(error) + " code=" + std::to_string(errorCode(error));
+}
+
+} // namespace
+
+Task<void> TovoWorkflow::attemptEject() {
+    const auto disk = selectedDisk();
+    if (!disk) {
+        co_return;
+    }
+    if (phase_.isBusy()) {
+        co_return;
+    }
+    logger_.info("Eject started");
+    bumpRefreshGeneration();
+    const auto operationID = beginOperation();
+    clearLists();
+    setPhase(EjectionPhase::ejecting());
+
+    std::exception_ptr error;
+    try {
+        co_await ejector_->eject(*disk);
+    } catch (...) {
+        error = std::current_exception();
+    }
+    if (!isCurrent(operationID, disk->id)) {
+        co_return;
+    }
+    if (!error) {
+        logger_.info("Eject completed");
+        finishSuccess(*disk);
+        co_return;
+    }
+
+    const auto message = readableMessage(error);
+    const auto failure = ejectionFailure(error);
+    if (!failure || failure->kind != EjectionFailureKind::busy) {
+        logEjectionFailure(error);
+        activeOperationID_.reset();
+        const bool identityChanged =
+            failure && failure->kind == EjectionFailureKind::identityChanged;
+        if (identityChanged) {
+            removeStaleDisk(*disk);
+        }
+        setPhase(EjectionPhase::failed("Could not eject", message,
+                                       identityChanged ? FailureRecovery::refreshDisks
+                                                       : FailureRecovery::retryEject));
+        co_return;
+    }
+
+    logEjectionFailure(error);
+    setPhase(EjectionPhase::diagnosing());
+    std::vector<BlockingProcess> found;
+    std::exception_ptr diagnosisError;
+    try {
+        found = co_await diagnoseBlockers(*disk, failure->dissentingProcessID);
+    } catch (...) {
+        diagnosisError = std::current_exception();
+    }
+    if (!isCurrent(operationID, disk->id)) {
+        co_return;
+    }
+    if (diagnosisError) {
+        logger_.error("Diagnosis failed " + domainAndCode(diagnosisError));
+        activeOperationID_.reset();
+        setPhase(EjectionPhase::failed("Could not inspect this disk",
+                                       message + " " + readableMessage(diagnosisError),
+                                       FailureRecovery::retryEject));
+        co_return;
+    }
+    logger_.info("Diagnosis completed blockers=" + std::to_string(found.size()));
+    if (!found.empty()) {
+        enterBlockedState(std::move(found));
+        co_return;
+    }
+    activeOperationID_.reset();
+    setPhase(EjectionPhase::failed("Could not eject", message, FailureRecovery::retryEject));
+}
+
+void TovoWorkflow::finishSuccess(const ExternalDisk& disk) {
+    // A refresh in flight would otherwise bring the ejected disk back.
+    bumpRefreshGeneration();
+    activeOperationID_.reset();
+    setBlockers({});
+    setReleasePlans({});
+    setStopPlans({});
+    auto remaining = disks_;
+    std::erase_if(remaining, [&](const ExternalDisk& listed) { return listed.id == disk.id; });
+    setDisks(std::move(remaining));
+    setSelectedDiskID(disks_.empty() ? std::nullopt : std::optional(disks_.front().id));
+    setPhase(EjectionPhase::ejected(disk.displayName));
+}
+
+void TovoWorkflow::logEjectionFailure(std::exception_ptr error) {
+    if (const auto failure = ejectionFailure(error)) {
+        logger_.error("Eject failed kind=" + std::string(name(failure->kind)) +
+                      " domain=" + failure->underlyingDomain.value_or("none") +
+                      " code=" + std::to_string(failure->underlyingCode.value_or(0)));
+        return;
+    }
+    logger_.error("Eject failed " + domainAndCode(error));
+}
+
+Task<std::vector<BlockingProcess>>
+TovoWorkflow::diagnoseBlockers(ExternalDisk disk, std::optional<std::int32_t> dissentingProcessID) {
+    if (auto* dissentAware = dynamic_cast<DissentAwareBlockerDiagnosing*>(diagnoser_.get())) {
+        co_return co_await dissentAware->blockers(std::move(disk), dissentingProcessID);
+    }
+    co_return co_await diagnoser_->blockers(std::move(disk));
+}
+
+void TovoWorkflow::enterBlockedState(std::vector<BlockingProcess> found) {
+    setBlockers(std::move(found));
+    setReleasePlans(releaser_->planRelease(blockers_));
+    std::vector<ProcessStopPlan> stopPlans;
+    if (stopper_) {
+        stopPlans.reserve(blockers_.size());
+        for (const auto& blocker : blockers_) {
+            stopPlans.push_back(stopper_->planStop(blocker));
+        }
+    }
+    setStopPlans(std::move(stopPlans));
+    activeOperationID_.reset();
+    setPhase(EjectionPhase::blocked());
+}
+
+void TovoWorkflow::failOperation(const Uuid& operationID, const std::string& diskID,
+                                 std::exception_ptr error) {
+    if (!isCurrent(operationID, diskID)) {
+        return;
+    }
+    activeOperationID_.reset();
+    logger_.error("Release operation failed " + domainAndCode(error));
+    setPhase(EjectionPhase::failed("Tovo stopped safely", readableMessage(error),
+                                   FailureRecovery::retryEject));
+}
+
+void TovoWorkflow::recoverFromCancellation(const Uuid& operationID, const std::string& diskID) {
+    if (!isCurrent(operationID, diskID)) {
+        return;
+    }
+    activeOperationID_.reset();
+    logger_.info("Release operation cancelled safely");
+    if (!blockers_.empty()) {
+        setPhase(EjectionPhase::blocked());
+        return;
+    }
+    setReleasePlans({});
+    setStopPlans({});
+    setPhase(EjectionPhase::ready());
+}
+
+void TovoWorkflow::endOperation(const Uuid& operationID, const std::string& diskID,
+                                std::exception_ptr error) {
+    if (isCancellation(error)) {
+        recoverFromCancellation(operationID, diskID);
+    } else {
+        failOperation(operationID, diskID, error);
+    }
+}
+
+} // namespace tovo

@@ -1,0 +1,280 @@
+#include "TovoCore/Models/CheckedArithmetic.hpp"
+#include "TovoCore/Workflow/TovoWorkflow.hpp"
+
+#include <algorithm>
+#include <limits>
+
+namespace tovo {
+
+namespace {
+
+constexpr auto alreadyClosedMessage = "It released the disk before Tovo acted.";
+constexpr auto unverifiableMessage = "Tovo cannot verify that this app is still safe to close.";
+
+// The same process, not merely the same pid: a reused pid has another start time.
+std::optional<BlockingProcess> findSameProcess(const std::vector<BlockingProcess>& processes,
+                                               const BlockingProcess& wanted) {
+    const auto found = std::ranges::find_if(
+        processes, [&](const BlockingProcess& process) { return process.hasSameIdentity(wanted); });
+    if (found == processes.end()) {
+        return std::nullopt;
+    }
+    return *found;
+}
+
+ReleaseAttempt recordedAttempt(std::int32_t processID, std::string processName,
+                               ReleaseDisposition disposition, std::string message) {
+    return ReleaseAttempt{Uuid::random(), processID, std::move(processName), disposition,
+                          std::move(message)};
+}
+
+} // namespace
+
+std::vector<TovoWorkflow::FrozenReleaseApproval> TovoWorkflow::frozenReleaseApprovals() const {
+    std::vector<FrozenReleaseApproval> approvals;
+    for (const auto& blocker : blockers_) {
+        const auto plan =
+            std::ranges::find(releasePlans_, blocker.pid, &ProcessReleasePlan::processID);
+        if (plan != releasePlans_.end()) {
+            approvals.push_back({blocker, *plan});
+        }
+    }
+    return approvals;
+}
+
+Task<void> TovoWorkflow::performSafeTovo() {
+    const auto disk = selectedDisk();
+    if (!disk) {
+        co_return;
+    }
+    if (!phase_.is<EjectionPhase::Blocked>()) {
+        co_return;
+    }
+    // What the user confirmed, taken now: the published lists may change while we wait.
+    auto approvals = frozenReleaseApprovals();
+    const auto eligible =
+        std::ranges::count_if(approvals, [](const FrozenReleaseApproval& approval) {
+            return approval.plan.strategy == ReleaseStrategy::quitApplication;
+        });
+    logger_.info("Release review confirmed total=" + std::to_string(approvals.size()) +
+                 " eligible=" + std::to_string(eligible));
+
+    bumpRefreshGeneration();
+    const auto operationID = beginOperation();
+    setReleaseAttempts({});
+    setPhase(EjectionPhase::releasing());
+
+    std::exception_ptr error;
+    try {
+        co_await releaseApproved(*disk, operationID, std::move(approvals));
+    } catch (...) {
+        error = std::current_exception();
+    }
+    if (error) {
+        endOperation(operationID, disk->id, error);
+    }
+}
+
+Task<void> TovoWorkflow::releaseApproved(ExternalDisk disk, Uuid operationID,
+                                         std::vector<FrozenReleaseApproval> approvals) {
+    std::vector<ReleaseAttempt> attempts;
+    for (const auto& approval : approvals) {
+        const auto fresh = co_await diagnoser_->blockers(disk);
+        if (!isCurrent(operationID, disk.id)) {
+            co_return;
+        }
+        const auto process = findSameProcess(fresh, approval.process);
+        if (!process) {
+            attempts.push_back(recordedAttempt(approval.process.pid, approval.plan.processName,
+                                               ReleaseDisposition::alreadyClosed,
+                                               alreadyClosedMessage));
+            continue;
+        }
+        const auto freshPlans = releaser_->planRelease(std::vector<BlockingProcess>(1, *process));
+        if (approval.plan.strategy != ReleaseStrategy::quitApplication) {
+            // Left to the user: never asked, whatever the fresh plan says.
+            attempts.push_back(recordedAttempt(approval.process.pid, approval.plan.processName,
+                                               ReleaseDisposition::needsManualAction,
+                                               approval.plan.message));
+            continue;
+        }
+        if (freshPlans.empty() || freshPlans.front().strategy != ReleaseStrategy::quitApplication) {
+            attempts.push_back(recordedAttempt(approval.process.pid, approval.plan.processName,
+                                               ReleaseDisposition::needsManualAction,
+                                               unverifiableMessage));
+            continue;
+        }
+        auto requested =
+            co_await releaser_->requestRelease(std::vector<BlockingProcess>(1, *process));
+        std::ranges::move(requested, std::back_inserter(attempts));
+    }
+    // The last request suspended; the user may have moved on meanwhile.
+    if (!isCurrent(operationID, disk.id)) {
+        co_return;
+    }
+    const auto count = attempts.size();
+    setReleaseAttempts(std::move(attempts));
+    logger_.info("Release requests completed count=" + std::to_string(count));
+
+    // Everyone asked to quit is waited for, whatever the request said: one that closed
+    // already is simply absent from the next diagnosis.
+    std::vector<BlockingProcess> exiting;
+    for (const auto& approval : approvals) {
+        if (approval.plan.strategy == ReleaseStrategy::quitApplication) {
+            exiting.push_back(approval.process);
+        }
+    }
+    co_await settleAndRetryEject(std::move(disk), operationID, std::move(exiting));
+}
+
+Task<void> TovoWorkflow::performStop(BlockingProcess process) {
+    const auto disk = selectedDisk();
+    if (!disk) {
+        co_return;
+    }
+    if (!phase_.is<EjectionPhase::Blocked>() || !stopper_) {
+        co_return;
+    }
+    const auto shown = findSameProcess(blockers_, process);
+    if (!shown) {
+        co_return;
+    }
+    // The plan on screen may be stale: ask again.
+    auto plan = stopper_->planStop(*shown);
+    if (plan.method == StopMethod::unavailable) {
+        co_return;
+    }
+    logger_.info("Stop requested method=" + std::string(name(plan.method)));
+
+    bumpRefreshGeneration();
+    const auto operationID = beginOperation();
+    setReleaseAttempts({});
+    setPhase(EjectionPhase::stopping(plan.processName));
+
+    std::exception_ptr error;
+    try {
+        co_await stopApproved(*disk, operationID, *shown, std::move(plan));
+    } catch (...) {
+        error = std::current_exception();
+    }
+    if (error) {
+        endOperation(operationID, disk->id, error);
+    }
+}
+
+Task<void> TovoWorkflow::stopApproved(ExternalDisk disk, Uuid operationID, BlockingProcess process,
+                                      ProcessStopPlan plan) {
+    const auto fresh = co_await diagnoser_->blockers(disk);
+    if (!isCurrent(operationID, disk.id)) {
+        co_return;
+    }
+    const auto target = findSameProcess(fresh, process);
+    std::optional<ReleaseAttempt> attempt;
+    if (!target) {
+        attempt = recordedAttempt(process.pid, plan.processName, ReleaseDisposition::alreadyClosed,
+                                  alreadyClosedMessage);
+    } else {
+        attempt = co_await stopper_->requestStop(*target);
+        if (!isCurrent(operationID, disk.id)) {
+            co_return;
+        }
+    }
+    const auto disposition = attempt->disposition;
+    setReleaseAttempts(std::vector<ReleaseAttempt>(1, std::move(*attempt)));
+    logger_.info("Stop request completed disposition=" + std::string(name(disposition)));
+
+    std::vector<BlockingProcess> exiting;
+    if (disposition == ReleaseDisposition::requested && target) {
+        exiting.push_back(*target);
+    }
+    co_await settleAndRetryEject(std::move(disk), operationID, std::move(exiting));
+}
+
+Task<std::vector<BlockingProcess>>
+TovoWorkflow::waitForReleasedProcesses(ExternalDisk disk, std::vector<BlockingProcess> exiting) {
+    const auto settle = settleDelayNanoseconds_;
+    const auto timeout = releaseTimeoutNanoseconds_;
+    if (settle == 0 || timeout == 0) {
+        co_return co_await diagnoser_->blockers(std::move(disk));
+    }
+    std::uint64_t elapsed = 0;
+    auto step = std::min(timeout, settle);
+    while (true) {
+        co_await sleepNanoseconds(step);
+        elapsed = checkedAdd(elapsed, step);
+        auto fresh = co_await diagnoser_->blockers(disk);
+        // Somebody who was not asked to quit holds the disk: waiting cannot help.
+        const bool heldByOthers = std::ranges::any_of(fresh, [&](const BlockingProcess& blocker) {
+            return !findSameProcess(exiting, blocker);
+        });
+        if (fresh.empty() || elapsed >= timeout || heldByOthers) {
+            co_return fresh;
+        }
+        step = std::min(timeout - elapsed, settle);
+    }
+}
+
+Task<void> TovoWorkflow::settleAndRetryEject(ExternalDisk disk, Uuid operationID,
+                                             std::vector<BlockingProcess> exiting) {
+    auto remaining = co_await waitForReleasedProcesses(disk, std::move(exiting));
+    if (!isCurrent(operationID, disk.id)) {
+        co_return;
+    }
+    setBlockers(remaining);
+    if (!remaining.empty()) {
+        logger_.info("Release recheck still blocked count=" + std::to_string(remaining.size()));
+        enterBlockedState(std::move(remaining));
+        co_return;
+    }
+
+    setPhase(EjectionPhase::retrying());
+    std::exception_ptr error;
+    try {
+        co_await ejector_->eject(disk);
+    } catch (...) {
+        error = std::current_exception();
+    }
+    if (!error) {
+        if (isCurrent(operationID, disk.id)) {
+            finishSuccess(disk);
+        }
+        co_return;
+    }
+    std::optional<EjectionFailure> busy;
+    try {
+        std::rethrow_exception(error);
+    } catch (const EjectionFailure& failure) {
+        if (failure.kind == EjectionFailureKind::busy) {
+            busy = failure;
+        }
+    } catch (...) {
+    }
+    if (!busy) {
+        std::rethrow_exception(error);
+    }
+    if (!isCurrent(operationID, disk.id)) {
+        co_return;
+    }
+    setPhase(EjectionPhase::diagnosing());
+    auto found = co_await diagnoseBlockers(disk, busy->dissentingProcessID);
+    if (!isCurrent(operationID, disk.id)) {
+        co_return;
+    }
+    if (found.empty()) {
+        // Busy, yet nobody to show: fail with the refusal itself.
+        throw *busy;
+    }
+    enterBlockedState(std::move(found));
+}
+
+Task<void> TovoWorkflow::sleepNanoseconds(std::uint64_t nanoseconds) {
+    // The clock counts in signed nanoseconds; a longer wait is slept in parts.
+    constexpr auto longest = static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max());
+    while (nanoseconds > 0) {
+        const auto part = std::min(nanoseconds, longest);
+        co_await clock_.sleep(std::chrono::nanoseconds(static_cast<std::int64_t>(part)));
+        nanoseconds -= part;
+    }
+}
+
+} // namespace tovo

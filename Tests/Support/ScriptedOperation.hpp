@@ -1,0 +1,177 @@
+#pragma once
+
+#include "TovoCore/Async/CancellationError.hpp"
+#include "TovoCore/Async/Executor.hpp"
+#include "TovoCore/Async/Task.hpp"
+
+#include <deque>
+#include <exception>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <stdexcept>
+#include <stop_token>
+#include <type_traits>
+#include <variant>
+#include <vector>
+
+namespace tovo::testing {
+
+/// One asynchronous operation of a test double whose answers, and the moment they
+/// arrive, belong to the test. A call is answered at once from the script (queued
+/// outcomes first, then the responder); with neither it suspends and stays pending
+/// until the test resolves or fails it. A pending call whose task is cancelled ends
+/// with `CancellationError`, as a real service honouring its stop token would.
+template<class T, class Arguments>
+class ScriptedOperation {
+public:
+    using Value = std::conditional_t<std::is_void_v<T>, std::monostate, T>;
+
+    /// A value or an error.
+    struct Outcome {
+        std::optional<Value> value;
+        std::exception_ptr error;
+
+        static Outcome success(Value value) { return {std::move(value), nullptr}; }
+        static Outcome failure(std::exception_ptr error) { return {std::nullopt, error}; }
+        template<class E>
+        static Outcome failure(E error) {
+            return failure(std::make_exception_ptr(std::move(error)));
+        }
+    };
+
+    explicit ScriptedOperation(Executor& executor)
+        : executor_(executor) {}
+
+    /// Answers the next unanswered call (immediately, not suspended).
+    void enqueue(Outcome outcome) { script_.push_back(std::move(outcome)); }
+    void enqueueValue(Value value) { enqueue(Outcome::success(std::move(value))); }
+    template<class E>
+    void enqueueError(E error) {
+        enqueue(Outcome::failure(std::move(error)));
+    }
+    /// Answers every call the queue does not cover; null makes such calls pend.
+    void setResponder(std::function<Outcome(const Arguments&)> responder) {
+        responder_ = std::move(responder);
+    }
+    void setValue(Value value) {
+        setResponder([value](const Arguments&) { return Outcome::success(value); });
+    }
+
+    /// Arguments of every call made so far, answered or not.
+    const std::vector<Arguments>& calls() const { return calls_; }
+    std::size_t callCount() const { return calls_.size(); }
+
+    std::size_t pendingCount() const {
+        std::size_t count = 0;
+        for (const auto& call : pending_) {
+            count += call->finished ? 0 : 1;
+        }
+        return count;
+    }
+    /// Arguments of the oldest call still waiting for its answer.
+    const Arguments& pendingArguments() const { return oldestPending()->arguments; }
+
+    /// Answers the oldest pending call; its task resumes when the executor runs.
+    void resolve(Value value = Value{}) { oldestPending()->finish({std::move(value), nullptr}); }
+    void fail(std::exception_ptr error) { oldestPending()->finish({std::nullopt, error}); }
+    template<class E>
+    void fail(E error) {
+        fail(std::make_exception_ptr(std::move(error)));
+    }
+    /// Answers the latest pending call first, to let results arrive out of order.
+    void resolveNewest(Value value = Value{}) {
+        newestPending()->finish({std::move(value), nullptr});
+    }
+
+    /// The operation itself, to be returned from the double's interface method.
+    Task<T> call(Arguments arguments) {
+        calls_.push_back(arguments);
+        std::optional<Outcome> outcome;
+        if (!script_.empty()) {
+            outcome = std::move(script_.front());
+            script_.pop_front();
+        } else if (responder_) {
+            outcome = responder_(arguments);
+        }
+        if (!outcome) {
+            auto pending = std::make_shared<PendingCall>(executor_, std::move(arguments));
+            pending_.push_back(pending);
+            co_await Suspension{pending};
+            outcome = std::move(pending->outcome);
+        }
+        if (outcome->error) {
+            std::rethrow_exception(outcome->error);
+        }
+        if constexpr (!std::is_void_v<T>) {
+            co_return std::move(*outcome->value);
+        }
+    }
+
+private:
+    struct PendingCall {
+        PendingCall(Executor& executor, Arguments arguments)
+            : executor(executor)
+            , arguments(std::move(arguments)) {}
+
+        void finish(Outcome answer) {
+            if (finished) {
+                return;
+            }
+            finished = true;
+            outcome = std::move(answer);
+            if (waiter) {
+                executor.post([waiter = waiter] { waiter.resume(); });
+            }
+        }
+
+        Executor& executor;
+        Arguments arguments;
+        Outcome outcome;
+        bool finished = false;
+        std::coroutine_handle<> waiter;
+        std::optional<std::stop_callback<std::function<void()>>> onStop;
+    };
+
+    struct Suspension {
+        std::shared_ptr<PendingCall> pending;
+        bool await_ready() const noexcept { return false; }
+        template<detail::TovoPromise P>
+        void await_suspend(std::coroutine_handle<P> handle) {
+            pending->waiter = handle;
+            std::weak_ptr<PendingCall> call = pending;
+            pending->onStop.emplace(handle.promise().stopToken, std::function<void()>([call] {
+                                        if (auto alive = call.lock()) {
+                                            alive->finish(Outcome::failure(CancellationError()));
+                                        }
+                                    }));
+        }
+        void await_resume() { pending->onStop.reset(); }
+    };
+
+    std::shared_ptr<PendingCall> oldestPending() const {
+        for (const auto& call : pending_) {
+            if (!call->finished) {
+                return call;
+            }
+        }
+        throw std::logic_error("no pending call");
+    }
+
+    std::shared_ptr<PendingCall> newestPending() const {
+        for (auto call = pending_.rbegin(); call != pending_.rend(); ++call) {
+            if (!(*call)->finished) {
+                return *call;
+            }
+        }
+        throw std::logic_error("no pending call");
+    }
+
+    Executor& executor_;
+    std::deque<Outcome> script_;
+    std::function<Outcome(const Arguments&)> responder_;
+    std::vector<Arguments> calls_;
+    std::vector<std::shared_ptr<PendingCall>> pending_;
+};
+
+} // namespace tovo::testing

@@ -1,0 +1,157 @@
+#pragma once
+
+#include "Support/ScriptedOperation.hpp"
+#include "TovoCore/Services/TovoServices.hpp"
+
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+// Doubles of the six service interfaces whose answers and timing the test scripts
+// (see ScriptedOperation). Plans are synchronous and come from replaceable planners.
+
+namespace tovo::testing {
+
+struct NoArguments {
+    bool operator==(const NoArguments&) const = default;
+};
+
+class ScriptedVolumeProvider final : public VolumeProviding {
+public:
+    explicit ScriptedVolumeProvider(Executor& executor)
+        : listing(executor) {}
+    Task<std::vector<ExternalDisk>> mountedExternalDisks() override { return listing.call({}); }
+
+    ScriptedOperation<std::vector<ExternalDisk>, NoArguments> listing;
+};
+
+class ScriptedDiskEjector final : public DiskEjecting {
+public:
+    explicit ScriptedDiskEjector(Executor& executor)
+        : ejects(executor) {}
+    Task<void> eject(ExternalDisk disk) override { return ejects.call(std::move(disk)); }
+
+    ScriptedOperation<void, ExternalDisk> ejects;
+};
+
+/// One diagnosis request: which disk, and whether the dissenter was passed along.
+struct DiagnosisCall {
+    ExternalDisk disk;
+    bool withDissent;
+    std::optional<std::int32_t> dissentingProcessID;
+    bool operator==(const DiagnosisCall&) const = default;
+};
+
+class ScriptedBlockerDiagnoser : public BlockerDiagnosing {
+public:
+    explicit ScriptedBlockerDiagnoser(Executor& executor)
+        : diagnoses(executor) {}
+    Task<std::vector<BlockingProcess>> blockers(ExternalDisk disk) override {
+        return diagnoses.call({std::move(disk), false, std::nullopt});
+    }
+
+    ScriptedOperation<std::vector<BlockingProcess>, DiagnosisCall> diagnoses;
+};
+
+class ScriptedDissentAwareDiagnoser final : public DissentAwareBlockerDiagnosing {
+public:
+    explicit ScriptedDissentAwareDiagnoser(Executor& executor)
+        : diagnoses(executor) {}
+    Task<std::vector<BlockingProcess>> blockers(ExternalDisk disk) override {
+        return diagnoses.call({std::move(disk), false, std::nullopt});
+    }
+    Task<std::vector<BlockingProcess>>
+    blockers(ExternalDisk disk, std::optional<std::int32_t> dissentingProcessID) override {
+        return diagnoses.call({std::move(disk), true, dissentingProcessID});
+    }
+
+    ScriptedOperation<std::vector<BlockingProcess>, DiagnosisCall> diagnoses;
+};
+
+/// The plan the graceful releaser gives an ordinary application.
+inline ProcessReleasePlan quitPlan(const BlockingProcess& process) {
+    return {process.pid, process.command, ReleaseStrategy::quitApplication,
+            "Tovo will ask this app to quit, the same as Quit in its menu. The app can still show "
+            "a save dialog."};
+}
+
+inline ProcessReleasePlan manualPlan(const BlockingProcess& process) {
+    return {process.pid, process.command, ReleaseStrategy::manualAction,
+            "Close this process, then try again."};
+}
+
+inline ReleaseAttempt attemptFor(const BlockingProcess& process, ReleaseDisposition disposition,
+                                 std::string message = "Asked to quit.") {
+    return {Uuid::random(), process.pid, process.command, disposition, std::move(message)};
+}
+
+class ScriptedProcessReleaser final : public ProcessReleasing {
+public:
+    using Planner =
+        std::function<std::vector<ProcessReleasePlan>(const std::vector<BlockingProcess>&)>;
+
+    explicit ScriptedProcessReleaser(Executor& executor)
+        : requests(executor) {}
+
+    /// Without a planner, the interface's default (everything left to the user).
+    std::vector<ProcessReleasePlan>
+    planRelease(const std::vector<BlockingProcess>& processes) const override {
+        planCalls.push_back(processes);
+        return planner ? planner(processes) : ProcessReleasing::planRelease(processes);
+    }
+    Task<std::vector<ReleaseAttempt>>
+    requestRelease(std::vector<BlockingProcess> processes) override {
+        return requests.call(std::move(processes));
+    }
+
+    /// Plans each process with `plan`, one plan per process.
+    void planEach(std::function<ProcessReleasePlan(const BlockingProcess&)> plan) {
+        planner = [plan = std::move(plan)](const std::vector<BlockingProcess>& processes) {
+            std::vector<ProcessReleasePlan> plans;
+            for (const auto& process : processes) {
+                plans.push_back(plan(process));
+            }
+            return plans;
+        };
+    }
+    /// Every request answers at once with one attempt of `disposition` per process.
+    void answerRequestsWith(ReleaseDisposition disposition) {
+        requests.setResponder([disposition](const std::vector<BlockingProcess>& processes) {
+            std::vector<ReleaseAttempt> attempts;
+            for (const auto& process : processes) {
+                attempts.push_back(attemptFor(process, disposition));
+            }
+            return decltype(requests)::Outcome::success(std::move(attempts));
+        });
+    }
+
+    Planner planner;
+    mutable std::vector<std::vector<BlockingProcess>> planCalls;
+    ScriptedOperation<std::vector<ReleaseAttempt>, std::vector<BlockingProcess>> requests;
+};
+
+class ScriptedProcessStopper final : public ProcessStopping {
+public:
+    explicit ScriptedProcessStopper(Executor& executor)
+        : stops(executor) {}
+
+    /// Without a planner, one terminate signal for everybody.
+    ProcessStopPlan planStop(const BlockingProcess& process) const override {
+        planCalls.push_back(process);
+        if (planner) {
+            return planner(process);
+        }
+        return {process.pid, process.command, StopMethod::terminateProcess,
+                "Tovo will send one stop request.", std::nullopt};
+    }
+    Task<ReleaseAttempt> requestStop(BlockingProcess process) override {
+        return stops.call(std::move(process));
+    }
+
+    std::function<ProcessStopPlan(const BlockingProcess&)> planner;
+    mutable std::vector<BlockingProcess> planCalls;
+    ScriptedOperation<ReleaseAttempt, BlockingProcess> stops;
+};
+
+} // namespace tovo::testing

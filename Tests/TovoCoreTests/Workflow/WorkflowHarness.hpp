@@ -1,0 +1,109 @@
+#pragma once
+
+#include "Support/ModelBuilders.hpp"
+#include "Support/RecordingLogger.hpp"
+#include "Support/ScriptedServices.hpp"
+#include "TovoCore/Async/Clock.hpp"
+#include "TovoCore/Async/Executor.hpp"
+#include "TovoCore/Async/Spawn.hpp"
+#include "TovoCore/Workflow/TovoWorkflow.hpp"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <memory>
+#include <vector>
+
+namespace tovo::testing {
+
+struct WorkflowOptions {
+    bool dissentAware = true;
+    bool withStopper = true;
+    std::uint64_t settle = 1'200'000'000;
+    std::uint64_t timeout = 5'000'000'000;
+};
+
+/// A workflow over scripted services, a manual executor and virtual time: nothing
+/// happens until the test runs the executor, resolves a call or advances the clock.
+struct WorkflowHarness {
+    explicit WorkflowHarness(WorkflowOptions options = {})
+        : volumes(std::make_shared<ScriptedVolumeProvider>(executor))
+        , ejector(std::make_shared<ScriptedDiskEjector>(executor))
+        , releaser(std::make_shared<ScriptedProcessReleaser>(executor))
+        , stopper(options.withStopper ? std::make_shared<ScriptedProcessStopper>(executor)
+                                      : nullptr) {
+        std::shared_ptr<BlockerDiagnosing> diagnoser;
+        if (options.dissentAware) {
+            auto aware = std::make_shared<ScriptedDissentAwareDiagnoser>(executor);
+            diagnoses = &aware->diagnoses;
+            diagnoser = aware;
+        } else {
+            auto plain = std::make_shared<ScriptedBlockerDiagnoser>(executor);
+            diagnoses = &plain->diagnoses;
+            diagnoser = plain;
+        }
+        workflow = std::make_unique<TovoWorkflow>(volumes, ejector, diagnoser, releaser, stopper,
+                                                  options.settle, options.timeout, clock, logger,
+                                                  executor);
+    }
+
+    /// Spawns an operation and runs the executor until nothing is left to do.
+    TaskHandle start(Task<void> task) {
+        auto handle = spawn(executor, std::move(task));
+        executor.runAll();
+        return handle;
+    }
+    void run() { executor.runAll(); }
+    void advance(std::chrono::nanoseconds duration) {
+        clock.advance(duration);
+        executor.runAll();
+    }
+
+    void listDisks(std::vector<ExternalDisk> listed) {
+        volumes->listing.enqueueValue(std::move(listed));
+        start(workflow->refresh());
+    }
+
+    static EjectionFailure busyFailure(std::optional<std::int32_t> dissenter = std::nullopt) {
+        return EjectionFailure("The disk is in use.", dissenter, EjectionFailureKind::busy,
+                               "org.freedesktop.UDisks2.Error", 7);
+    }
+
+    /// Lists `listed`, selects the first disk and ejects it into `blocked` by `found`.
+    void reachBlocked(std::vector<BlockingProcess> found,
+                      std::vector<ExternalDisk> listed = {makeDisk(1, "Photos"),
+                                                          makeDisk(2, "Backup")}) {
+        listDisks(std::move(listed));
+        ejector->ejects.enqueueError(busyFailure());
+        diagnoses->enqueueValue(std::move(found));
+        start(workflow->attemptEject());
+        ASSERT_EQ(workflow->phase(), EjectionPhase::blocked());
+        logger.clear();
+    }
+
+    std::vector<LogLevel> levels() const {
+        std::vector<LogLevel> result;
+        for (const auto& entry : logger.entries()) {
+            result.push_back(entry.level);
+        }
+        return result;
+    }
+
+    ManualExecutor executor;
+    VirtualClock clock{executor};
+    RecordingLogger logger;
+    std::shared_ptr<ScriptedVolumeProvider> volumes;
+    std::shared_ptr<ScriptedDiskEjector> ejector;
+    std::shared_ptr<ScriptedProcessReleaser> releaser;
+    std::shared_ptr<ScriptedProcessStopper> stopper;
+    ScriptedOperation<std::vector<BlockingProcess>, DiagnosisCall>* diagnoses = nullptr;
+    std::unique_ptr<TovoWorkflow> workflow;
+};
+
+/// The same process started again later under the same pid.
+inline BlockingProcess restarted(BlockingProcess process) {
+    process.startTime = ProcessStartTime{process.startTime->seconds + 60, 0};
+    return process;
+}
+
+} // namespace tovo::testing
