@@ -203,47 +203,6 @@ struct SelectionCase {
 
 class TovoWorkflowSelectionTest : public ::testing::TestWithParam<SelectionCase> {};
 
-// Drives a fresh workflow into each phase through its own operations.
-void driveInto(WorkflowHarness& h, const EjectionPhase& phase) {
-    auto& workflow = *h.workflow;
-    const std::vector<ExternalDisk> listed{photos, backup, archive};
-    h.listDisks(listed);
-    if (phase.is<EjectionPhase::Ready>()) {
-        return;
-    }
-    if (phase.is<EjectionPhase::Ejecting>()) {
-        h.start(workflow.attemptEject());
-    } else if (phase.is<EjectionPhase::Diagnosing>()) {
-        h.ejector->ejects.enqueueError(WorkflowHarness::busyFailure());
-        h.start(workflow.attemptEject());
-    } else if (phase.is<EjectionPhase::Blocked>()) {
-        h.reachBlocked({makeProcess(501)}, listed);
-    } else if (phase.is<EjectionPhase::Releasing>()) {
-        h.reachBlocked({makeProcess(501)}, listed);
-        h.start(workflow.performSafeTovo());
-    } else if (phase.is<EjectionPhase::Stopping>()) {
-        h.reachBlocked({makeProcess(501)}, listed);
-        h.start(workflow.performStop(makeProcess(501)));
-    } else if (phase.is<EjectionPhase::Retrying>()) {
-        h.reachBlocked({makeProcess(501)}, listed);
-        h.diagnoses->setValue({});
-        h.start(workflow.performSafeTovo());
-        h.advance(std::chrono::seconds(2));
-    } else if (phase.is<EjectionPhase::Ejected>()) {
-        h.ejector->ejects.enqueueValue({});
-        h.start(workflow.attemptEject());
-    } else if (const auto* failed = phase.getIf<EjectionPhase::Failed>()) {
-        if (failed->recovery == FailureRecovery::retryEject) {
-            h.ejector->ejects.enqueueError(std::runtime_error("I/O error"));
-        } else {
-            h.ejector->ejects.enqueueError(EjectionFailure(
-                "Changed.", std::nullopt, EjectionFailureKind::identityChanged, "x", 1));
-        }
-        h.start(workflow.attemptEject());
-    }
-    ASSERT_EQ(workflow.phase().caseName(), phase.caseName());
-}
-
 TEST_P(TovoWorkflowSelectionTest, SelectsOnlyWhereThePhaseAllowsIt) {
     const auto& param = GetParam();
     WorkflowHarness h;

@@ -12,6 +12,8 @@
 
 #include <chrono>
 #include <memory>
+#include <stdexcept>
+#include <string>
 #include <vector>
 
 namespace tovo::testing {
@@ -100,10 +102,66 @@ struct WorkflowHarness {
     std::unique_ptr<TovoWorkflow> workflow;
 };
 
+/// An error with a known domain and code, as a failing service would raise.
+class TestError final : public Error {
+public:
+    explicit TestError(std::string text = "lsof timed out.")
+        : text_(std::move(text)) {}
+    std::string description() const override { return text_; }
+    std::string domain() const override { return "TestDomain"; }
+    std::int64_t code() const override { return 42; }
+
+private:
+    std::string text_;
+};
+
 /// The same process started again later under the same pid.
 inline BlockingProcess restarted(BlockingProcess process) {
     process.startTime = ProcessStartTime{process.startTime->seconds + 60, 0};
     return process;
+}
+
+/// Drives a fresh workflow into `phase` through its own operations, over three
+/// listed disks with the first one selected; operations in flight stay pending.
+inline void driveInto(WorkflowHarness& h, const EjectionPhase& phase) {
+    auto& workflow = *h.workflow;
+    const std::vector<ExternalDisk> listed{makeDisk(1, "Photos"), makeDisk(2, "Backup"),
+                                           makeDisk(3, "Archive")};
+    h.listDisks(listed);
+    if (phase.is<EjectionPhase::Ready>()) {
+        return;
+    }
+    if (phase.is<EjectionPhase::Ejecting>()) {
+        h.start(workflow.attemptEject());
+    } else if (phase.is<EjectionPhase::Diagnosing>()) {
+        h.ejector->ejects.enqueueError(WorkflowHarness::busyFailure());
+        h.start(workflow.attemptEject());
+    } else if (phase.is<EjectionPhase::Blocked>()) {
+        h.reachBlocked({makeProcess(501)}, listed);
+    } else if (phase.is<EjectionPhase::Releasing>()) {
+        h.reachBlocked({makeProcess(501)}, listed);
+        h.start(workflow.performSafeTovo());
+    } else if (phase.is<EjectionPhase::Stopping>()) {
+        h.reachBlocked({makeProcess(501)}, listed);
+        h.start(workflow.performStop(makeProcess(501)));
+    } else if (phase.is<EjectionPhase::Retrying>()) {
+        h.reachBlocked({makeProcess(501)}, listed);
+        h.diagnoses->setValue({});
+        h.start(workflow.performSafeTovo());
+        h.advance(std::chrono::seconds(2));
+    } else if (phase.is<EjectionPhase::Ejected>()) {
+        h.ejector->ejects.enqueueValue({});
+        h.start(workflow.attemptEject());
+    } else if (const auto* failed = phase.getIf<EjectionPhase::Failed>()) {
+        if (failed->recovery == FailureRecovery::retryEject) {
+            h.ejector->ejects.enqueueError(std::runtime_error("I/O error"));
+        } else {
+            h.ejector->ejects.enqueueError(EjectionFailure(
+                "Changed.", std::nullopt, EjectionFailureKind::identityChanged, "x", 1));
+        }
+        h.start(workflow.attemptEject());
+    }
+    ASSERT_EQ(workflow.phase().caseName(), phase.caseName());
 }
 
 } // namespace tovo::testing
