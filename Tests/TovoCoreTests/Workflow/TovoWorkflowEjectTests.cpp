@@ -25,6 +25,7 @@ using DiagnosisOutcome = ScriptedOperation<std::vector<BlockingProcess>, Diagnos
 // workflow ends and what it logs on the way.
 struct EjectCase {
     const char* label;
+    friend void PrintTo(const EjectCase& c, std::ostream* os) { *os << c.label; }
     DiskOutcome eject;
     std::optional<DiagnosisOutcome> diagnosis;
     EjectionPhase expectedPhase;
@@ -141,6 +142,7 @@ INSTANTIATE_TEST_SUITE_P(
 // Which phases an eject may start from.
 struct StartCase {
     const char* label;
+    friend void PrintTo(const StartCase& c, std::ostream* os) { *os << c.label; }
     EjectionPhase phase;
     bool starts;
 };
@@ -208,6 +210,7 @@ TEST(TovoWorkflowEjectTest, WithoutASelectedDiskNothingHappens) {
 // How the diagnoser is asked after a busy refusal.
 struct DissentCase {
     const char* label;
+    friend void PrintTo(const DissentCase& c, std::ostream* os) { *os << c.label; }
     bool dissentAware;
     std::optional<std::int32_t> dissenter;
     DiagnosisCall expected;
@@ -264,6 +267,7 @@ TEST(TovoWorkflowEjectTest, WithoutAStopperThereAreNoStopPlans) {
 // An eject or diagnosis result arriving after the user left for another disk.
 struct StaleCase {
     const char* label;
+    friend void PrintTo(const StaleCase& c, std::ostream* os) { *os << c.label; }
     bool failBusy; // otherwise the eject succeeds
     bool answerDiagnosis;
 };

@@ -124,6 +124,7 @@ TEST_F(TovoWorkflowRefreshTest, FailureOfATovoErrorLogsItsDomainAndCode) {
 // A refresh answering while an operation or the success screen is shown.
 struct BusyRefreshCase {
     const char* label;
+    friend void PrintTo(const BusyRefreshCase& c, std::ostream* os) { *os << c.label; }
     bool fails;
     bool onSuccessScreen;
     std::vector<std::string> expectedLog;
@@ -197,6 +198,7 @@ TEST_F(TovoWorkflowRefreshTest, RefreshStartedBeforeAnEjectIsDroppedWhenItReturn
 // Selection: which phases allow it, and what it changes.
 struct SelectionCase {
     const char* label;
+    friend void PrintTo(const SelectionCase& c, std::ostream* os) { *os << c.label; }
     EjectionPhase phase;
     bool allowed;
 };
