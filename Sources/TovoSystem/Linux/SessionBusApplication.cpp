@@ -1,0 +1,123 @@
+#include "TovoSystem/Linux/SessionBusApplication.hpp"
+
+#include <sdbus-c++/sdbus-c++.h>
+
+#include <chrono>
+#include <map>
+#include <vector>
+
+namespace tovo {
+
+namespace {
+
+constexpr auto callTimeout = std::chrono::seconds(5);
+constexpr const char* applicationInterface = "org.freedesktop.Application";
+
+// Errors that prove the request reached nothing that could act on it.
+bool wasNotDelivered(const std::string& errorName) {
+    return errorName == "org.freedesktop.DBus.Error.ServiceUnknown" ||
+           errorName == "org.freedesktop.DBus.Error.NameHasNoOwner" ||
+           errorName == "org.freedesktop.DBus.Error.UnknownObject" ||
+           errorName == "org.freedesktop.DBus.Error.UnknownInterface" ||
+           errorName == "org.freedesktop.DBus.Error.UnknownMethod";
+}
+
+bool isElementCharacter(char c) {
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_' ||
+           c == '-';
+}
+
+} // namespace
+
+SessionBusApplication::SessionBusApplication(std::optional<std::string> busAddress,
+                                             std::string applicationID)
+    : busAddress_(std::move(busAddress))
+    , applicationID_(std::move(applicationID)) {}
+
+bool SessionBusApplication::isBusName(std::string_view name) {
+    if (name.empty() || name.size() > 255) {
+        return false;
+    }
+    std::size_t elements = 0;
+    std::size_t start = 0;
+    while (true) {
+        const auto dot = name.find('.', start);
+        const auto element = name.substr(start, dot == std::string_view::npos ? dot : dot - start);
+        if (element.empty() || (element.front() >= '0' && element.front() <= '9')) {
+            return false;
+        }
+        for (const char c : element) {
+            if (!isElementCharacter(c)) {
+                return false;
+            }
+        }
+        ++elements;
+        if (dot == std::string_view::npos) {
+            break;
+        }
+        start = dot + 1;
+    }
+    return elements >= 2;
+}
+
+std::string SessionBusApplication::objectPath(std::string_view applicationID) {
+    std::string path = "/";
+    for (const char c : applicationID) {
+        path.push_back(c == '.' ? '/' : c == '-' ? '_' : c);
+    }
+    return path;
+}
+
+template<class Call>
+SessionBusApplication::Outcome SessionBusApplication::invoke(const Call& call) const {
+    if (!busAddress_ || !isBusName(applicationID_)) {
+        return Outcome::unreachable;
+    }
+    std::unique_ptr<sdbus::IConnection> connection;
+    try {
+        connection = sdbus::createSessionBusConnectionWithAddress(*busAddress_);
+    } catch (const sdbus::Error&) {
+        return Outcome::unreachable;
+    }
+    try {
+        auto bus = sdbus::createProxy(*connection, "org.freedesktop.DBus", "/org/freedesktop/DBus");
+        bool owned = false;
+        bus->callMethod("NameHasOwner")
+            .onInterface("org.freedesktop.DBus")
+            .withArguments(applicationID_)
+            .withTimeout(callTimeout)
+            .storeResultsTo(owned);
+        if (!owned) {
+            return Outcome::unreachable;
+        }
+    } catch (const sdbus::Error&) {
+        return Outcome::unreachable;
+    }
+    try {
+        auto application =
+            sdbus::createProxy(*connection, applicationID_, objectPath(applicationID_));
+        call(*application);
+        return Outcome::accepted;
+    } catch (const sdbus::Error& error) {
+        return wasNotDelivered(error.getName()) ? Outcome::unreachable : Outcome::refused;
+    }
+}
+
+SessionBusApplication::Outcome
+SessionBusApplication::activateAction(const std::string& action) const {
+    return invoke([&](sdbus::IProxy& application) {
+        auto call = application.createMethodCall(applicationInterface, "ActivateAction");
+        call << action << std::vector<sdbus::Variant>{} << std::map<std::string, sdbus::Variant>{};
+        application.callMethod(call, callTimeout);
+    });
+}
+
+SessionBusApplication::Outcome SessionBusApplication::activate() const {
+    return invoke([&](sdbus::IProxy& application) {
+        auto call = application.createMethodCall(applicationInterface, "Activate");
+        call << std::map<std::string, sdbus::Variant>{};
+        application.callMethod(call, callTimeout);
+    });
+}
+
+} // namespace tovo
