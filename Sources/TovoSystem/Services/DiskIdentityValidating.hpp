@@ -1,0 +1,16 @@
+#pragma once
+
+#include "TovoCore/Async/Task.hpp"
+#include "TovoCore/Models/ExternalDisk.hpp"
+
+namespace tovo {
+
+/// Proves that a disk about to be ejected is still the one the user chose.
+class DiskIdentityValidating {
+public:
+    virtual ~DiskIdentityValidating() = default;
+    /// Returns when it is; throws `EjectionFailure` (kind identityChanged) when not.
+    virtual Task<void> validate(ExternalDisk disk) = 0;
+};
+
+} // namespace tovo
