@@ -158,8 +158,10 @@ SystemVolumeProvider::SystemVolumeProvider(Executor& executor, VolumeListingSour
     , sources_(std::make_shared<const VolumeListingSources>(std::move(sources))) {}
 
 Task<std::vector<ExternalDisk>> SystemVolumeProvider::mountedExternalDisks() {
-    auto sources = sources_;
-    co_return co_await runInBackground(executor_, [sources] { return listDisks(*sources); });
+    // Named, so that GCC 12 keeps the work and its captures alive across the suspension.
+    auto work = [sources = sources_] { return listDisks(*sources); };
+    auto background = runInBackground(executor_, std::move(work));
+    co_return co_await std::move(background);
 }
 
 std::vector<ExternalDisk> SystemVolumeProvider::listExternalDisks() const {

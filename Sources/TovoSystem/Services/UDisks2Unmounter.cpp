@@ -219,9 +219,13 @@ UDisks2Unmounter::UDisks2Unmounter(Executor& executor, std::optional<std::string
 
 Task<void> UDisks2Unmounter::unmountAndEject(std::filesystem::path mountPath,
                                              std::optional<std::string> wholeDiskIdentifier) {
-    co_await runInBackground(executor_, [this, mountPath, wholeDiskIdentifier] {
+    // Named, so that GCC 12 keeps the work and its captures alive across the suspension.
+    auto work = [this, mountPath = std::move(mountPath),
+                 wholeDiskIdentifier = std::move(wholeDiskIdentifier)] {
         unmountAndEjectNow(mountPath, wholeDiskIdentifier);
-    });
+    };
+    auto background = runInBackground(executor_, std::move(work));
+    co_await std::move(background);
 }
 
 void UDisks2Unmounter::unmountAndEjectNow(
