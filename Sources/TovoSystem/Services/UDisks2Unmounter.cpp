@@ -73,13 +73,13 @@ std::vector<BlockObject> blocks(const ManagedObjects& objects) {
             continue;
         }
         BlockObject block{path, {}, {}, {}, {}, interfaces.contains(encryptedInterface), {}};
-        if (auto device = property<std::vector<std::uint8_t>>(interfaces, blockInterface, "Device")) {
+        if (auto device =
+                property<std::vector<std::uint8_t>>(interfaces, blockInterface, "Device")) {
             block.device = bytesText(*device);
         }
         block.drive = property<sdbus::ObjectPath>(interfaces, blockInterface, "Drive")
                           .value_or(sdbus::ObjectPath("/"));
-        block.partitionTable =
-            property<sdbus::ObjectPath>(interfaces, partitionInterface, "Table");
+        block.partitionTable = property<sdbus::ObjectPath>(interfaces, partitionInterface, "Table");
         if (auto backing =
                 property<sdbus::ObjectPath>(interfaces, blockInterface, "CryptoBackingDevice");
             backing && *backing != "/") {
@@ -134,9 +134,9 @@ std::vector<const BlockObject*> membersDeepestFirst(const std::vector<BlockObjec
     for (bool grew = true; grew;) {
         grew = false;
         for (const auto& block : all) {
-            const bool below = (block.partitionTable && paths.contains(*block.partitionTable)) ||
-                               (block.cryptoBackingDevice &&
-                                paths.contains(*block.cryptoBackingDevice));
+            const bool below =
+                (block.partitionTable && paths.contains(*block.partitionTable)) ||
+                (block.cryptoBackingDevice && paths.contains(*block.cryptoBackingDevice));
             if (below && paths.insert(block.path).second) {
                 members.push_back(&block);
                 grew = true;
@@ -164,17 +164,15 @@ public:
 
     ManagedObjects managedObjects() {
         ManagedObjects objects;
-        call(rootPath, objectManager, "GetManagedObjects", [&](sdbus::MethodInvoker& invoker) {
-            invoker.storeResultsTo(objects);
-        });
+        call(rootPath, objectManager, "GetManagedObjects",
+             [&](sdbus::MethodInvoker& invoker) { invoker.storeResultsTo(objects); });
         return objects;
     }
 
     void call(const std::string& path, const std::string& interface, const std::string& method) {
         const Options options{{"auth.no_user_interaction", sdbus::Variant(true)}};
-        call(path, interface, method, [&](sdbus::MethodInvoker& invoker) {
-            invoker.withArguments(options);
-        });
+        call(path, interface, method,
+             [&](sdbus::MethodInvoker& invoker) { invoker.withArguments(options); });
     }
 
 private:
@@ -215,7 +213,9 @@ private:
 
 UDisks2Unmounter::UDisks2Unmounter(Executor& executor, std::optional<std::string> busAddress,
                                    std::chrono::milliseconds callTimeout)
-    : executor_(executor), busAddress_(std::move(busAddress)), callTimeout_(callTimeout) {}
+    : executor_(executor)
+    , busAddress_(std::move(busAddress))
+    , callTimeout_(callTimeout) {}
 
 Task<void> UDisks2Unmounter::unmountAndEject(std::filesystem::path mountPath,
                                              std::optional<std::string> wholeDiskIdentifier) {

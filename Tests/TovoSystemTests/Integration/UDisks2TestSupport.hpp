@@ -4,23 +4,24 @@
 // daemon is started here as a child and stopped by its pid; every loop device and
 // mount is released by its owner's destructor.
 
-#include <gtest/gtest.h>
+#include "TovoSystem/Linux/MountInfo.hpp"
 
-#include <fcntl.h>
-#include <signal.h>
-#include <spawn.h>
-#include <sys/wait.h>
-#include <unistd.h>
+#include <gtest/gtest.h>
 
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <fcntl.h>
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <signal.h>
+#include <spawn.h>
 #include <sstream>
 #include <string>
+#include <sys/wait.h>
 #include <thread>
+#include <unistd.h>
 #include <vector>
 
 extern char** environ;
@@ -59,13 +60,8 @@ inline bool waitFor(const std::function<bool()>& done,
 }
 
 inline bool isMounted(const std::filesystem::path& mountPoint) {
-    std::ifstream file("/proc/self/mountinfo");
-    std::string line;
-    while (std::getline(file, line)) {
-        std::istringstream fields(line);
-        std::string id, parent, device, root, point;
-        fields >> id >> parent >> device >> root >> point;
-        if (point == mountPoint.string()) {
+    for (const auto& entry : MountInfo::read("/proc/self/mountinfo")) {
+        if (entry.mountPoint == mountPoint.string()) {
             return true;
         }
     }
@@ -142,7 +138,8 @@ class UdevDaemon {
 public:
     UdevDaemon() {
         if (!isAvailable()) {
-            child_ = std::make_unique<Child>(std::vector<std::string>{"/lib/systemd/systemd-udevd"});
+            child_ =
+                std::make_unique<Child>(std::vector<std::string>{"/lib/systemd/systemd-udevd"});
             waitFor([this] { return isAvailable(); });
         }
         settle();
@@ -183,8 +180,10 @@ public:
                    .find(bytes + " 0") != std::string::npos;
     }
     bool hasName(const std::string& name) const {
-        return shell("busctl --address=" + address() + " status " + name + " >/dev/null; echo $?") ==
-               "0";
+        return shell("busctl --address=" + address() +
+                     " call org.freedesktop.DBus /org/freedesktop/DBus org.freedesktop.DBus "
+                     "NameHasOwner s " +
+                     name) == "b true";
     }
 
 private:

@@ -1,6 +1,7 @@
+#include "TovoSystem/Services/UDisks2Unmounter.hpp"
+
 #include "TovoCore/Async/Spawn.hpp"
 #include "TovoSystem/Services/FileManagerDiskEjector.hpp"
-#include "TovoSystem/Services/UDisks2Unmounter.hpp"
 #include "UDisks2TestSupport.hpp"
 
 #include <gtest/gtest.h>
@@ -36,7 +37,8 @@ protected:
             std::vector<std::string>{"DBUS_SYSTEM_BUS_ADDRESS=" + bus->address()},
             folder / "udisksd.log");
         if (!waitFor([] { return bus->hasName("org.freedesktop.UDisks2"); })) {
-            reason = "udisksd did not start: " + shell("cat '" + (folder / "udisksd.log").string() + "'");
+            reason = "udisksd did not start: " +
+                     shell("cat '" + (folder / "udisksd.log").string() + "'");
         }
     }
     static void TearDownTestSuite() {
@@ -64,7 +66,12 @@ protected:
         UDisks2Unmounter unmounter(executor, bus->address(), std::chrono::seconds(10));
         AcceptingValidator validator;
         FileManagerDiskEjector ejector(unmounter, validator);
-        ExternalDisk target{"attachment:1", "Test", std::nullopt, std::nullopt, 1, disk,
+        ExternalDisk target{"attachment:1",
+                            "Test",
+                            std::nullopt,
+                            std::nullopt,
+                            1,
+                            disk,
                             {DiskVolume{"v", std::nullopt, std::nullopt, "v", mountPoint,
                                         std::nullopt, std::nullopt, std::nullopt, false}},
                             std::nullopt};

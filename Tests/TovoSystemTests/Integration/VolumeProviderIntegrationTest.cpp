@@ -1,0 +1,123 @@
+#include "TovoCore/Async/Spawn.hpp"
+#include "TovoSystem/Linux/MountInfo.hpp"
+#include "TovoSystem/Linux/UdevDeviceTree.hpp"
+#include "TovoSystem/Services/DiskIdentityResolver.hpp"
+#include "TovoSystem/Services/DiskIdentityWalk.hpp"
+#include "TovoSystem/Services/SystemVolumeProvider.hpp"
+#include "UDisks2TestSupport.hpp"
+
+#include <gtest/gtest.h>
+
+namespace tovo {
+namespace {
+
+using namespace tovo::testing;
+
+// The real resolver and provider with systemd-udevd running, over a real loop image.
+class VolumeProviderIntegrationTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        if (const auto reason = skipReason(); !reason.empty()) {
+            GTEST_SKIP() << reason;
+        }
+        folder = scratchFolder("volumes");
+        udev = std::make_unique<UdevDaemon>();
+        disk = std::make_unique<LoopDisk>(folder, "image");
+        ASSERT_TRUE(disk->isAttached());
+    }
+    void TearDown() override {
+        disk.reset();
+        udev.reset();
+        if (!folder.empty()) {
+            std::filesystem::remove_all(folder);
+        }
+    }
+
+    static std::string sysAttribute(const std::string& kernelName, const std::string& name) {
+        return shell("cat /sys/class/block/" + kernelName + "/" + name);
+    }
+
+    std::filesystem::path folder;
+    std::unique_ptr<UdevDaemon> udev;
+    std::unique_ptr<LoopDisk> disk;
+};
+
+TEST_F(VolumeProviderIntegrationTest, ResolverReportsTheLoopDisksIdentityAndFileSystem) {
+    disk->format(disk->device(), "Tovo Vol 2");
+    UdevDaemon::settle();
+    const auto mountPoint = disk->mount(disk->device(), folder / "vol");
+
+    UdevDeviceTree tree;
+    const auto resolved = DiskIdentityResolver(tree).resolve(disk->device());
+    ASSERT_TRUE(resolved);
+    EXPECT_EQ(resolved->device.diskSequence,
+              std::stoull(sysAttribute(disk->kernelName(), "diskseq")));
+    EXPECT_EQ(resolved->fileSystemUUID(), shell("blkid -s UUID -o value " + disk->device()));
+    EXPECT_EQ(resolved->fileSystemLabel(), "Tovo Vol 2");
+    EXPECT_EQ(resolved->fileSystemType(), "ext4");
+    EXPECT_TRUE(resolved->resolved.isVirtual) << "a loop device showing a file is a disk image";
+    EXPECT_EQ(resolved->resolved.logicalWholeDiskIdentifier, disk->kernelName());
+    ASSERT_TRUE(resolved->resolved.identity);
+    EXPECT_EQ(resolved->resolved.identity->attachmentID, std::nullopt);
+    EXPECT_EQ(resolved->resolved.identity->mediaSize, 64LL * 1024 * 1024);
+}
+
+TEST_F(VolumeProviderIntegrationTest, PartitionResolvesToItsWholeLoopDisk) {
+    disk->partitionInTwo();
+    const auto partition = disk->device() + "p2";
+    ASSERT_TRUE(std::filesystem::exists(partition));
+    disk->format(partition, "PART");
+    UdevDaemon::settle();
+
+    UdevDeviceTree tree;
+    const auto resolved = DiskIdentityResolver(tree).resolve(partition);
+    ASSERT_TRUE(resolved);
+    EXPECT_EQ(resolved->resolved.logicalWholeDiskIdentifier, disk->kernelName());
+    EXPECT_TRUE(resolved->resolved.isVirtual);
+    EXPECT_EQ(resolved->fileSystemLabel(), "PART");
+    const auto whole = DiskIdentityWalk::wholeDisk(tree, resolved->device);
+    EXPECT_EQ(whole.diskSequence, std::stoull(sysAttribute(disk->kernelName(), "diskseq")));
+    EXPECT_EQ(DiskIdentityResolver::describe(whole).mediaUUID,
+              shell("blkid -s PTUUID -o value " + disk->device()))
+        << "the partition table's UUID names the media";
+}
+
+TEST_F(VolumeProviderIntegrationTest, InternalDiskAndMountedImagesAreNotListed) {
+    disk->format(disk->device(), "IMAGE");
+    UdevDaemon::settle();
+    const auto mountPoint = disk->mount(disk->device(), folder / "image mount");
+
+    std::optional<std::string> rootSource;
+    for (const auto& entry : MountInfo::read("/proc/self/mountinfo")) {
+        if (entry.mountPoint == "/") {
+            rootSource = entry.source;
+        }
+    }
+    UdevDeviceTree tree;
+    if (rootSource) {
+        if (const auto root = DiskIdentityResolver(tree).resolve(*rootSource);
+            root && root->resolved.identity) {
+            EXPECT_EQ(root->resolved.identity->attachmentID, std::nullopt)
+                << "the internal disk " << *rootSource << " is not detachable";
+        }
+    }
+
+    ManualExecutor executor;
+    SystemVolumeProvider provider(executor);
+    std::vector<ExternalDisk> disks;
+    auto handle =
+        spawn(executor, [](SystemVolumeProvider& p, std::vector<ExternalDisk>& out) -> Task<void> {
+            out = co_await p.mountedExternalDisks();
+        }(provider, disks));
+    ASSERT_TRUE(executor.runUntil([&] { return handle.isDone(); }));
+    EXPECT_FALSE(handle.error());
+    for (const auto& listed : disks) {
+        for (const auto& url : listed.mountURLs()) {
+            EXPECT_NE(url, mountPoint);
+            EXPECT_NE(url, "/");
+        }
+    }
+}
+
+} // namespace
+} // namespace tovo
