@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <fstream>
+#include <unistd.h>
 
 namespace tovo {
 namespace {
@@ -28,6 +29,8 @@ protected:
                             "2-4");
         testing::addLoopImage(tree, "loop0", 9, fileSystem("IMG", "Image"));
     }
+
+    void TearDown() override { std::filesystem::remove(mountInfoPath); }
 
     void writeMountInfo(const std::string& text) {
         std::ofstream(mountInfoPath, std::ios::binary) << text;
@@ -63,8 +66,9 @@ protected:
 
     ManualExecutor executor;
     FakeDeviceTree tree;
-    std::filesystem::path mountInfoPath =
-        std::filesystem::path(::testing::TempDir()) / "tovo-mountinfo-fixture";
+    // One file per process: ctest runs tests of this suite side by side.
+    std::filesystem::path mountInfoPath = std::filesystem::path(::testing::TempDir()) /
+                                          ("tovo-mountinfo-" + std::to_string(::getpid()));
 };
 
 constexpr const char* systemMounts = "22 27 0:21 / /proc rw,relatime - proc proc rw\n"
@@ -132,8 +136,8 @@ TEST_F(SystemVolumeProviderTest, NamesComeFromLabelsOrHostileMountPaths) {
 TEST_F(SystemVolumeProviderTest, NothingMountedExternallyListsNothing) {
     writeMountInfo(systemMounts);
     EXPECT_TRUE(list().empty());
-    mountInfoPath = "/nonexistent/mountinfo";
-    EXPECT_TRUE(list().empty());
+    std::filesystem::remove(mountInfoPath);
+    EXPECT_TRUE(list().empty()) << "an unreadable mount table lists nothing";
 }
 
 struct VoteCase {

@@ -80,12 +80,6 @@ TEST_F(UDisks2MockTest, EjectsWhenTheDriveCannotPowerOff) {
               (std::vector<std::string>{"Unmount sdx2 True", "Unmount sdx1 True", "Eject"}));
 }
 
-TEST_F(UDisks2MockTest, DriveThatCanNeitherPowerOffNorEjectIsOnlyUnmounted) {
-    startMock("neither");
-    EXPECT_FALSE(unmount());
-    EXPECT_EQ(calls(), (std::vector<std::string>{"Unmount sdx2 True", "Unmount sdx1 True"}));
-}
-
 TEST_F(UDisks2MockTest, RefusedPowerOffIsAnOtherFailureInUdisksWords) {
     startMock("poweroff-fails");
     const auto error = unmount();

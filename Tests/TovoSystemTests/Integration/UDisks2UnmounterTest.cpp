@@ -87,16 +87,19 @@ protected:
     static inline std::unique_ptr<Child> daemon;
 };
 
-TEST_F(UDisks2UnmounterTest, IdleMountIsUnmountedForReal) {
+TEST_F(UDisks2UnmounterTest, IdleFileSystemIsUnmountedForRealFromEveryMountPoint) {
     LoopDisk disk(folder, "idle");
     ASSERT_TRUE(disk.isAttached());
     disk.format(disk.device(), "IDLE");
     UdevDaemon::settle();
     const auto mountPoint = disk.mount(disk.device(), folder / "idle mount");
+    const auto again = disk.mount(disk.device(), folder / "again");
     waitUntilUdisksSees(mountPoint);
+    waitUntilUdisksSees(again);
 
     EXPECT_FALSE(eject(mountPoint, disk.kernelName()));
     EXPECT_FALSE(isMounted(mountPoint));
+    EXPECT_FALSE(isMounted(again));
 }
 
 TEST_F(UDisks2UnmounterTest, BusyMountIsRefusedAsBusyInUdisksWords) {
@@ -141,22 +144,6 @@ TEST_F(UDisks2UnmounterTest, EveryMountedFileSystemOfTheDiskIsUnmounted) {
     EXPECT_FALSE(eject(two, disk.kernelName()));
     EXPECT_FALSE(isMounted(one));
     EXPECT_FALSE(isMounted(two));
-}
-
-TEST_F(UDisks2UnmounterTest, WholeDiskIsFoundFromTheMountWhenItsNameIsUnknown) {
-    LoopDisk disk(folder, "noname");
-    ASSERT_TRUE(disk.isAttached());
-    disk.format(disk.device(), "NONAME");
-    UdevDaemon::settle();
-    const auto mountPoint = disk.mount(disk.device(), folder / "noname");
-    waitUntilUdisksSees(mountPoint);
-
-    ManualExecutor executor;
-    UDisks2Unmounter unmounter(executor, bus->address());
-    auto handle = spawn(executor, unmounter.unmountAndEject(mountPoint, std::nullopt));
-    ASSERT_TRUE(executor.runUntil([&] { return handle.isDone(); }));
-    EXPECT_FALSE(handle.error());
-    EXPECT_FALSE(isMounted(mountPoint));
 }
 
 } // namespace
