@@ -1,0 +1,13 @@
+#include "Tovo/Support/DemoEjector.hpp"
+
+namespace tovo {
+
+Task<void> DemoEjector::eject(ExternalDisk) {
+    const auto blockers = co_await scenario_->activeBlockers();
+    if (!blockers.empty()) {
+        throw EjectionFailure("The disk is in use.", dissentingProcessID, EjectionFailureKind::busy,
+                              std::nullopt, std::nullopt);
+    }
+}
+
+} // namespace tovo

@@ -1,0 +1,48 @@
+#include "Tovo/Support/DiskCardPresentation.hpp"
+
+#include "Tovo/Support/ByteCountFormat.hpp"
+#include "Tovo/Support/Typography.hpp"
+
+#include <vector>
+
+namespace tovo::DiskCardPresentation {
+
+std::string detailText(const ExternalDisk& disk) {
+    std::vector<std::string> parts;
+    if (const auto total = disk.totalCapacity()) {
+        parts.push_back(formatByteCount(*total));
+    }
+    if (auto summary = disk.formatSummary(); !summary.empty()) {
+        parts.push_back(std::move(summary));
+    }
+    const std::string separator = std::string(" ") + middleDot + " ";
+    std::string text;
+    for (const auto& part : parts) {
+        text += text.empty() ? part : separator + part;
+    }
+    return text;
+}
+
+std::string diskCountAccessibilityLabel(std::size_t count) {
+    if (count == 1) {
+        return "One connected external disk";
+    }
+    return std::to_string(count) + " connected external disks";
+}
+
+GridColumns gridColumns(std::size_t diskCount) {
+    if (diskCount == 1) {
+        return GridColumns{1, 10, cardSpacing};
+    }
+    return GridColumns{2, 176, cardSpacing};
+}
+
+std::string selectionSymbol(bool isSelected) {
+    return isSelected ? "checkmark.circle.fill" : "circle";
+}
+
+SymbolColor selectionSymbolColor(bool isSelected) {
+    return isSelected ? SymbolColor::accent : SymbolColor::secondary;
+}
+
+} // namespace tovo::DiskCardPresentation

@@ -1,0 +1,177 @@
+#include "Tovo/Support/ProcessPresentation.hpp"
+
+#include <algorithm>
+#include <array>
+
+namespace tovo {
+
+namespace {
+
+std::string lowercased(std::string_view text) {
+    std::string result(text);
+    std::transform(result.begin(), result.end(), result.begin(), [](unsigned char c) {
+        return static_cast<char>(c >= 'A' && c <= 'Z' ? c - 'A' + 'a' : c);
+    });
+    return result;
+}
+
+bool contains(std::string_view text, std::string_view part) {
+    return text.find(part) != std::string_view::npos;
+}
+
+bool isShowable(const std::optional<RunningApplication>& application) {
+    return application && application->activationPolicy != ActivationPolicy::prohibited;
+}
+
+} // namespace
+
+bool ProcessPresentation::isVirtualMachine(std::string_view command) {
+    return contains(lowercased(command), "virtualization.virtualmachine");
+}
+
+bool ProcessPresentation::isSpotlight(std::string_view command) {
+    const auto lower = lowercased(command);
+    return lower == "mds" || lower == "mdworker" || lower == "mds_stores";
+}
+
+std::string ProcessPresentation::name(const BlockingProcess& process) const {
+    if (isVirtualMachine(process.command)) {
+        return "Virtual Machine";
+    }
+    if (isSpotlight(process.command)) {
+        return "Spotlight";
+    }
+    if (registry_ != nullptr) {
+        const auto application = registry_->runningApplication(process.pid);
+        if (application && application->localizedName && !application->localizedName->empty()) {
+            return *application->localizedName;
+        }
+    }
+    return process.command;
+}
+
+std::optional<RunningApplication>
+ProcessPresentation::showableApplication(const BlockingProcess& process) const {
+    if (registry_ == nullptr) {
+        return std::nullopt;
+    }
+    if (auto own = registry_->runningApplication(process.pid); isShowable(own)) {
+        return own;
+    }
+    if (process.parentApplication) {
+        if (auto parent = registry_->runningApplication(process.parentApplication->pid);
+            isShowable(parent)) {
+            return parent;
+        }
+    }
+    return std::nullopt;
+}
+
+std::string ProcessPresentation::fallbackSymbol(const BlockingProcess& process) {
+    const auto lower = lowercased(process.command);
+    if (contains(lower, "virtual")) {
+        return "shippingbox.fill";
+    }
+    if (contains(lower, "mds")) {
+        return "magnifyingglass";
+    }
+    if (lower == "zsh" || lower == "bash" || lower == "fish" || lower == "sh") {
+        return "terminal.fill";
+    }
+    return "app.fill";
+}
+
+std::string ProcessPresentation::activity(const BlockingProcess& process) {
+    if (process.isSystemDissent || process.openFiles.empty()) {
+        return "macOS named this process as the eject blocker.";
+    }
+    if (process.hasWritableFiles()) {
+        return "It has an item open for writing.";
+    }
+    if (isVirtualMachine(process.command)) {
+        return "A virtual machine has files open on this disk.";
+    }
+    if (isSpotlight(process.command)) {
+        return "Spotlight has files open on this disk.";
+    }
+    if (process.holdsCurrentFolder()) {
+        const auto others =
+            std::count_if(process.openFiles.begin(), process.openFiles.end(),
+                          [](const OpenFileReference& file) { return file.descriptor != "cwd"; });
+        if (others == 0) {
+            return "Its current folder is on this disk.";
+        }
+        if (others == 1) {
+            return "Its current folder is on this disk, and it has one item open.";
+        }
+        return "Its current folder is on this disk, and it has " + std::to_string(others) +
+               " items open.";
+    }
+    if (process.hasUnknownAccess()) {
+        return "Its access to this disk is not clear.";
+    }
+    if (process.openFiles.size() == 1) {
+        return "It has one item open on this disk.";
+    }
+    return "It has " + std::to_string(process.openFiles.size()) + " items open on this disk.";
+}
+
+std::string ProcessPresentation::label(const OpenFileReference& file) {
+    if (file.descriptor == "cwd") {
+        return "Current folder: " + file.path;
+    }
+    return file.path;
+}
+
+std::string ProcessPresentation::statusSymbol(const std::optional<ProcessReleasePlan>& plan,
+                                              const std::optional<ReleaseAttempt>& attempt) {
+    if (attempt) {
+        switch (attempt->disposition) {
+        case ReleaseDisposition::requested:
+            return "arrow.right.circle.fill";
+        case ReleaseDisposition::alreadyClosed:
+            return "checkmark.circle.fill";
+        case ReleaseDisposition::needsManualAction:
+            return "exclamationmark.circle.fill";
+        case ReleaseDisposition::failed:
+            return "xmark.circle.fill";
+        }
+    }
+    if (plan && plan->strategy == ReleaseStrategy::quitApplication) {
+        return "arrow.right.circle.fill";
+    }
+    return "exclamationmark.circle.fill";
+}
+
+SymbolColor ProcessPresentation::statusSymbolColor(const std::optional<ProcessReleasePlan>& plan,
+                                                   const std::optional<ReleaseAttempt>& attempt) {
+    if (attempt) {
+        switch (attempt->disposition) {
+        case ReleaseDisposition::requested:
+        case ReleaseDisposition::alreadyClosed:
+            return SymbolColor::green;
+        case ReleaseDisposition::needsManualAction:
+            return SymbolColor::orange;
+        case ReleaseDisposition::failed:
+            return SymbolColor::red;
+        }
+    }
+    if (plan && plan->strategy == ReleaseStrategy::quitApplication) {
+        return SymbolColor::secondary;
+    }
+    return SymbolColor::orange;
+}
+
+TextColor ProcessPresentation::messageColor(const std::optional<ProcessReleasePlan>& plan,
+                                            const std::optional<ReleaseAttempt>& attempt) {
+    if (attempt && (attempt->disposition == ReleaseDisposition::needsManualAction ||
+                    attempt->disposition == ReleaseDisposition::failed)) {
+        return TextColor::primary;
+    }
+    if (plan && plan->strategy == ReleaseStrategy::manualAction) {
+        return TextColor::primary;
+    }
+    return TextColor::secondary;
+}
+
+} // namespace tovo

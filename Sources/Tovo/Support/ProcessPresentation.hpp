@@ -1,0 +1,54 @@
+#pragma once
+
+#include "Tovo/Support/PresentationColors.hpp"
+#include "TovoCore/Models/BlockingProcess.hpp"
+#include "TovoCore/Models/EjectionState.hpp"
+#include "TovoSystem/Services/ApplicationRegistry.hpp"
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace tovo {
+
+/// Turns a blocking process into what a person reads: a name, a symbol, one
+/// sentence about what it holds, labels for its open files, and the status mark
+/// of its plan or attempt. The registry (absent in demo mode) names desktop
+/// applications and finds the one that can be brought to the front.
+class ProcessPresentation {
+public:
+    explicit ProcessPresentation(const ApplicationRegistry* registry = nullptr)
+        : registry_(registry) {}
+
+    /// "Virtual Machine", "Spotlight", the desktop entry's name, else the command.
+    std::string name(const BlockingProcess& process) const;
+    /// The application that can be brought to the front: the process's own, else
+    /// its parent application's; never a background-only one.
+    std::optional<RunningApplication> showableApplication(const BlockingProcess& process) const;
+
+    /// System symbol shown when no application icon is known.
+    static std::string fallbackSymbol(const BlockingProcess& process);
+    /// One sentence on why this process keeps the disk busy.
+    static std::string activity(const BlockingProcess& process);
+    /// An open file's line in the details: its path, the current folder marked.
+    static std::string label(const OpenFileReference& file);
+
+    /// The row's status mark: the attempt when there is one (the newer fact), else the plan.
+    static std::string statusSymbol(const std::optional<ProcessReleasePlan>& plan,
+                                    const std::optional<ReleaseAttempt>& attempt);
+    static SymbolColor statusSymbolColor(const std::optional<ProcessReleasePlan>& plan,
+                                         const std::optional<ReleaseAttempt>& attempt);
+    /// Primary when the user has to act, secondary otherwise.
+    static TextColor messageColor(const std::optional<ProcessReleasePlan>& plan,
+                                  const std::optional<ReleaseAttempt>& attempt);
+
+    /// The command names a virtual machine (case-insensitive containment).
+    static bool isVirtualMachine(std::string_view command);
+    /// The command is one of Spotlight's indexing processes.
+    static bool isSpotlight(std::string_view command);
+
+private:
+    const ApplicationRegistry* registry_;
+};
+
+} // namespace tovo

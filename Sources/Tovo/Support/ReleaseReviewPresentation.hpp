@@ -1,0 +1,59 @@
+#pragma once
+
+#include "Tovo/Support/ProcessPresentation.hpp"
+#include "TovoCore/Models/ExternalDisk.hpp"
+
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace tovo {
+
+/// One blocker in the release review.
+struct ReleaseReviewEntry {
+    std::int32_t processID;
+    std::string name;
+    std::string symbol;
+    std::string message;
+    std::string showDetailsLabel;
+    std::string hideDetailsLabel;
+
+    bool operator==(const ReleaseReviewEntry&) const = default;
+};
+
+/// The sheet that stands between the user and any quit request.
+struct ReleaseReviewContent {
+    std::size_t eligibleCount;
+    std::size_t remainingCount;
+    std::string title;
+    std::string message;
+    std::string headerSymbol;
+    std::string subline;
+    std::vector<ReleaseReviewEntry> entries;
+    /// With eligible plans: Cancel and a confirm button. Without: only a close
+    /// button, `confirmTitle`, which dismisses the sheet and confirms nothing.
+    bool canConfirm;
+    std::optional<std::string> cancelTitle;
+    std::string confirmTitle;
+    std::optional<std::string> confirmAccessibilityHint;
+
+    bool operator==(const ReleaseReviewContent&) const = default;
+};
+
+namespace ReleaseReviewPresentation {
+
+/// The plans Tovo may act on: strategy quitApplication.
+std::size_t eligiblePlanCount(const std::vector<ProcessReleasePlan>& releasePlans);
+std::string confirmationTitle(const ExternalDisk& disk, std::size_t eligible);
+std::string confirmationMessage(std::size_t eligible, std::size_t remaining);
+
+/// The review of `blockers` on `disk`. Remaining blockers are the blockers minus
+/// the eligible plans; more eligible plans than blockers is a program fault.
+ReleaseReviewContent content(const ProcessPresentation& presentation, const ExternalDisk& disk,
+                             const std::vector<BlockingProcess>& blockers,
+                             const std::vector<ProcessReleasePlan>& releasePlans);
+
+} // namespace ReleaseReviewPresentation
+
+} // namespace tovo

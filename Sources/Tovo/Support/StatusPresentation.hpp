@@ -1,0 +1,47 @@
+#pragma once
+
+#include "Tovo/Support/PresentationColors.hpp"
+#include "TovoCore/Models/BlockingProcess.hpp"
+#include "TovoCore/Models/EjectionState.hpp"
+#include "TovoCore/Models/ExternalDisk.hpp"
+
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace tovo {
+
+/// Which card the status panel shows.
+enum class StatusViewKind { ready, emptyDisks, busy, blocked, success, failure };
+
+/// What the status panel says for a phase. Busy cards show a progress indicator
+/// instead of a symbol.
+struct StatusContent {
+    StatusViewKind kind;
+    std::string title;
+    std::string message;
+    std::optional<std::string> symbol;
+    std::optional<SymbolColor> symbolColor; ///< absent: the default text colour
+
+    bool operator==(const StatusContent&) const = default;
+};
+
+namespace StatusPresentation {
+
+/// The progress indicator's name for assistive technology.
+inline constexpr const char* busyAccessibilityLabel = "Working";
+
+/// The card, title and message for the phase; `disk` is the selected disk.
+StatusContent content(const EjectionPhase& phase, const std::optional<ExternalDisk>& disk,
+                      const std::vector<BlockingProcess>& blockers,
+                      const std::vector<ProcessReleasePlan>& releasePlans);
+
+/// "One app or service is using this disk", or "N apps or services are using this disk".
+std::string blockedTitle(std::size_t blockerCount);
+/// Points to the review when Tovo can ask at least one app to quit.
+std::string blockedMessage(const std::vector<ProcessReleasePlan>& releasePlans);
+
+} // namespace StatusPresentation
+
+} // namespace tovo
