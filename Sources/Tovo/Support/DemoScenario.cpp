@@ -11,17 +11,22 @@ DemoScenario::DemoScenario(std::vector<BlockingProcess> initialBlockers, Executo
     , mainExecutor_(mainExecutor)
     , isolation_(isolation ? std::move(isolation) : std::make_shared<SerialExecutor>()) {}
 
+// The hops are named awaiters: GCC 12 mishandles temporaries in co_await.
 Task<std::vector<BlockingProcess>> DemoScenario::activeBlockers() {
-    co_await resumeOn(*isolation_);
+    auto toScenario = resumeOn(*isolation_);
+    co_await toScenario;
     auto copy = activeBlockers_;
-    co_await resumeOn(mainExecutor_);
+    auto toMain = resumeOn(mainExecutor_);
+    co_await toMain;
     co_return copy;
 }
 
 Task<void> DemoScenario::clearBlockers() {
-    co_await resumeOn(*isolation_);
+    auto toScenario = resumeOn(*isolation_);
+    co_await toScenario;
     activeBlockers_.clear();
-    co_await resumeOn(mainExecutor_);
+    auto toMain = resumeOn(mainExecutor_);
+    co_await toMain;
 }
 
 } // namespace tovo
