@@ -32,7 +32,9 @@ LsofBlockerDiagnoser::lsofArguments(const std::filesystem::path& mountPath) {
 }
 
 Task<std::vector<BlockingProcess>> LsofBlockerDiagnoser::blockers(ExternalDisk disk) {
-    co_return co_await blockers(std::move(disk), std::nullopt);
+    // Named tasks throughout: GCC 12 mishandles temporaries inside co_await.
+    auto task = blockers(std::move(disk), std::nullopt);
+    co_return co_await task;
 }
 
 Task<std::vector<BlockingProcess>>
@@ -42,7 +44,9 @@ LsofBlockerDiagnoser::blockers(ExternalDisk disk, std::optional<std::int32_t> di
     const auto mountPaths = disk.mountURLs();
     const auto executable = mountPaths.empty() ? std::filesystem::path() : lsofExecutable();
     for (const auto& mountPath : mountPaths) {
-        for (auto& process : co_await blockersOfMount(mountPath, executable)) {
+        auto task = blockersOfMount(mountPath, executable);
+        auto processes = co_await task;
+        for (auto& process : processes) {
             const auto pid = process.pid;
             if (auto found = byPID.find(pid); found != byPID.end()) {
                 found->second = found->second.merging(process);
@@ -72,7 +76,8 @@ LsofBlockerDiagnoser::blockers(ExternalDisk disk, std::optional<std::int32_t> di
 Task<std::vector<BlockingProcess>>
 LsofBlockerDiagnoser::blockersOfMount(std::filesystem::path mountPath,
                                       std::filesystem::path executable) {
-    const auto run = co_await runner_->run(std::move(executable), lsofArguments(mountPath));
+    auto task = runner_->run(std::move(executable), lsofArguments(mountPath));
+    const auto run = co_await task;
     auto parsed = parser_.parse(run.standardOutput);
     std::erase_if(parsed,
                   [this](const BlockingProcess& process) { return process.pid == ownPID_; });

@@ -33,12 +33,14 @@ Task<CommandResult> SystemCommandRunner::run(std::filesystem::path executable,
     auto execution = std::make_shared<CommandExecution>(
         std::move(executable), std::move(arguments), timeout,
         temporaryDirectory_ ? *temporaryDirectory_ : defaultTemporaryDirectory());
-    co_return co_await runInBackground(executor_, [execution](std::stop_token token) {
+    // A named task: GCC 12 mishandles temporaries inside co_await.
+    auto task = runInBackground(executor_, [execution](std::stop_token token) {
         // Cancelling the awaiting task sends the SIGTERM at once; the worker
         // notices at its next poll and stops waiting.
         std::stop_callback onCancel(token, [&execution] { execution->cancel(); });
         return execution->runSynchronously();
     });
+    co_return co_await task;
 }
 
 } // namespace tovo
