@@ -82,32 +82,5 @@ TEST(ProcFileSystem, StartTimeIsBootTimePlusTicksAsSecondsAndMicroseconds) {
               (ProcessStartTime{ProcFixture::bootTime + 4, 4'000}));
 }
 
-TEST(ProcFileSystem, ReadsAProcessEntry) {
-    ProcFixture fixture;
-    fixture.addProcess(4242, 300, "a (b) c", 1001, 777, "/opt/tool/bin/tool");
-    const ProcFileSystem proc(fixture.root(), 100);
-
-    EXPECT_EQ(proc.stat(4242), (Stat{300, 777}));
-    EXPECT_EQ(proc.realUserID(4242), 1001u);
-    EXPECT_EQ(proc.commandName(4242), "a (b) c");
-    EXPECT_EQ(proc.executablePath(4242), "/opt/tool/bin/tool");
-}
-
-TEST(ProcFileSystem, HiddenUnreadableOrVanishedEntriesAreAbsent) {
-    ProcFixture fixture;
-    fixture.addProcess(10, 1, "hidden", 0, 5, std::nullopt);
-    fixture.remove(10, "status");
-    fixture.write("10/comm", "");
-    ProcFixture withoutBoot;
-    withoutBoot.write("stat", "cpu 1 2 3\n");
-
-    const ProcFileSystem proc(fixture.root(), 100);
-    EXPECT_EQ(proc.stat(11), std::nullopt);
-    EXPECT_EQ(proc.realUserID(10), std::nullopt);
-    EXPECT_EQ(proc.commandName(10), std::nullopt);
-    EXPECT_EQ(proc.executablePath(10), std::nullopt);
-    EXPECT_EQ(ProcFileSystem(withoutBoot.root(), 100).startTime(5), std::nullopt);
-}
-
 } // namespace
 } // namespace tovo

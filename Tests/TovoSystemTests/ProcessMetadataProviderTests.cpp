@@ -189,13 +189,5 @@ TEST_F(ProcessMetadataProviderTest, AnUnreadableOrLoopingAncestryEndsTheWalk) {
     EXPECT_EQ(provider().parentApplication(800), std::nullopt);
 }
 
-TEST_F(ProcessMetadataProviderTest, WorksWithoutARegistry) {
-    fixture_.addProcess(4242, 300, "sh");
-    const SystemProcessMetadataProvider bare(
-        nullptr, ProcFileSystem(fixture_.root(), ProcFixture::ticksPerSecond));
-    EXPECT_EQ(bare.metadata(4242)->command, "sh");
-    EXPECT_EQ(bare.parentApplication(4242), std::nullopt);
-}
-
 } // namespace
 } // namespace tovo
