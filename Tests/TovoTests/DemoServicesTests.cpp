@@ -3,7 +3,6 @@
 #include "Tovo/Support/DemoServices.hpp"
 #include "Tovo/Support/DiskCardPresentation.hpp"
 #include "Tovo/Support/ProcessPresentation.hpp"
-#include "Tovo/Support/SerialExecutor.hpp"
 
 #include <gtest/gtest.h>
 
@@ -66,30 +65,6 @@ TEST(DemoScenario, DefaultIsolationIsAWorkerThreadOfItsOwn) {
     ASSERT_TRUE(main.runUntil([&] { return handle.isDone(); }));
     EXPECT_EQ(resumedOn, testThread);
     EXPECT_EQ(countAfterClear, 0u);
-}
-
-TEST(SerialExecutor, RunsWorkInOrderOnOneOtherThread) {
-    ManualExecutor main;
-    std::vector<int> order;
-    std::thread::id worker;
-    bool allOnWorker = true;
-    {
-        SerialExecutor serial;
-        for (int i = 0; i < 50; ++i) {
-            serial.post([&, i] {
-                if (i == 0) {
-                    worker = std::this_thread::get_id();
-                }
-                allOnWorker =
-                    allOnWorker && serial.isCurrent() && std::this_thread::get_id() == worker;
-                order.push_back(i);
-            });
-        }
-    } // joins after running what was queued
-    ASSERT_EQ(order.size(), 50u);
-    EXPECT_TRUE(std::is_sorted(order.begin(), order.end()));
-    EXPECT_TRUE(allOnWorker);
-    EXPECT_NE(worker, std::this_thread::get_id());
 }
 
 TEST(DemoEjector, RefusesAsBusyNamingTheVirtualMachineWhileBlocked) {
@@ -197,21 +172,6 @@ TEST(DemoProcessReleaser, StopPlansNeverSayUnavailable) {
                                "Tovo will ask this app to quit, the same as Quit in its menu. The "
                                "app can still show a save dialog.",
                                std::nullopt}));
-}
-
-TEST(DemoProcessReleaser, AnyStopClearsEveryBlocker) {
-    DemoExecutors executors;
-    auto services =
-        makeDemoServices(DemoScenarioKind::blocked, executors.main, executors.isolation);
-    const auto attempt = finish(executors, services.releaser->requestStop(makeProcess(5, "other")));
-    EXPECT_EQ(attempt.processID, 5);
-    EXPECT_EQ(attempt.disposition, ReleaseDisposition::requested);
-    EXPECT_EQ(attempt.message, "Tovo sent a stop request to other.");
-    EXPECT_TRUE(finish(executors, services.scenario->activeBlockers()).empty());
-
-    const auto named = finish(executors, services.releaser->requestStop(virtualMachine));
-    EXPECT_EQ(named.processName, "Virtual Machine");
-    EXPECT_EQ(named.message, "Tovo sent a stop request to Virtual Machine.");
 }
 
 } // namespace

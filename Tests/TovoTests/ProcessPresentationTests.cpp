@@ -56,6 +56,18 @@ TEST(ProcessName, WithoutRegistryUsesTheCommand) {
     EXPECT_EQ(ProcessPresentation().name(makeProcess(1, "Preview")), "Preview");
 }
 
+TEST(ProcessIcon, OnlyTheProcessesOwnApplicationLendsItsIcon) {
+    FakeApplicationRegistry registry;
+    auto process = makeProcess(5, "helper");
+    process.parentApplication = ParentApplication{6, "Editor", "org.example.Editor"};
+    registry.add(app(6, "Editor"));
+    const ProcessPresentation presentation(&registry);
+    EXPECT_FALSE(presentation.applicationIconName(process));
+    registry.add(app(5, "Helper", ActivationPolicy::prohibited));
+    EXPECT_EQ(presentation.applicationIconName(process), "org.example.App");
+    EXPECT_FALSE(ProcessPresentation().applicationIconName(process));
+}
+
 struct SymbolCase {
     std::string command;
     std::string symbol;

@@ -67,6 +67,18 @@ ProcessPresentation::showableApplication(const BlockingProcess& process) const {
     return std::nullopt;
 }
 
+std::optional<std::string>
+ProcessPresentation::applicationIconName(const BlockingProcess& process) const {
+    if (registry_ == nullptr) {
+        return std::nullopt;
+    }
+    const auto application = registry_->runningApplication(process.pid);
+    if (!application || !application->bundleIdentifier || application->bundleIdentifier->empty()) {
+        return std::nullopt;
+    }
+    return application->bundleIdentifier;
+}
+
 std::string ProcessPresentation::fallbackSymbol(const BlockingProcess& process) {
     const auto lower = lowercased(process.command);
     if (contains(lower, "virtual")) {

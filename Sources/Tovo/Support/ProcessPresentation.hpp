@@ -25,6 +25,9 @@ public:
     /// The application that can be brought to the front: the process's own, else
     /// its parent application's; never a background-only one.
     std::optional<RunningApplication> showableApplication(const BlockingProcess& process) const;
+    /// The theme icon of the process's own desktop application (its application
+    /// id); absent when it is none, and the fallback symbol is shown instead.
+    std::optional<std::string> applicationIconName(const BlockingProcess& process) const;
 
     /// System symbol shown when no application icon is known.
     static std::string fallbackSymbol(const BlockingProcess& process);
