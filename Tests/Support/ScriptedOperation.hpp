@@ -97,7 +97,9 @@ public:
         if (!outcome) {
             auto pending = std::make_shared<PendingCall>(executor_, std::move(arguments));
             pending_.push_back(pending);
-            co_await Suspension{pending};
+            // A named awaiter: GCC 12 mishandles temporaries in co_await.
+            Suspension suspension{pending};
+            co_await suspension;
             outcome = std::move(pending->outcome);
         }
         if (outcome->error) {

@@ -78,6 +78,7 @@ Task<void> TovoWorkflow::performSafeTovo() {
 Task<void> TovoWorkflow::releaseApproved(ExternalDisk disk, Uuid operationID,
                                          std::vector<FrozenReleaseApproval> approvals) {
     std::vector<ReleaseAttempt> attempts;
+    std::vector<BlockingProcess> asked;
     for (const auto& approval : approvals) {
         const auto fresh = co_await diagnoser_->blockers(disk);
         if (!isCurrent(operationID, disk.id)) {
@@ -104,6 +105,11 @@ Task<void> TovoWorkflow::releaseApproved(ExternalDisk disk, Uuid operationID,
                                                unverifiableMessage));
             continue;
         }
+        // A process listed twice is still asked only once.
+        if (findSameProcess(asked, *process)) {
+            continue;
+        }
+        asked.push_back(*process);
         auto requested =
             co_await releaser_->requestRelease(std::vector<BlockingProcess>(1, *process));
         std::ranges::move(requested, std::back_inserter(attempts));

@@ -49,9 +49,21 @@ struct WorkflowHarness {
                                                   executor);
     }
 
+    WorkflowHarness(const WorkflowHarness&) = delete;
+    WorkflowHarness& operator=(const WorkflowHarness&) = delete;
+
+    /// Ends every operation still waiting on a double, so no coroutine outlives the test.
+    ~WorkflowHarness() {
+        for (const auto& handle : started) {
+            handle.requestCancellation();
+        }
+        executor.runAll();
+    }
+
     /// Spawns an operation and runs the executor until nothing is left to do.
     TaskHandle start(Task<void> task) {
         auto handle = spawn(executor, std::move(task));
+        started.push_back(handle);
         executor.runAll();
         return handle;
     }
@@ -100,6 +112,7 @@ struct WorkflowHarness {
     std::shared_ptr<ScriptedProcessStopper> stopper;
     ScriptedOperation<std::vector<BlockingProcess>, DiagnosisCall>* diagnoses = nullptr;
     std::unique_ptr<TovoWorkflow> workflow;
+    std::vector<TaskHandle> started;
 };
 
 /// An error with a known domain and code, as a failing service would raise.
