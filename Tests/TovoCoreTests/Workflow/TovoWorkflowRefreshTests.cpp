@@ -195,6 +195,22 @@ TEST_F(TovoWorkflowRefreshTest, RefreshStartedBeforeAnEjectIsDroppedWhenItReturn
     EXPECT_EQ(workflow.disks(), std::vector{backup});
 }
 
+TEST_F(TovoWorkflowRefreshTest, RefreshInFlightWhenTheEjectSucceedsIsDroppedSilently) {
+    h.listDisks({photos, backup});
+    h.start(workflow.attemptEject());
+    h.start(workflow.refresh()); // started during the eject, still listing the ejected disk
+    h.ejector->ejects.resolve();
+    h.run();
+    h.logger.clear();
+
+    h.volumes->listing.resolve({photos, backup});
+    h.run();
+
+    EXPECT_EQ(workflow.phase(), EjectionPhase::ejected("Photos"));
+    EXPECT_EQ(workflow.disks(), std::vector{backup});
+    EXPECT_THAT(h.logger.entries(), IsEmpty());
+}
+
 // Selection: which phases allow it, and what it changes.
 struct SelectionCase {
     const char* label;
