@@ -3,8 +3,10 @@
 #include "TovoCore/Async/Background.hpp"
 
 #include <sdbus-c++/sdbus-c++.h>
+#include <systemd/sd-bus.h>
 
 #include <algorithm>
+#include <cstring>
 #include <map>
 #include <set>
 
@@ -151,14 +153,12 @@ class Session {
 public:
     Session(const std::optional<std::string>& address, std::chrono::milliseconds timeout)
         : timeout_(timeout) {
+        probe(address);
         try {
             connection_ = address ? sdbus::createSessionBusConnectionWithAddress(*address)
                                   : sdbus::createSystemBusConnection();
         } catch (const sdbus::Error& error) {
-            throw UnmountError(error.getName(),
-                               "Could not eject: the system bus cannot be reached, so udisks2 "
-                               "cannot be asked to unmount the disk. " +
-                                   error.getMessage());
+            throw unreachable(error.getName(), error.getMessage());
         }
     }
 
@@ -186,6 +186,39 @@ private:
             setup(invoker);
         } catch (const sdbus::Error& error) {
             throw translated(error);
+        }
+    }
+
+    static UnmountError unreachable(const std::string& name, const std::string& detail) {
+        return UnmountError(name, "Could not eject: the system bus cannot be reached, so udisks2 "
+                                  "cannot be asked to unmount the disk. " +
+                                      detail);
+    }
+
+    // sdbus-c++ 1.2 leaks its bus when the first connection fails, so the bus is
+    // tried once with sd-bus directly, which cleans up after itself.
+    static void probe(const std::optional<std::string>& address) {
+        sd_bus* bus = nullptr;
+        int result = 0;
+        if (address) {
+            result = sd_bus_new(&bus);
+            if (result >= 0) {
+                result = sd_bus_set_address(bus, address->c_str());
+            }
+            if (result >= 0) {
+                result = sd_bus_set_bus_client(bus, 1);
+            }
+            if (result >= 0) {
+                result = sd_bus_start(bus);
+            }
+        } else {
+            result = sd_bus_open_system(&bus);
+        }
+        sd_bus_flush_close_unref(bus);
+        if (result < 0) {
+            const char* name = strerrorname_np(-result);
+            throw unreachable(std::string("System.Error.") + (name != nullptr ? name : "Unknown"),
+                              std::strerror(-result));
         }
     }
 

@@ -134,17 +134,17 @@ inline std::filesystem::path scratchFolder(const std::string& name) {
 }
 
 /// systemd-udevd for the tests' duration, unless one already serves this machine.
+/// Other suites may stop theirs at any time, so each settle makes sure one runs.
 class UdevDaemon {
 public:
-    UdevDaemon() {
+    UdevDaemon() { settle(); }
+
+    void settle() {
         if (!isAvailable()) {
             child_ =
                 std::make_unique<Child>(std::vector<std::string>{"/lib/systemd/systemd-udevd"});
-            waitFor([this] { return isAvailable(); });
+            waitFor([] { return isAvailable(); });
         }
-        settle();
-    }
-    static void settle() {
         shell("udevadm trigger --action=add --subsystem-match=block; udevadm settle -t 10");
     }
     static bool isAvailable() {
