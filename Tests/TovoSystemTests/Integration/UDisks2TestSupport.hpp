@@ -137,14 +137,17 @@ inline std::filesystem::path scratchFolder(const std::string& name) {
 /// Other suites may stop theirs at any time, so each settle makes sure one runs.
 class UdevDaemon {
 public:
-    UdevDaemon() { settle(); }
+    UdevDaemon() { keepRunningAndSettle(); }
 
-    void settle() {
+    void keepRunningAndSettle() {
         if (!isAvailable()) {
             child_ =
                 std::make_unique<Child>(std::vector<std::string>{"/lib/systemd/systemd-udevd"});
             waitFor([] { return isAvailable(); });
         }
+        settle();
+    }
+    static void settle() {
         shell("udevadm trigger --action=add --subsystem-match=block; udevadm settle -t 10");
     }
     static bool isAvailable() {

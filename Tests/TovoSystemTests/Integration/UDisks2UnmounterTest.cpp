@@ -91,7 +91,7 @@ TEST_F(UDisks2UnmounterTest, IdleFileSystemIsUnmountedForRealFromEveryMountPoint
     LoopDisk disk(folder, "idle");
     ASSERT_TRUE(disk.isAttached());
     disk.format(disk.device(), "IDLE");
-    udev->settle();
+    udev->keepRunningAndSettle();
     const auto mountPoint = disk.mount(disk.device(), folder / "idle mount");
     const auto again = disk.mount(disk.device(), folder / "again");
     waitUntilUdisksSees(mountPoint);
@@ -106,7 +106,7 @@ TEST_F(UDisks2UnmounterTest, BusyMountIsRefusedAsBusyInUdisksWords) {
     LoopDisk disk(folder, "busy");
     ASSERT_TRUE(disk.isAttached());
     disk.format(disk.device(), "BUSY");
-    udev->settle();
+    udev->keepRunningAndSettle();
     const auto mountPoint = disk.mount(disk.device(), folder / "busy");
     waitUntilUdisksSees(mountPoint);
     std::ofstream holder(mountPoint / "held.txt");
@@ -135,7 +135,7 @@ TEST_F(UDisks2UnmounterTest, EveryMountedFileSystemOfTheDiskIsUnmounted) {
     ASSERT_TRUE(std::filesystem::exists(first) && std::filesystem::exists(second));
     disk.format(first, "ONE");
     disk.format(second, "TWO");
-    udev->settle();
+    udev->keepRunningAndSettle();
     const auto one = disk.mount(first, folder / "one");
     const auto two = disk.mount(second, folder / "two");
     waitUntilUdisksSees(one);

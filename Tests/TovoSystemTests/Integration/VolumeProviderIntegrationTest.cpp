@@ -44,7 +44,7 @@ protected:
 
 TEST_F(VolumeProviderIntegrationTest, ResolverReportsTheLoopDisksIdentityAndFileSystem) {
     disk->format(disk->device(), "Tovo Vol 2");
-    udev->settle();
+    udev->keepRunningAndSettle();
     const auto mountPoint = disk->mount(disk->device(), folder / "vol");
 
     UdevDeviceTree tree;
@@ -67,7 +67,7 @@ TEST_F(VolumeProviderIntegrationTest, PartitionResolvesToItsWholeLoopDisk) {
     const auto partition = disk->device() + "p2";
     ASSERT_TRUE(std::filesystem::exists(partition));
     disk->format(partition, "PART");
-    udev->settle();
+    udev->keepRunningAndSettle();
 
     UdevDeviceTree tree;
     const auto resolved = DiskIdentityResolver(tree).resolve(partition);
@@ -84,7 +84,7 @@ TEST_F(VolumeProviderIntegrationTest, PartitionResolvesToItsWholeLoopDisk) {
 
 TEST_F(VolumeProviderIntegrationTest, InternalDiskAndMountedImagesAreNotListed) {
     disk->format(disk->device(), "IMAGE");
-    udev->settle();
+    udev->keepRunningAndSettle();
     const auto mountPoint = disk->mount(disk->device(), folder / "image mount");
 
     std::optional<std::string> rootSource;
