@@ -73,15 +73,6 @@ TEST(BlockingProcessTest, DirectoryReferencesDoNotMakeAccessUnclear) {
     EXPECT_FALSE(noDescriptor.openFiles[0].isDirectoryReference());
 }
 
-TEST(BlockingProcessTest, WritableFilesAndPrimaryPath) {
-    EXPECT_FALSE(process().primaryPath());
-    const auto writer =
-        process({file("/b", "3r", OpenAccess::read), file("/a", "4u", OpenAccess::readWrite)});
-    EXPECT_TRUE(writer.hasWritableFiles());
-    EXPECT_EQ(writer.primaryPath(), "/b");
-    EXPECT_FALSE(process({file("/b", "3r", OpenAccess::read)}).hasWritableFiles());
-}
-
 // Each identity field changed alone must break identity; the others must not.
 struct IdentityCase {
     const char* name;

@@ -83,15 +83,6 @@ TEST(ReadableMessageTest, DomainAndCodeOfSystemErrors) {
     EXPECT_EQ(errorDomain(failure), "TovoCore.EjectionFailure");
 }
 
-TEST(CaseNamesTest, LogNamesAreTheCaseNames) {
-    EXPECT_EQ(name(ReleaseDisposition::alreadyClosed), "alreadyClosed");
-    EXPECT_EQ(name(ReleaseDisposition::needsManualAction), "needsManualAction");
-    EXPECT_EQ(name(EjectionFailureKind::identityChanged), "identityChanged");
-    EXPECT_EQ(name(StopMethod::terminateProcess), "terminateProcess");
-    EXPECT_EQ(name(ReleaseStrategy::quitApplication), "quitApplication");
-    EXPECT_EQ(EjectionPhase::failed("t", "m", FailureRecovery::retryEject).caseName(), "failed");
-}
-
 TEST(UuidTest, RandomVersionFourInUpperCase) {
     const auto a = Uuid::random();
     const auto b = Uuid::random();

@@ -74,15 +74,6 @@ TEST(ExternalDiskTest, MountURLsKeepOrderAndDuplicates) {
               (std::vector<std::filesystem::path>{"/media/b", "/media/a", "/media/b"}));
 }
 
-TEST(ExternalDiskTest, ValuesCompareAndHashByEveryField) {
-    auto first = disk({volume("a", {}, 1, 1)});
-    auto second = first;
-    EXPECT_EQ(first, second);
-    EXPECT_EQ(std::hash<ExternalDisk>{}(first), std::hash<ExternalDisk>{}(second));
-    second.volumes[0].isReadOnly = true;
-    EXPECT_NE(first, second);
-}
-
 TEST(ExternalDiskDeathTest, CapacityOverflowStopsTheProcess) {
     const auto max = std::numeric_limits<std::int64_t>::max();
     const auto d = disk({volume("a", {}, max, max), volume("b", {}, 1, 1)});
