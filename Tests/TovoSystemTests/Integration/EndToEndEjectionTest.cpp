@@ -85,16 +85,18 @@ class Holder {
 public:
     Holder(std::vector<std::string> arguments, const std::filesystem::path& workingFolder,
            const std::filesystem::path& pidFile) {
+        // Everything the child needs is prepared before fork: other threads may hold
+        // the allocator's lock, so the child only changes folder and executes.
+        std::vector<char*> argv;
+        for (auto& argument : arguments) {
+            argv.push_back(argument.data());
+        }
+        argv.push_back(nullptr);
         const auto pid = ::fork();
         if (pid == 0) {
             if (::chdir(workingFolder.c_str()) != 0) {
                 ::_exit(126);
             }
-            std::vector<char*> argv;
-            for (auto& argument : arguments) {
-                argv.push_back(argument.data());
-            }
-            argv.push_back(nullptr);
             ::execv(argv[0], argv.data());
             ::_exit(127);
         }
