@@ -3,6 +3,7 @@
 #include <sdbus-c++/sdbus-c++.h>
 
 #include <chrono>
+#include <filesystem>
 #include <map>
 #include <vector>
 
@@ -10,8 +11,15 @@ namespace tovo {
 
 namespace {
 
-constexpr auto callTimeout = std::chrono::seconds(5);
 constexpr const char* applicationInterface = "org.freedesktop.Application";
+
+// No answer in time: the application holds the request (it may be showing a save
+// dialog before it answers), so it was delivered. Asking again would ask twice.
+bool isStillPending(const std::string& errorName) {
+    return errorName == "org.freedesktop.DBus.Error.Timeout" ||
+           errorName == "org.freedesktop.DBus.Error.TimedOut" ||
+           errorName == "org.freedesktop.DBus.Error.NoReply";
+}
 
 // Errors that prove the request reached nothing that could act on it.
 bool wasNotDelivered(const std::string& errorName) {
@@ -22,6 +30,18 @@ bool wasNotDelivered(const std::string& errorName) {
            errorName == "org.freedesktop.DBus.Error.UnknownMethod";
 }
 
+// A unix socket address whose socket is missing is no bus. Checked before
+// connecting: a failed connection attempt leaks its bus object in sdbus-c++ 1.2.
+bool mayBeListening(const std::string& address) {
+    constexpr std::string_view prefix = "unix:path=";
+    if (address.compare(0, prefix.size(), prefix) != 0) {
+        return true;
+    }
+    const auto path = address.substr(prefix.size(), address.find(',') - prefix.size());
+    std::error_code error;
+    return std::filesystem::is_socket(path, error);
+}
+
 bool isElementCharacter(char c) {
     return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_' ||
            c == '-';
@@ -30,9 +50,11 @@ bool isElementCharacter(char c) {
 } // namespace
 
 SessionBusApplication::SessionBusApplication(std::optional<std::string> busAddress,
-                                             std::string applicationID)
+                                             std::string applicationID,
+                                             std::chrono::milliseconds callTimeout)
     : busAddress_(std::move(busAddress))
-    , applicationID_(std::move(applicationID)) {}
+    , applicationID_(std::move(applicationID))
+    , callTimeout_(callTimeout) {}
 
 bool SessionBusApplication::isBusName(std::string_view name) {
     if (name.empty() || name.size() > 255) {
@@ -70,7 +92,7 @@ std::string SessionBusApplication::objectPath(std::string_view applicationID) {
 
 template<class Call>
 SessionBusApplication::Outcome SessionBusApplication::invoke(const Call& call) const {
-    if (!busAddress_ || !isBusName(applicationID_)) {
+    if (!busAddress_ || !isBusName(applicationID_) || !mayBeListening(*busAddress_)) {
         return Outcome::unreachable;
     }
     std::unique_ptr<sdbus::IConnection> connection;
@@ -85,7 +107,7 @@ SessionBusApplication::Outcome SessionBusApplication::invoke(const Call& call) c
         bus->callMethod("NameHasOwner")
             .onInterface("org.freedesktop.DBus")
             .withArguments(applicationID_)
-            .withTimeout(callTimeout)
+            .withTimeout(callTimeout_)
             .storeResultsTo(owned);
         if (!owned) {
             return Outcome::unreachable;
@@ -99,6 +121,9 @@ SessionBusApplication::Outcome SessionBusApplication::invoke(const Call& call) c
         call(*application);
         return Outcome::accepted;
     } catch (const sdbus::Error& error) {
+        if (isStillPending(error.getName())) {
+            return Outcome::accepted;
+        }
         return wasNotDelivered(error.getName()) ? Outcome::unreachable : Outcome::refused;
     }
 }
@@ -108,7 +133,7 @@ SessionBusApplication::activateAction(const std::string& action) const {
     return invoke([&](sdbus::IProxy& application) {
         auto call = application.createMethodCall(applicationInterface, "ActivateAction");
         call << action << std::vector<sdbus::Variant>{} << std::map<std::string, sdbus::Variant>{};
-        application.callMethod(call, callTimeout);
+        application.callMethod(call, callTimeout_);
     });
 }
 
@@ -116,7 +141,7 @@ SessionBusApplication::Outcome SessionBusApplication::activate() const {
     return invoke([&](sdbus::IProxy& application) {
         auto call = application.createMethodCall(applicationInterface, "Activate");
         call << std::map<std::string, sdbus::Variant>{};
-        application.callMethod(call, callTimeout);
+        application.callMethod(call, callTimeout_);
     });
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -16,8 +17,10 @@ public:
         unreachable ///< no bus, the id is not a bus name or not owned, or nothing there takes it
     };
 
-    /// `busAddress` absent: there is no session bus.
-    SessionBusApplication(std::optional<std::string> busAddress, std::string applicationID);
+    /// `busAddress` absent: there is no session bus. A call still unanswered after
+    /// `callTimeout` counts as delivered.
+    SessionBusApplication(std::optional<std::string> busAddress, std::string applicationID,
+                          std::chrono::milliseconds callTimeout = std::chrono::seconds(2));
 
     /// A well-known bus name: two or more dot-separated elements of letters,
     /// digits, '_' and '-', none starting with a digit.
@@ -34,6 +37,7 @@ private:
 
     std::optional<std::string> busAddress_;
     std::string applicationID_;
+    std::chrono::milliseconds callTimeout_;
 };
 
 } // namespace tovo

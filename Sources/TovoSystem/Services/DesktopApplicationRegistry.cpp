@@ -263,7 +263,8 @@ bool DesktopApplicationRegistry::terminate(std::int32_t pid) {
     if (!application || application->activationPolicy == ActivationPolicy::prohibited) {
         return false;
     }
-    const SessionBusApplication bus(options_.sessionBusAddress, *application->bundleIdentifier);
+    const SessionBusApplication bus(options_.sessionBusAddress, *application->bundleIdentifier,
+                                    options_.busCallTimeout);
     switch (bus.activateAction("quit")) {
     case SessionBusApplication::Outcome::accepted:
         return true;
@@ -280,7 +281,8 @@ bool DesktopApplicationRegistry::activate(std::int32_t pid) {
     if (!application || application->activationPolicy == ActivationPolicy::prohibited) {
         return false;
     }
-    const SessionBusApplication bus(options_.sessionBusAddress, *application->bundleIdentifier);
+    const SessionBusApplication bus(options_.sessionBusAddress, *application->bundleIdentifier,
+                                    options_.busCallTimeout);
     switch (bus.activate()) {
     case SessionBusApplication::Outcome::accepted:
         return true;

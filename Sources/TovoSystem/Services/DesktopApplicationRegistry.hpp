@@ -2,6 +2,7 @@
 
 #include "TovoSystem/Services/ApplicationRegistry.hpp"
 
+#include <chrono>
 #include <filesystem>
 #include <optional>
 #include <string>
@@ -25,6 +26,8 @@ public:
         std::optional<std::string> locale;
         std::optional<std::string> sessionBusAddress;
         std::optional<std::string> display;
+        /// How long a quit or activate request on the bus may keep us waiting.
+        std::chrono::milliseconds busCallTimeout = std::chrono::seconds(2);
         std::string ownApplicationID = tovoApplicationID;
 
         /// From XDG_DATA_HOME, XDG_DATA_DIRS, LC_ALL/LC_MESSAGES/LANG,

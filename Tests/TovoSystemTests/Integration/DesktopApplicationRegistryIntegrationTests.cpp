@@ -194,6 +194,15 @@ TEST_F(DesktopApplicationRegistryIntegration, RefusedQuitIsReportedNotRetried) {
     EXPECT_EQ(calls("ActivateAction").size(), 1u);
 }
 
+TEST_F(DesktopApplicationRegistryIntegration, UnansweredQuitWasDeliveredAndIsNotRepeated) {
+    // Busy behind a save dialog: it answers only after our patience ran out.
+    addMethod("ActivateAction", "sava{sv}", "import time; time.sleep(1)");
+    options.busCallTimeout = 200ms;
+    DesktopApplicationRegistry registry(options);
+    EXPECT_TRUE(registry.terminate(editorPID));
+    expectOneQuitRequest();
+}
+
 TEST_F(DesktopApplicationRegistryIntegration, ActivateBringsTheApplicationForward) {
     DesktopApplicationRegistry registry(options);
     EXPECT_TRUE(registry.activate(editorPID));
