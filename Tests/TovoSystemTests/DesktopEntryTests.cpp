@@ -16,7 +16,7 @@ struct LocaleCase {
 
 class LocalizedKeys : public ::testing::TestWithParam<LocaleCase> {};
 
-TEST_P(LocalizedKeys, MostSpecificFirstEncodingIgnored) {
+TEST_P(LocalizedKeys, NarrowestFirstEncodingIgnored) {
     EXPECT_EQ(DesktopEntry::localizedKeys("Name", GetParam().locale), GetParam().keys);
 }
 
@@ -57,7 +57,7 @@ struct NameCase {
 
 class LocalizedName : public ::testing::TestWithParam<NameCase> {};
 
-TEST_P(LocalizedName, FallsBackToTheNextLessSpecificKey) {
+TEST_P(LocalizedName, FallsBackToTheNextWiderKey) {
     const auto entry = DesktopEntry::parse(editorEntry);
     ASSERT_TRUE(entry);
     EXPECT_EQ(entry->localizedValue("Name", GetParam().locale), GetParam().name);

@@ -23,7 +23,7 @@ public:
     locate(std::string_view applicationID,
            const std::vector<std::filesystem::path>& dataDirectories);
 
-    /// The keys to try for `key` in `locale` (as in LANG), most specific first,
+    /// The keys to try for `key` in `locale` (as in LANG), narrowest first,
     /// ending with the unlocalized key.
     static std::vector<std::string> localizedKeys(std::string_view key, std::string_view locale);
 
