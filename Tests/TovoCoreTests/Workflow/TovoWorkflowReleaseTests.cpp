@@ -139,7 +139,7 @@ TEST(TovoWorkflowReleaseTest, WithoutApprovalsNothingIsAskedAndTheDiskIsRechecke
 }
 
 // One approval against what a fresh look at the disk finds.
-enum class FreshPlan { same, manual, none };
+enum class FreshPlan { same, quit, manual, none };
 
 struct ApprovalCase {
     const char* label;
@@ -165,7 +165,9 @@ TEST_P(TovoWorkflowApprovalTest, ActsOnlyOnAVerifiedApprovedProcess) {
         h.releaser->planEach(manualPlan);
     }
     h.reachBlocked({editor});
-    if (param.freshPlan == FreshPlan::manual) {
+    if (param.freshPlan == FreshPlan::quit) {
+        h.releaser->planEach(quitPlan);
+    } else if (param.freshPlan == FreshPlan::manual) {
         h.releaser->planEach(manualPlan);
     } else if (param.freshPlan == FreshPlan::none) {
         h.releaser->planner = [](const Processes&) { return std::vector<ProcessReleasePlan>{}; };
@@ -226,31 +228,16 @@ INSTANTIATE_TEST_SUITE_P(
                      {},
                      5,
                      "blocked"},
-        ApprovalCase{"manualPlanStillHolding",
+        ApprovalCase{"manualPlanNeverAskedEvenIfNowQuittable",
                      false,
                      {editor},
-                     FreshPlan::same,
+                     FreshPlan::quit,
                      {{editor.pid, "editor", ReleaseDisposition::needsManualAction,
                        "Close this process, then try again."}},
                      {},
                      1,
                      "blocked"}),
     [](const auto& info) { return std::string(info.param.label); });
-
-TEST(TovoWorkflowReleaseTest, ManualApprovalNeverLeadsToARequestEvenWhenTheFreshPlanSaysQuit) {
-    WorkflowHarness h;
-    h.releaser->planEach(manualPlan);
-    h.reachBlocked({editor});
-    h.releaser->planEach(quitPlan);
-    h.diagnoses->setValue({editor});
-
-    h.start(h.workflow->performSafeTovo());
-    runOutTheClock(h);
-
-    EXPECT_EQ(h.releaser->requests.callCount(), 0u);
-    EXPECT_EQ(h.workflow->releaseAttempts().front().disposition,
-              ReleaseDisposition::needsManualAction);
-}
 
 TEST(TovoWorkflowReleaseTest, ApprovalsAreFrozenWhenTheUserConfirms) {
     WorkflowHarness h;
