@@ -1,0 +1,20 @@
+#include "Tovo/App/ServiceGraph.hpp"
+#include "Tovo/Support/DemoServices.hpp"
+
+namespace tovo {
+
+ServiceGraph makeDemoServiceGraph(DemoScenarioKind scenario, Executor& mainExecutor) {
+    DemoServices demo = makeDemoServices(scenario, mainExecutor);
+    // One releaser plays both parts, as the demo's stop requests share its scenario.
+    return ServiceGraph{demo.volumeProvider,
+                        demo.ejector,
+                        demo.diagnoser,
+                        demo.releaser,
+                        demo.releaser,
+                        demoSettleDelayNanoseconds,
+                        demoReleaseTimeoutNanoseconds,
+                        nullptr,
+                        demo.scenario};
+}
+
+} // namespace tovo

@@ -1,0 +1,44 @@
+#include "Tovo/App/MainWindow.hpp"
+
+#include "Tovo/Support/MenuPresentation.hpp"
+#include "Tovo/Views/HeaderView.hpp"
+
+#include <QAction>
+#include <QMenu>
+#include <QMenuBar>
+
+namespace tovo {
+
+MainWindow::MainWindow(ContentView::Environment environment, QWidget* parent)
+    : QMainWindow(parent)
+    , workflow_(environment.workflow)
+    , content_(new ContentView(environment, this)) {
+    setWindowTitle(QString::fromUtf8(MenuPresentation::windowTitle));
+    setWindowIcon(QIcon(HeaderBadge::render(64)));
+    setCentralWidget(content_);
+
+    // No New Window: the menu holds only what works on the disk list.
+    diskMenu_ = menuBar()->addMenu(QString::fromUtf8(MenuPresentation::menuTitle));
+    refreshAction_ = diskMenu_->addAction(QString::fromUtf8(MenuPresentation::refreshTitle));
+    refreshAction_->setShortcut(QKeySequence(QString::fromUtf8(MenuPresentation::refreshShortcut)));
+    refreshAction_->setShortcutContext(Qt::ApplicationShortcut);
+    connect(refreshAction_, &QAction::triggered, content_, &ContentView::refresh);
+    ejectAction_ = diskMenu_->addAction(QString());
+    ejectAction_->setShortcut(QKeySequence(QString::fromUtf8(MenuPresentation::ejectShortcut)));
+    ejectAction_->setShortcutContext(Qt::ApplicationShortcut);
+    connect(ejectAction_, &QAction::triggered, content_, &ContentView::attemptEject);
+
+    connect(content_, &ContentView::rendered, this, &MainWindow::updateMenu);
+    updateMenu();
+    resize(440, 500 + menuBar()->sizeHint().height());
+}
+
+void MainWindow::updateMenu() {
+    const EjectionPhase& phase = workflow_.phase();
+    const std::optional<ExternalDisk> disk = workflow_.selectedDisk();
+    refreshAction_->setEnabled(MenuPresentation::isRefreshCommandEnabled(phase));
+    ejectAction_->setText(QString::fromStdString(MenuPresentation::ejectCommandTitle(phase, disk)));
+    ejectAction_->setEnabled(MenuPresentation::isEjectCommandEnabled(phase, disk));
+}
+
+} // namespace tovo

@@ -1,0 +1,35 @@
+#pragma once
+
+#include "Tovo/Views/ContentView.hpp"
+
+#include <QMainWindow>
+
+class QAction;
+class QMenu;
+
+namespace tovo {
+
+/// The one window, titled "Tovo", with the "Disk" menu. Its size follows the
+/// content's bounds (420-560 by 420-720, 440 by 500 at first).
+class MainWindow final : public QMainWindow {
+    Q_OBJECT
+
+public:
+    explicit MainWindow(ContentView::Environment environment, QWidget* parent = nullptr);
+
+    ContentView* contentView() const { return content_; }
+    QMenu* diskMenu() const { return diskMenu_; }
+    QAction* refreshAction() const { return refreshAction_; }
+    QAction* ejectAction() const { return ejectAction_; }
+
+private:
+    void updateMenu();
+
+    TovoWorkflow& workflow_;
+    ContentView* content_;
+    QMenu* diskMenu_;
+    QAction* refreshAction_;
+    QAction* ejectAction_;
+};
+
+} // namespace tovo

@@ -1,0 +1,65 @@
+#include "Tovo/App/ServiceGraph.hpp"
+#include "TovoCore/Services/LsofFieldParser.hpp"
+#include "TovoSystem/Services/DesktopApplicationRegistry.hpp"
+#include "TovoSystem/Services/ExplicitProcessStopper.hpp"
+#include "TovoSystem/Services/FileManagerDiskEjector.hpp"
+#include "TovoSystem/Services/GracefulProcessReleaser.hpp"
+#include "TovoSystem/Services/LsofBlockerDiagnoser.hpp"
+#include "TovoSystem/Services/SystemCommandRunner.hpp"
+#include "TovoSystem/Services/SystemDiskIdentityValidator.hpp"
+#include "TovoSystem/Services/SystemProcessMetadataProvider.hpp"
+#include "TovoSystem/Services/SystemVolumeProvider.hpp"
+#include "TovoSystem/Services/UDisks2Unmounter.hpp"
+
+#include <unistd.h>
+
+namespace tovo {
+
+namespace {
+
+constexpr double commandTimeoutSeconds = 8.0;
+constexpr std::uint64_t settleDelayNanoseconds = 1'200'000'000;
+constexpr std::uint64_t releaseTimeoutNanoseconds = 5'000'000'000;
+
+// The ejector holds its unmounter and identity validator by reference.
+struct EjectorParts {
+    explicit EjectorParts(Executor& executor)
+        : identityProvider(executor)
+        , validator(identityProvider)
+        , unmounter(executor) {}
+    SystemVolumeProvider identityProvider;
+    SystemDiskIdentityValidator validator;
+    UDisks2Unmounter unmounter;
+};
+
+} // namespace
+
+ServiceGraph makeSystemServiceGraph(Executor& mainExecutor) {
+    auto volumeProvider = std::make_shared<SystemVolumeProvider>(mainExecutor);
+    // The identity check lists the disks again through a provider of its own.
+    auto ejectorParts = std::make_shared<EjectorParts>(mainExecutor);
+    auto ejector =
+        std::make_shared<FileManagerDiskEjector>(ejectorParts->unmounter, ejectorParts->validator);
+
+    auto registry = std::make_shared<DesktopApplicationRegistry>();
+    auto metadata = std::make_shared<SystemProcessMetadataProvider>(registry);
+    auto diagnoser = std::make_shared<LsofBlockerDiagnoser>(
+        std::make_shared<SystemCommandRunner>(mainExecutor, commandTimeoutSeconds),
+        LsofFieldParser(), metadata);
+
+    auto releaser =
+        std::make_shared<GracefulProcessReleaser>(::getuid(), ::getpid(), metadata, registry);
+    auto stopper =
+        std::make_shared<ExplicitProcessStopper>(::getuid(), ::getpid(), metadata, registry);
+    return ServiceGraph{volumeProvider,
+                        ejector,
+                        diagnoser,
+                        releaser,
+                        stopper,
+                        settleDelayNanoseconds,
+                        releaseTimeoutNanoseconds,
+                        registry,
+                        ejectorParts};
+}
+
+} // namespace tovo

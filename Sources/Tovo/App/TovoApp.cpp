@@ -1,0 +1,83 @@
+#include "Tovo/App/TovoApp.hpp"
+
+#include "Tovo/App/MainWindow.hpp"
+#include "Tovo/Support/Qt/MountChangeWatcher.hpp"
+#include "Tovo/Support/Qt/QtTheme.hpp"
+#include "TovoSystem/Linux/JournalLogger.hpp"
+
+#include <QApplication>
+#include <QIcon>
+#include <QStyleFactory>
+
+namespace tovo {
+
+namespace {
+
+ServiceGraph servicesFor(const LaunchOptions& options, Executor& executor) {
+    if (options.demoScenario) {
+        return makeDemoServiceGraph(*options.demoScenario, executor);
+    }
+    return makeSystemServiceGraph(executor);
+}
+
+} // namespace
+
+TovoApp::TovoApp(LaunchOptions options, Overrides overrides)
+    : options_(std::move(options))
+    , ownLogger_(overrides.logger == nullptr ? std::make_unique<JournalLogger>() : nullptr)
+    , logger_(overrides.logger == nullptr ? ownLogger_.get() : overrides.logger)
+    , clock_(overrides.makeClock ? overrides.makeClock(executor_)
+                                 : std::make_unique<RealClock>(executor_))
+    , services_(overrides.makeServices ? overrides.makeServices(executor_)
+                                       : servicesFor(options_, executor_))
+    , workflow_(std::make_unique<TovoWorkflow>(
+          services_.volumeProvider, services_.ejector, services_.diagnoser, services_.releaser,
+          services_.stopper, services_.settleDelayNanoseconds, services_.releaseTimeoutNanoseconds,
+          *clock_, *logger_, executor_))
+    , presentation_(services_.registry.get())
+    , window_(std::make_unique<MainWindow>(ContentView::Environment{
+          *workflow_, executor_, presentation_, services_.registry.get(), *logger_,
+          overrides.reduceMotion.value_or(ContentView::reduceMotionRequested())})) {
+    if (overrides.watchMounts) {
+        watcher_ = std::make_unique<MountChangeWatcher>();
+        QObject::connect(watcher_.get(), &MountChangeWatcher::changed, window_->contentView(),
+                         &ContentView::refresh);
+    }
+}
+
+TovoApp::~TovoApp() {
+    // The window and its sheets go first: they point into the workflow.
+    watcher_.reset();
+    window_.reset();
+}
+
+void TovoApp::prepareApplication(QApplication& application, const LaunchOptions& options) {
+    QApplication::setApplicationName(QStringLiteral("Tovo"));
+    QApplication::setApplicationDisplayName(QStringLiteral("Tovo"));
+    QGuiApplication::setDesktopFileName(QString::fromUtf8(tovoApplicationID));
+    QApplication::setStyle(QStyleFactory::create(QStringLiteral("Fusion")));
+    if (options.appearance == AppearanceOverride::light) {
+        QApplication::setPalette(TovoTheme::lightPalette());
+    } else if (options.appearance == AppearanceOverride::dark) {
+        QApplication::setPalette(TovoTheme::darkPalette());
+    }
+    // Qt finds no theme icons unless told where to look.
+    QStringList paths = QIcon::themeSearchPaths();
+    if (!paths.contains(QStringLiteral("/usr/share/icons"))) {
+        paths.append(QStringLiteral("/usr/share/icons"));
+    }
+    QIcon::setThemeSearchPaths(paths);
+    QIcon::setFallbackThemeName(QStringLiteral("Adwaita"));
+    if (QIcon::themeName().isEmpty() || QIcon::themeName() == QStringLiteral("hicolor")) {
+        QIcon::setThemeName(QStringLiteral("Adwaita"));
+    }
+    application.setQuitOnLastWindowClosed(true);
+}
+
+void TovoApp::show() {
+    window_->show();
+    window_->raise();
+    window_->activateWindow();
+}
+
+} // namespace tovo

@@ -1,0 +1,14 @@
+#include "Tovo/App/MainWindow.hpp"
+#include "Tovo/App/TovoApp.hpp"
+
+#include <QApplication>
+
+int main(int argc, char** argv) {
+    // The switches are read once, before Qt takes the arguments it knows.
+    const tovo::LaunchOptions options = tovo::parseLaunchOptions(argc, argv);
+    QApplication application(argc, argv);
+    tovo::TovoApp::prepareApplication(application, options);
+    tovo::TovoApp app(options);
+    app.show();
+    return QApplication::exec();
+}

@@ -1,0 +1,183 @@
+#include "Tovo/Support/Qt/QtTheme.hpp"
+
+#include <QPainter>
+#include <QPainterPath>
+#include <QRadialGradient>
+
+namespace tovo::TovoTheme {
+
+namespace {
+
+constexpr double windowGlowOpacity = 0.14;
+constexpr double windowGlowInnerRadius = 20;
+constexpr double windowGlowOuterRadius = 360;
+
+} // namespace
+
+QColor qColor(ThemeColor color) {
+    return QColor::fromRgbF(static_cast<float>(color.red), static_cast<float>(color.green),
+                            static_cast<float>(color.blue), static_cast<float>(color.opacity));
+}
+
+QColor accent() {
+    return qColor(tovoAccent);
+}
+
+QColor accentEnd() {
+    return qColor(tovoAccentEnd);
+}
+
+QColor prominentAccent() {
+    return qColor(tovoProminentAccent);
+}
+
+QColor actionLabel() {
+    return qColor(tovoActionLabel);
+}
+
+bool isDark(const QPalette& palette) {
+    return palette.color(QPalette::Window).lightnessF() < 0.5;
+}
+
+QColor systemOrange(const QPalette& palette) {
+    return isDark(palette) ? QColor(255, 159, 10) : QColor(230, 126, 0);
+}
+
+QColor manualBackground(const QPalette& palette) {
+    QColor color = systemOrange(palette);
+    color.setAlphaF(static_cast<float>(tovoManualBackgroundOpacity));
+    return color;
+}
+
+QColor symbolColor(SymbolColor color, const QPalette& palette) {
+    const bool dark = isDark(palette);
+    switch (color) {
+    case SymbolColor::green:
+        return dark ? QColor(48, 209, 88) : QColor(40, 160, 70);
+    case SymbolColor::orange:
+        return systemOrange(palette);
+    case SymbolColor::red:
+        return dark ? QColor(255, 69, 58) : QColor(215, 40, 40);
+    case SymbolColor::accent:
+        return accent();
+    case SymbolColor::secondary:
+        break;
+    }
+    return textColor(TextColor::secondary, palette);
+}
+
+QColor textColor(TextColor color, const QPalette& palette) {
+    return color == TextColor::primary ? palette.color(QPalette::WindowText)
+                                       : primaryAt(palette, 0.62);
+}
+
+QColor primaryAt(const QPalette& palette, double opacity) {
+    QColor color = palette.color(QPalette::WindowText);
+    color.setAlphaF(static_cast<float>(opacity));
+    return color;
+}
+
+QFont titleFont(const QFont& base) {
+    QFont font = base;
+    font.setPointSizeF(base.pointSizeF() * 1.55);
+    font.setWeight(QFont::Bold);
+    return font;
+}
+
+QFont headlineFont(const QFont& base) {
+    QFont font = base;
+    font.setPointSizeF(base.pointSizeF() * 1.08);
+    font.setWeight(QFont::DemiBold);
+    return font;
+}
+
+QFont subheadlineFont(const QFont& base) {
+    QFont font = base;
+    font.setPointSizeF(base.pointSizeF() * 0.95);
+    return font;
+}
+
+QFont captionFont(const QFont& base) {
+    QFont font = base;
+    font.setPointSizeF(base.pointSizeF() * 0.85);
+    return font;
+}
+
+void paintCard(QPainter& painter, const QRectF& rect, const QPalette& palette) {
+    painter.save();
+    painter.setRenderHint(QPainter::Antialiasing);
+    const QRectF outline = rect.adjusted(0.5, 0.5, -0.5, -0.5);
+    QPainterPath path;
+    path.addRoundedRect(outline, cardCornerRadius, cardCornerRadius);
+    // The translucent material: the base colour, letting the glow behind show through.
+    QColor fill = palette.color(QPalette::Base);
+    fill.setAlphaF(isDark(palette) ? 0.55F : 0.72F);
+    painter.fillPath(path, fill);
+    painter.setPen(QPen(primaryAt(palette, cardOutlineOpacity), 1.0));
+    painter.drawPath(path);
+    painter.restore();
+}
+
+void paintWindowBackground(QPainter& painter, const QRectF& rect, const QPalette& palette,
+                           Qt::LayoutDirection direction) {
+    painter.fillRect(rect, palette.color(QPalette::Window));
+    const QPointF corner = direction == Qt::RightToLeft ? rect.topLeft() : rect.topRight();
+    QRadialGradient glow(corner, windowGlowOuterRadius, corner, windowGlowInnerRadius);
+    QColor inner = accent();
+    inner.setAlphaF(static_cast<float>(windowGlowOpacity));
+    QColor outer = accent();
+    outer.setAlphaF(0);
+    // Stops run from the focal (inner) radius to the outer one.
+    glow.setColorAt(0, inner);
+    glow.setColorAt(1, outer);
+    painter.fillRect(rect, glow);
+}
+
+QPalette lightPalette() {
+    QPalette palette;
+    palette.setColor(QPalette::Window, QColor(246, 245, 244));
+    palette.setColor(QPalette::WindowText, QColor(28, 28, 30));
+    palette.setColor(QPalette::Base, QColor(255, 255, 255));
+    palette.setColor(QPalette::AlternateBase, QColor(240, 240, 240));
+    palette.setColor(QPalette::Text, QColor(28, 28, 30));
+    palette.setColor(QPalette::Button, QColor(236, 235, 234));
+    palette.setColor(QPalette::ButtonText, QColor(28, 28, 30));
+    palette.setColor(QPalette::ToolTipBase, QColor(255, 255, 240));
+    palette.setColor(QPalette::ToolTipText, QColor(28, 28, 30));
+    palette.setColor(QPalette::PlaceholderText, QColor(120, 120, 120));
+    palette.setColor(QPalette::Highlight, accent());
+    palette.setColor(QPalette::HighlightedText, QColor(255, 255, 255));
+    palette.setColor(QPalette::Link, prominentAccent());
+    palette.setColor(QPalette::Disabled, QPalette::WindowText, QColor(150, 150, 150));
+    palette.setColor(QPalette::Disabled, QPalette::Text, QColor(150, 150, 150));
+    palette.setColor(QPalette::Disabled, QPalette::ButtonText, QColor(150, 150, 150));
+    return palette;
+}
+
+QPalette darkPalette() {
+    QPalette palette;
+    palette.setColor(QPalette::Window, QColor(36, 36, 38));
+    palette.setColor(QPalette::WindowText, QColor(242, 242, 247));
+    palette.setColor(QPalette::Base, QColor(48, 48, 52));
+    palette.setColor(QPalette::AlternateBase, QColor(56, 56, 60));
+    palette.setColor(QPalette::Text, QColor(242, 242, 247));
+    palette.setColor(QPalette::Button, QColor(58, 58, 62));
+    palette.setColor(QPalette::ButtonText, QColor(242, 242, 247));
+    palette.setColor(QPalette::ToolTipBase, QColor(58, 58, 62));
+    palette.setColor(QPalette::ToolTipText, QColor(242, 242, 247));
+    palette.setColor(QPalette::PlaceholderText, QColor(140, 140, 145));
+    palette.setColor(QPalette::Highlight, accent());
+    palette.setColor(QPalette::HighlightedText, QColor(0, 0, 0));
+    palette.setColor(QPalette::Link, accentEnd());
+    palette.setColor(QPalette::Light, QColor(80, 80, 86));
+    palette.setColor(QPalette::Midlight, QColor(66, 66, 70));
+    palette.setColor(QPalette::Mid, QColor(44, 44, 48));
+    palette.setColor(QPalette::Dark, QColor(26, 26, 28));
+    palette.setColor(QPalette::Shadow, QColor(0, 0, 0));
+    palette.setColor(QPalette::Disabled, QPalette::WindowText, QColor(120, 120, 126));
+    palette.setColor(QPalette::Disabled, QPalette::Text, QColor(120, 120, 126));
+    palette.setColor(QPalette::Disabled, QPalette::ButtonText, QColor(120, 120, 126));
+    return palette;
+}
+
+} // namespace tovo::TovoTheme

@@ -1,0 +1,49 @@
+#pragma once
+
+#include "Tovo/Support/PresentationColors.hpp"
+#include "Tovo/Support/TovoTheme.hpp"
+
+#include <QColor>
+#include <QFont>
+#include <QPalette>
+#include <QRectF>
+
+class QPainter;
+
+namespace tovo::TovoTheme {
+
+QColor qColor(ThemeColor color);
+QColor accent();
+QColor accentEnd();
+QColor prominentAccent();
+QColor actionLabel();
+/// Orange that reads well on the palette's window colour.
+QColor systemOrange(const QPalette& palette);
+/// The system orange at 10 %: the tint behind items the user must handle by hand.
+QColor manualBackground(const QPalette& palette);
+QColor symbolColor(SymbolColor color, const QPalette& palette);
+QColor textColor(TextColor color, const QPalette& palette);
+/// The palette's text colour at `opacity`.
+QColor primaryAt(const QPalette& palette, double opacity);
+bool isDark(const QPalette& palette);
+
+/// Text styles, sized from the application font.
+QFont titleFont(const QFont& base);
+QFont headlineFont(const QFont& base);
+QFont subheadlineFont(const QFont& base);
+QFont captionFont(const QFont& base);
+
+/// The card every section sits on: a translucent rounded rectangle (16 px corners)
+/// with a 1 px outline in the text colour at 8 %.
+void paintCard(QPainter& painter, const QRectF& rect, const QPalette& palette);
+
+/// The window colour with the accent glowing from the top trailing corner
+/// (14 % at the corner, clear from 360 px out).
+void paintWindowBackground(QPainter& painter, const QRectF& rect, const QPalette& palette,
+                           Qt::LayoutDirection direction);
+
+/// The Fusion palettes that --demo-light and --demo-dark force.
+QPalette lightPalette();
+QPalette darkPalette();
+
+} // namespace tovo::TovoTheme

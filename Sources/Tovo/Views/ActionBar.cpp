@@ -1,0 +1,122 @@
+#include "Tovo/Views/ActionBar.hpp"
+
+#include "Tovo/Support/Qt/QtTheme.hpp"
+#include "Tovo/Support/ReleaseReviewPresentation.hpp"
+
+#include <QHBoxLayout>
+#include <QPushButton>
+#include <QShortcut>
+
+namespace tovo {
+
+namespace {
+
+// Accent-filled, with the dark label that reads on it in either appearance.
+void makeProminent(QPushButton* button, bool prominent) {
+    if (!prominent) {
+        button->setStyleSheet(QString());
+        return;
+    }
+    const QColor label = TovoTheme::actionLabel();
+    button->setStyleSheet(
+        QStringLiteral("QPushButton { background: qlineargradient(x1:0, y1:0, x2:1, y2:1, "
+                       "stop:0 %1, stop:1 %2); color: %3; border: none; border-radius: 7px; "
+                       "padding: 6px 16px; font-weight: 600; }"
+                       "QPushButton:pressed { background: %4; }"
+                       "QPushButton:disabled { background: %5; color: %6; }"
+                       "QPushButton:focus { border: 2px solid %4; }")
+            .arg(TovoTheme::accent().name(), TovoTheme::accentEnd().name(),
+                 label.name(QColor::HexArgb), TovoTheme::prominentAccent().name(),
+                 TovoTheme::primaryAt(button->palette(), 0.12).name(QColor::HexArgb),
+                 TovoTheme::primaryAt(button->palette(), 0.4).name(QColor::HexArgb)));
+}
+
+} // namespace
+
+ActionBar::ActionBar(Actions actions, QWidget* parent)
+    : QWidget(parent)
+    , actions_(std::move(actions))
+    , primary_(new QPushButton(this))
+    , safe_(new QPushButton(this))
+    , returnKey_(new QShortcut(QKeySequence(Qt::Key_Return), this))
+    , enterKey_(new QShortcut(QKeySequence(Qt::Key_Enter), this)) {
+    auto* row = new QHBoxLayout(this);
+    row->setContentsMargins(0, 0, 0, 0);
+    row->setSpacing(10);
+    row->addStretch(1);
+    row->addWidget(safe_);
+    row->addWidget(primary_);
+    primary_->setMinimumHeight(30);
+    safe_->setMinimumHeight(30);
+    safe_->hide();
+    connect(primary_, &QPushButton::clicked, this, &ActionBar::triggerPrimary);
+    connect(safe_, &QPushButton::clicked, this, [this] { actions_.onTovo(); });
+    // The default action answers Return while its button is the default one.
+    for (QShortcut* key : {returnKey_, enterKey_}) {
+        key->setContext(Qt::WindowShortcut);
+        key->setEnabled(false);
+        connect(key, &QShortcut::activated, this, [this] {
+            if (primary_->isEnabled() && content_ && content_->primary.isDefaultAction) {
+                primary_->click();
+            }
+        });
+    }
+}
+
+void ActionBar::setState(const EjectionPhase& phase, const std::optional<ExternalDisk>& disk,
+                         const std::vector<ProcessReleasePlan>& releasePlans) {
+    ActionBarContent content = ActionBarPresentation::content(phase, disk, releasePlans);
+    if (content_ == content) {
+        return;
+    }
+    const PrimaryAction& primary = content.primary;
+    primary_->setText(QString::fromStdString(primary.title));
+    primary_->setToolTip(QString::fromStdString(primary.help.value_or(std::string())));
+    primary_->setAccessibleName(QString::fromStdString(primary.accessibilityLabel));
+    primary_->setAccessibleDescription(
+        QString::fromStdString(primary.accessibilityHint.value_or(std::string())));
+    primary_->setEnabled(primary.isEnabled);
+    returnKey_->setEnabled(primary.isDefaultAction);
+    enterKey_->setEnabled(primary.isDefaultAction);
+
+    if (content.safeAction) {
+        safe_->setText(QString::fromStdString(content.safeAction->title));
+        safe_->setAccessibleName(QString::fromStdString(content.safeAction->title));
+        safe_->setAccessibleDescription(
+            QString::fromStdString(content.safeAction->accessibilityHint));
+        safe_->show();
+    } else {
+        safe_->hide();
+    }
+    content_ = std::move(content);
+    safeLeads_ = content_->safeAction.has_value() &&
+                 ReleaseReviewPresentation::eligiblePlanCount(releasePlans) > 0;
+    applyProminence();
+}
+
+void ActionBar::applyProminence() {
+    // When Tovo can release something the review is the recommended path.
+    makeProminent(safe_, safeLeads_);
+    makeProminent(primary_, !safeLeads_);
+}
+
+void ActionBar::triggerPrimary() {
+    if (!content_) {
+        return;
+    }
+    switch (content_->primary.kind) {
+    case PrimaryActionKind::eject:
+    case PrimaryActionKind::checkAgain:
+    case PrimaryActionKind::tryAgain:
+        actions_.onEject();
+        return;
+    case PrimaryActionKind::refresh:
+        actions_.onRefresh();
+        return;
+    case PrimaryActionKind::done:
+        actions_.onReset();
+        return;
+    }
+}
+
+} // namespace tovo

@@ -1,0 +1,51 @@
+#pragma once
+
+#include "Tovo/Support/ActionBarPresentation.hpp"
+
+#include <QWidget>
+
+#include <functional>
+#include <optional>
+
+class QPushButton;
+class QShortcut;
+
+namespace tovo {
+
+/// The one primary action that fits the phase, and in the blocked phase the safe
+/// action that opens the release review.
+class ActionBar final : public QWidget {
+    Q_OBJECT
+
+public:
+    struct Actions {
+        std::function<void()> onEject;
+        std::function<void()> onTovo;
+        std::function<void()> onRefresh;
+        std::function<void()> onReset;
+    };
+
+    explicit ActionBar(Actions actions, QWidget* parent = nullptr);
+
+    void setState(const EjectionPhase& phase, const std::optional<ExternalDisk>& disk,
+                  const std::vector<ProcessReleasePlan>& releasePlans);
+
+    QPushButton* primaryButton() const { return primary_; }
+    /// The "Safely eject …" button; hidden outside the blocked phase.
+    QPushButton* safeButton() const { return safe_; }
+    const std::optional<ActionBarContent>& content() const { return content_; }
+
+private:
+    void triggerPrimary();
+    void applyProminence();
+
+    Actions actions_;
+    QPushButton* primary_;
+    QPushButton* safe_;
+    QShortcut* returnKey_;
+    QShortcut* enterKey_;
+    std::optional<ActionBarContent> content_;
+    bool safeLeads_ = false;
+};
+
+} // namespace tovo

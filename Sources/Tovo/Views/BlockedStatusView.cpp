@@ -1,0 +1,86 @@
+#include "Tovo/Views/BlockedStatusView.hpp"
+
+#include "Tovo/Support/Qt/QtTheme.hpp"
+#include "Tovo/Support/Qt/SymbolImage.hpp"
+#include "Tovo/Views/StatusChildViews.hpp"
+
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QVBoxLayout>
+
+namespace tovo {
+
+BlockedStatusView::BlockedStatusView(const ProcessPresentation& presentation,
+                                     const StatusContent& content,
+                                     BlockingProcessRow::Actions actions, QWidget* parent)
+    : QWidget(parent)
+    , presentation_(presentation)
+    , actions_(std::move(actions))
+    , content_(content)
+    , rowsLayout_(new QVBoxLayout()) {
+    auto* column = new QVBoxLayout(this);
+    column->setContentsMargins(0, 0, 0, 0);
+    column->setSpacing(12);
+    auto* header = new QHBoxLayout();
+    header->setSpacing(12);
+    auto* symbol = new QLabel(this);
+    symbol->setFixedSize(28, 28);
+    if (content.symbol) {
+        const QColor tint = content.symbolColor
+                                ? TovoTheme::symbolColor(*content.symbolColor, palette())
+                                : TovoTheme::symbolColor(SymbolColor::orange, palette());
+        symbol->setPixmap(SymbolImage::pixmap(*content.symbol, 28, tint, devicePixelRatioF()));
+    }
+    header->addWidget(symbol, 0, Qt::AlignTop);
+    header->addWidget(makeStatusTexts(content, title_, message_, this), 1);
+    column->addLayout(header);
+    rowsLayout_->setContentsMargins(0, 0, 0, 0);
+    rowsLayout_->setSpacing(8);
+    column->addLayout(rowsLayout_);
+
+    // A row's own disclosure reports here, so the set outlives the rows.
+    auto toggled = actions_.onExpandedChanged;
+    actions_.onExpandedChanged = [this, toggled](std::int32_t pid, bool on) {
+        if (on) {
+            expanded_.insert(pid);
+        } else {
+            expanded_.erase(pid);
+        }
+        if (toggled) {
+            toggled(pid, on);
+        }
+    };
+}
+
+void BlockedStatusView::setInputs(const StatusContent& content, Inputs inputs) {
+    if (content.title != content_.title || content.message != content_.message) {
+        title_->setText(QString::fromStdString(content.title));
+        message_->setText(QString::fromStdString(content.message));
+    }
+    content_ = content;
+    if (inputs == inputs_ && rows_.size() == inputs.blockers.size()) {
+        return;
+    }
+    inputs_ = std::move(inputs);
+    rebuildRows();
+}
+
+void BlockedStatusView::rebuildRows() {
+    for (BlockingProcessRow* row : rows_) {
+        rowsLayout_->removeWidget(row);
+        row->hide();
+        row->deleteLater();
+    }
+    rows_.clear();
+    for (const BlockingProcess& process : inputs_.blockers) {
+        auto* row = new BlockingProcessRow(presentation_, process,
+                                           releasePlanFor(process.pid, inputs_.releasePlans),
+                                           stopPlanFor(process.pid, inputs_.stopPlans),
+                                           latestAttemptFor(process.pid, inputs_.releaseAttempts),
+                                           expanded_.contains(process.pid), actions_, this);
+        rowsLayout_->addWidget(row);
+        rows_.push_back(row);
+    }
+}
+
+} // namespace tovo

@@ -1,0 +1,43 @@
+#pragma once
+
+#include "Tovo/Support/ReleaseReviewPresentation.hpp"
+
+#include <QDialog>
+
+#include <functional>
+
+class QPushButton;
+
+namespace tovo {
+
+/// The release review: what Tovo will ask to quit and what stays with the user.
+/// Nothing is asked to quit unless the user confirms here. Window-modal.
+class SafeTovoConfirmationView final : public QDialog {
+    Q_OBJECT
+
+public:
+    SafeTovoConfirmationView(const ProcessPresentation& presentation, const ExternalDisk& disk,
+                             const std::vector<BlockingProcess>& blockers,
+                             const std::vector<ProcessReleasePlan>& releasePlans,
+                             std::function<void()> onCancel, std::function<void()> onConfirm,
+                             QWidget* parent = nullptr);
+
+    const ReleaseReviewContent& content() const { return content_; }
+    /// Confirms with eligible plans; otherwise the only button, which just closes.
+    QPushButton* confirmButton() const { return confirm_; }
+    /// Absent without eligible plans.
+    QPushButton* cancelButton() const { return cancel_; }
+
+    /// Accepted confirms (when there is something to confirm); any other ending cancels.
+    void done(int result) override;
+
+private:
+    ReleaseReviewContent content_;
+    std::function<void()> onCancel_;
+    std::function<void()> onConfirm_;
+    QPushButton* confirm_ = nullptr;
+    QPushButton* cancel_ = nullptr;
+    bool finished_ = false;
+};
+
+} // namespace tovo

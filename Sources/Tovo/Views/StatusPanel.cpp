@@ -1,0 +1,81 @@
+#include "Tovo/Views/StatusPanel.hpp"
+
+#include "Tovo/Support/Qt/QtTheme.hpp"
+#include "Tovo/Views/StatusChildViews.hpp"
+
+#include <QPainter>
+#include <QVBoxLayout>
+
+namespace tovo {
+
+namespace {
+
+BlockedStatusView::Inputs blockedInputs(const StatusPanel::Inputs& inputs) {
+    return {inputs.blockers, inputs.releasePlans, inputs.stopPlans, inputs.releaseAttempts};
+}
+
+} // namespace
+
+StatusPanel::StatusPanel(const ProcessPresentation& presentation,
+                         BlockingProcessRow::Actions actions, QWidget* parent)
+    : QWidget(parent)
+    , presentation_(presentation)
+    , actions_(std::move(actions))
+    , layout_(new QVBoxLayout(this)) {
+    layout_->setContentsMargins(16, 16, 16, 16);
+    setAccessibleName(QStringLiteral("Status"));
+}
+
+BlockedStatusView* StatusPanel::blockedView() const {
+    return qobject_cast<BlockedStatusView*>(view_);
+}
+
+void StatusPanel::setState(const Inputs& inputs) {
+    StatusContent content = StatusPresentation::content(inputs.phase, inputs.disk, inputs.blockers,
+                                                        inputs.releasePlans);
+    if (content_ && content_->kind == StatusViewKind::blocked &&
+        content.kind == StatusViewKind::blocked) {
+        blockedView()->setInputs(content, blockedInputs(inputs));
+        content_ = std::move(content);
+        return;
+    }
+    if (content_ == content && view_ != nullptr) {
+        return;
+    }
+    if (view_ != nullptr) {
+        layout_->removeWidget(view_);
+        view_->hide();
+        view_->deleteLater();
+    }
+    view_ = makeView(content, inputs);
+    layout_->addWidget(view_);
+    content_ = std::move(content);
+}
+
+QWidget* StatusPanel::makeView(const StatusContent& content, const Inputs& inputs) {
+    switch (content.kind) {
+    case StatusViewKind::ready:
+        return new ReadyView(content, this);
+    case StatusViewKind::emptyDisks:
+        return new EmptyDisksView(content, this);
+    case StatusViewKind::busy:
+        return new BusyStatusView(content, this);
+    case StatusViewKind::blocked: {
+        auto* blocked = new BlockedStatusView(presentation_, content, actions_, this);
+        blocked->setInputs(content, blockedInputs(inputs));
+        return blocked;
+    }
+    case StatusViewKind::success:
+        return new SuccessStatusView(content, this);
+    case StatusViewKind::failure:
+        break;
+    }
+    return new FailureStatusView(content, this);
+}
+
+void StatusPanel::paintEvent(QPaintEvent*) {
+    QPainter painter(this);
+    TovoTheme::paintCard(painter, rect(), palette());
+}
+
+} // namespace tovo

@@ -1,0 +1,52 @@
+#pragma once
+
+#include "Tovo/Support/StatusPresentation.hpp"
+#include "Tovo/Views/BlockedStatusView.hpp"
+
+#include <QWidget>
+
+#include <optional>
+
+class QVBoxLayout;
+
+namespace tovo {
+
+/// The card in the middle of the window that says what is happening: one child
+/// view per kind of phase (ready, no disks, busy, blocked, success, failure).
+class StatusPanel final : public QWidget {
+    Q_OBJECT
+
+public:
+    struct Inputs {
+        EjectionPhase phase;
+        std::optional<ExternalDisk> disk;
+        std::vector<BlockingProcess> blockers;
+        std::vector<ProcessReleasePlan> releasePlans;
+        std::vector<ProcessStopPlan> stopPlans;
+        std::vector<ReleaseAttempt> releaseAttempts;
+    };
+
+    StatusPanel(const ProcessPresentation& presentation, BlockingProcessRow::Actions actions,
+                QWidget* parent = nullptr);
+
+    void setState(const Inputs& inputs);
+
+    const std::optional<StatusContent>& content() const { return content_; }
+    QWidget* currentView() const { return view_; }
+    /// The blocked view while the phase is blocked, else null.
+    BlockedStatusView* blockedView() const;
+
+protected:
+    void paintEvent(QPaintEvent* event) override;
+
+private:
+    QWidget* makeView(const StatusContent& content, const Inputs& inputs);
+
+    const ProcessPresentation& presentation_;
+    BlockingProcessRow::Actions actions_;
+    QVBoxLayout* layout_;
+    QWidget* view_ = nullptr;
+    std::optional<StatusContent> content_;
+};
+
+} // namespace tovo

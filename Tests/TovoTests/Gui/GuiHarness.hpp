@@ -1,0 +1,154 @@
+#pragma once
+
+#include "Tovo/App/MainWindow.hpp"
+#include "Tovo/App/TovoApp.hpp"
+#include "Tovo/Views/ActionBar.hpp"
+#include "Tovo/Views/BlockedStatusView.hpp"
+#include "Tovo/Views/ContentView.hpp"
+#include "Tovo/Views/DiskCard.hpp"
+#include "Tovo/Views/DiskSelectorView.hpp"
+#include "Tovo/Views/HeaderView.hpp"
+#include "Tovo/Views/StatusPanel.hpp"
+#include "TovoCore/Async/Clock.hpp"
+#include "TovoCore/Services/Logger.hpp"
+
+#include <QAccessible>
+#include <QAccessibleEvent>
+#include <QApplication>
+#include <QElapsedTimer>
+#include <QPushButton>
+#include <QTest>
+#include <QToolButton>
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace tovo::testing {
+
+/// The one QApplication of the test process (offscreen), styled as the app is.
+inline QApplication& guiApplication() {
+    static int argc = 1;
+    static char name[] = "TovoGuiTests";
+    static char* argv[] = {name, nullptr};
+    static QApplication* application = [] {
+        auto* created = new QApplication(argc, argv);
+        TovoApp::prepareApplication(*created, {});
+        return created;
+    }();
+    return *application;
+}
+
+/// A whole Tovo window over demo services (or others) with test time: the workflow's
+/// settle and release waits pass only when the harness advances its virtual clock.
+class WindowHarness {
+public:
+    explicit WindowHarness(std::optional<DemoScenarioKind> scenario,
+                           std::function<ServiceGraph(Executor&)> makeServices = {},
+                           bool reduceMotion = true) {
+        guiApplication();
+        TovoAppOverrides overrides;
+        overrides.makeClock = [this](Executor& executor) {
+            auto clock = std::make_unique<VirtualClock>(executor);
+            clock_ = clock.get();
+            return clock;
+        };
+        overrides.makeServices = std::move(makeServices);
+        overrides.logger = &logger_;
+        overrides.watchMounts = false;
+        overrides.reduceMotion = reduceMotion;
+        app_ =
+            std::make_unique<TovoApp>(LaunchOptions{scenario, std::nullopt}, std::move(overrides));
+    }
+
+    /// Shows the window and waits for the first refresh to list the disks.
+    void showAndList(std::size_t expectedDisks = 1) {
+        app_->show();
+        EXPECT_TRUE(QTest::qWaitForWindowExposed(&window()));
+        // Until the cards are drawn: they are shown by the event loop after the listing.
+        EXPECT_TRUE(runUntil([&] {
+            const auto& cards = content().diskSelector()->cards();
+            return workflow().disks().size() == expectedDisks && cards.size() == expectedDisks &&
+                   (cards.empty() || cards.back()->isVisible());
+        }));
+    }
+
+    /// Runs the event loop (and, when allowed, virtual time) until `done` holds;
+    /// bounded, since the demo's scenario answers from a worker thread.
+    bool runUntil(const std::function<bool()>& done, bool advanceTime = true) {
+        QElapsedTimer elapsed;
+        elapsed.start();
+        while (!done()) {
+            if (elapsed.elapsed() > 5000) {
+                return false;
+            }
+            QCoreApplication::processEvents(QEventLoop::AllEvents);
+            if (advanceTime && clock_->sleeperCount() > 0) {
+                clock_->advanceToNextDeadline();
+            }
+            QTest::qWait(1);
+        }
+        // A redraw is queued after the change, and newly laid out widgets are shown
+        // after that: let both land.
+        for (int pass = 0; pass < 3; ++pass) {
+            QCoreApplication::processEvents(QEventLoop::AllEvents);
+        }
+        return true;
+    }
+
+    template<class Case>
+    bool runUntilPhase(bool advanceTime = true) {
+        return runUntil([&] { return workflow().phase().template is<Case>(); }, advanceTime);
+    }
+
+    void click(QAbstractButton* button) {
+        ASSERT_NE(button, nullptr);
+        ASSERT_TRUE(button->isVisible());
+        ASSERT_TRUE(button->isEnabled());
+        QTest::mouseClick(button, Qt::LeftButton);
+    }
+
+    TovoApp& app() { return *app_; }
+    TovoWorkflow& workflow() { return app_->workflow(); }
+    MainWindow& window() { return app_->window(); }
+    ContentView& content() { return *window().contentView(); }
+    ActionBar& actionBar() { return *content().actionBar(); }
+    StatusPanel& statusPanel() { return *content().statusPanel(); }
+    VirtualClock& clock() { return *clock_; }
+
+    std::vector<BlockingProcessRow*> rows() {
+        BlockedStatusView* blocked = statusPanel().blockedView();
+        return blocked == nullptr ? std::vector<BlockingProcessRow*>{} : blocked->rows();
+    }
+
+private:
+    NullLogger logger_;
+    VirtualClock* clock_ = nullptr;
+    std::unique_ptr<TovoApp> app_;
+};
+
+/// Collects what the window says to assistive technology. Each sentence is also
+/// checked to be the status panel's accessible description when it is raised.
+/// (Qt's offscreen platform has no accessibility backend, so an update handler
+/// would never be called there; the announcer's own signal is the tap.)
+class AnnouncementRecorder {
+public:
+    explicit AnnouncementRecorder(ContentView& content) {
+        connection_ =
+            QObject::connect(&content.announcer(), &PhaseAnnouncer::announced,
+                             [this, &content](const QString& text) {
+                                 sentences.push_back(text.toStdString());
+                                 EXPECT_EQ(content.statusPanel()->accessibleDescription(), text);
+                             });
+    }
+    ~AnnouncementRecorder() { QObject::disconnect(connection_); }
+
+    std::vector<std::string> sentences;
+
+private:
+    QMetaObject::Connection connection_;
+};
+
+} // namespace tovo::testing

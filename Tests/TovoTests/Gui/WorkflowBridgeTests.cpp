@@ -1,0 +1,79 @@
+#include "GuiHarness.hpp"
+#include "Support/ModelBuilders.hpp"
+#include "Tovo/Support/Qt/QtMainExecutor.hpp"
+#include "Tovo/Support/Qt/WorkflowBridge.hpp"
+#include "TovoCore/Async/Spawn.hpp"
+
+#include <thread>
+
+namespace tovo::testing {
+namespace {
+
+class TwoDisks final : public VolumeProviding {
+public:
+    Task<std::vector<ExternalDisk>> mountedExternalDisks() override {
+        co_return std::vector<ExternalDisk>{makeDisk(1, "ONE"), makeDisk(2, "TWO")};
+    }
+};
+
+TEST(WorkflowBridge, DeliversOneChangeAfterABurstWithTheStateSettled) {
+    guiApplication();
+    QtMainExecutor executor;
+    VirtualClock clock(executor);
+    NullLogger logger;
+    ServiceGraph demo = makeDemoServiceGraph(DemoScenarioKind::ready, executor);
+    TovoWorkflow workflow(std::make_shared<TwoDisks>(), demo.ejector, demo.diagnoser, demo.releaser,
+                          demo.stopper, 1, 1, clock, logger, executor);
+    WorkflowBridge bridge(workflow);
+    std::vector<std::size_t> seenDiskCounts;
+    QObject::connect(&bridge, &WorkflowBridge::changed,
+                     [&] { seenDiskCounts.push_back(workflow.disks().size()); });
+
+    const TaskHandle refresh = spawn(executor, workflow.refresh());
+    QTRY_VERIFY_WITH_TIMEOUT(refresh.isDone(), 5000);
+    QCoreApplication::processEvents();
+    // Disks and selection changed in one step: one signal, after both landed.
+    ASSERT_EQ(seenDiskCounts.size(), 1U);
+    EXPECT_EQ(seenDiskCounts[0], 2U);
+
+    workflow.selectDisk("attachment:2");
+    EXPECT_EQ(seenDiskCounts.size(), 1U); // queued, not delivered inside the call
+    QCoreApplication::processEvents();
+    EXPECT_EQ(seenDiskCounts.size(), 2U);
+}
+
+TEST(QtMainExecutor, RunsWorkPostedFromOtherThreadsOnItsOwnInOrder) {
+    guiApplication();
+    QtMainExecutor executor;
+    std::vector<int> order;
+    std::vector<bool> onMainThread;
+    std::thread poster([&] {
+        for (int index = 0; index < 50; ++index) {
+            executor.post([&, index] {
+                order.push_back(index);
+                onMainThread.push_back(QThread::currentThread() == qApp->thread());
+            });
+        }
+    });
+    poster.join();
+    EXPECT_TRUE(order.empty()); // nothing runs until the event loop does
+    QTRY_COMPARE_WITH_TIMEOUT(order.size(), std::size_t{50}, 5000);
+    for (int index = 0; index < 50; ++index) {
+        EXPECT_EQ(order[static_cast<std::size_t>(index)], index);
+    }
+    EXPECT_EQ(std::count(onMainThread.begin(), onMainThread.end(), false), 0);
+}
+
+TEST(QtMainExecutor, DropsWorkPostedAfterItIsGone) {
+    guiApplication();
+    bool ran = false;
+    {
+        QtMainExecutor executor;
+        executor.post([&] { ran = true; });
+    }
+    QCoreApplication::processEvents();
+    EXPECT_FALSE(ran);
+}
+
+} // namespace
+} // namespace tovo::testing
