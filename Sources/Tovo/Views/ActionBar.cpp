@@ -9,30 +9,6 @@
 
 namespace tovo {
 
-namespace {
-
-// Accent-filled, with the dark label that reads on it in either appearance.
-void makeProminent(QPushButton* button, bool prominent) {
-    if (!prominent) {
-        button->setStyleSheet(QString());
-        return;
-    }
-    const QColor label = TovoTheme::actionLabel();
-    button->setStyleSheet(
-        QStringLiteral("QPushButton { background: qlineargradient(x1:0, y1:0, x2:1, y2:1, "
-                       "stop:0 %1, stop:1 %2); color: %3; border: none; border-radius: 7px; "
-                       "padding: 6px 16px; font-weight: 600; }"
-                       "QPushButton:pressed { background: %4; }"
-                       "QPushButton:disabled { background: %5; color: %6; }"
-                       "QPushButton:focus { border: 2px solid %4; }")
-            .arg(TovoTheme::accent().name(), TovoTheme::accentEnd().name(),
-                 label.name(QColor::HexArgb), TovoTheme::prominentAccent().name(),
-                 TovoTheme::primaryAt(button->palette(), 0.12).name(QColor::HexArgb),
-                 TovoTheme::primaryAt(button->palette(), 0.4).name(QColor::HexArgb)));
-}
-
-} // namespace
-
 ActionBar::ActionBar(Actions actions, QWidget* parent)
     : QWidget(parent)
     , actions_(std::move(actions))
@@ -96,8 +72,8 @@ void ActionBar::setState(const EjectionPhase& phase, const std::optional<Externa
 
 void ActionBar::applyProminence() {
     // When Tovo can release something the review is the recommended path.
-    makeProminent(safe_, safeLeads_);
-    makeProminent(primary_, !safeLeads_);
+    TovoTheme::styleProminentButton(safe_, safeLeads_);
+    TovoTheme::styleProminentButton(primary_, !safeLeads_);
 }
 
 void ActionBar::triggerPrimary() {

@@ -37,9 +37,11 @@ SafeTovoConfirmationView::SafeTovoConfirmationView(
     header->setSpacing(12);
     auto* symbol = new QLabel(this);
     symbol->setFixedSize(40, 40);
-    symbol->setPixmap(SymbolImage::pixmap(content_.headerSymbol, 40,
-                                          TovoTheme::symbolColor(SymbolColor::accent, palette()),
-                                          devicePixelRatioF()));
+    symbol->setPixmap(SymbolImage::pixmap(
+        content_.headerSymbol, 40,
+        TovoTheme::symbolColor(content_.canConfirm ? SymbolColor::accent : SymbolColor::orange,
+                               palette()),
+        devicePixelRatioF()));
     header->addWidget(symbol, 0, Qt::AlignTop);
     auto* texts = new QVBoxLayout();
     texts->setSpacing(4);
@@ -107,6 +109,7 @@ SafeTovoConfirmationView::SafeTovoConfirmationView(
         confirm_->setAccessibleDescription(
             QString::fromStdString(*content_.confirmAccessibilityHint));
     }
+    TovoTheme::styleProminentButton(confirm_, content_.canConfirm);
     connect(confirm_, &QPushButton::clicked, this,
             content_.canConfirm ? &QDialog::accept : &QDialog::reject);
     buttons->addWidget(confirm_);

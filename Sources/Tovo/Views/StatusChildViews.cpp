@@ -67,7 +67,7 @@ void SymbolStatusView::updateSymbol() {
     }
     const QColor tint = content_.symbolColor
                             ? TovoTheme::symbolColor(*content_.symbolColor, palette())
-                            : palette().color(QPalette::WindowText);
+                            : TovoTheme::accent();
     symbol_->setPixmap(
         SymbolImage::pixmap(*content_.symbol, statusSymbolSize, tint, devicePixelRatioF()));
 }

@@ -78,6 +78,7 @@ StopProcessConfirmationView::StopProcessConfirmationView(const ProcessPresentati
         confirm_->setAccessibleDescription(
             QString::fromStdString(*content_.confirmAccessibilityHint));
     }
+    TovoTheme::styleProminentButton(confirm_, content_.canConfirm);
     connect(confirm_, &QPushButton::clicked, this,
             content_.canConfirm ? &QDialog::accept : &QDialog::reject);
     buttons->addWidget(confirm_);

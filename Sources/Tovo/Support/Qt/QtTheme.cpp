@@ -2,6 +2,7 @@
 
 #include <QPainter>
 #include <QPainterPath>
+#include <QPushButton>
 #include <QRadialGradient>
 
 namespace tovo::TovoTheme {
@@ -131,6 +132,24 @@ void paintWindowBackground(QPainter& painter, const QRectF& rect, const QPalette
     glow.setColorAt(0, inner);
     glow.setColorAt(1, outer);
     painter.fillRect(rect, glow);
+}
+
+void styleProminentButton(QPushButton* button, bool prominent) {
+    if (!prominent) {
+        button->setStyleSheet(QString());
+        return;
+    }
+    const QPalette& palette = button->palette();
+    button->setStyleSheet(
+        QStringLiteral("QPushButton { background: qlineargradient(x1:0, y1:0, x2:1, y2:1, "
+                       "stop:0 %1, stop:1 %2); color: %3; border: none; border-radius: 7px; "
+                       "padding: 6px 16px; font-weight: 600; }"
+                       "QPushButton:pressed { background: %4; }"
+                       "QPushButton:disabled { background: %5; color: %6; }"
+                       "QPushButton:focus { border: 2px solid %4; }")
+            .arg(accent().name(), accentEnd().name(), actionLabel().name(QColor::HexArgb),
+                 prominentAccent().name(), primaryAt(palette, 0.12).name(QColor::HexArgb),
+                 primaryAt(palette, 0.4).name(QColor::HexArgb)));
 }
 
 QPalette lightPalette() {

@@ -9,6 +9,7 @@
 #include <QRectF>
 
 class QPainter;
+class QPushButton;
 
 namespace tovo::TovoTheme {
 
@@ -41,6 +42,10 @@ void paintCard(QPainter& painter, const QRectF& rect, const QPalette& palette);
 /// (14 % at the corner, clear from 360 px out).
 void paintWindowBackground(QPainter& painter, const QRectF& rect, const QPalette& palette,
                            Qt::LayoutDirection direction);
+
+/// Fills a push button with the accent gradient and the dark action label, or
+/// returns it to the style's own look.
+void styleProminentButton(QPushButton* button, bool prominent = true);
 
 /// The Fusion palettes that --demo-light and --demo-dark force.
 QPalette lightPalette();

@@ -14,18 +14,22 @@ namespace {
 
 enum class Glyph { none, check, arrow, exclamation, cross, question };
 
+enum class Shape { disc, ring, shield };
+
 struct DrawnSymbol {
     std::string_view symbol;
     Glyph glyph;
-    bool filled;
+    Shape shape;
 };
 
 constexpr DrawnSymbol drawnSymbols[] = {
-    {"checkmark.circle.fill", Glyph::check, true},
-    {"arrow.right.circle.fill", Glyph::arrow, true},
-    {"exclamationmark.circle.fill", Glyph::exclamation, true},
-    {"xmark.circle.fill", Glyph::cross, true},
-    {"circle", Glyph::none, false},
+    {"checkmark.circle.fill", Glyph::check, Shape::disc},
+    {"arrow.right.circle.fill", Glyph::arrow, Shape::disc},
+    {"exclamationmark.circle.fill", Glyph::exclamation, Shape::disc},
+    {"xmark.circle.fill", Glyph::cross, Shape::disc},
+    {"circle", Glyph::none, Shape::ring},
+    {"checkmark.shield.fill", Glyph::check, Shape::shield},
+    {"exclamationmark.shield.fill", Glyph::exclamation, Shape::shield},
 };
 
 const DrawnSymbol* drawnSymbol(std::string_view symbol) {
@@ -81,7 +85,24 @@ void drawGlyph(QPainter& painter, Glyph glyph, const QRectF& box) {
     }
 }
 
-QPixmap drawn(Glyph glyph, bool filled, int size, const QColor& tint, qreal scale) {
+QPainterPath shieldPath(const QRectF& box) {
+    const double w = box.width();
+    const double h = box.height();
+    const QPointF o = box.topLeft();
+    QPainterPath path(o + QPointF(w * 0.5, h * 0.04));
+    path.cubicTo(o + QPointF(w * 0.66, h * 0.14), o + QPointF(w * 0.80, h * 0.16),
+                 o + QPointF(w * 0.90, h * 0.17));
+    path.cubicTo(o + QPointF(w * 0.92, h * 0.55), o + QPointF(w * 0.80, h * 0.80),
+                 o + QPointF(w * 0.5, h * 0.96));
+    path.cubicTo(o + QPointF(w * 0.20, h * 0.80), o + QPointF(w * 0.08, h * 0.55),
+                 o + QPointF(w * 0.10, h * 0.17));
+    path.cubicTo(o + QPointF(w * 0.20, h * 0.16), o + QPointF(w * 0.34, h * 0.14),
+                 o + QPointF(w * 0.5, h * 0.04));
+    path.closeSubpath();
+    return path;
+}
+
+QPixmap drawn(Glyph glyph, Shape shape, int size, const QColor& tint, qreal scale) {
     QPixmap pixmap(QSize(size, size) * scale);
     pixmap.setDevicePixelRatio(scale);
     pixmap.fill(Qt::transparent);
@@ -89,7 +110,12 @@ QPixmap drawn(Glyph glyph, bool filled, int size, const QColor& tint, qreal scal
     painter.setRenderHint(QPainter::Antialiasing);
     const QRectF box(0, 0, size, size);
     const QRectF disc = box.adjusted(size * 0.06, size * 0.06, -size * 0.06, -size * 0.06);
-    if (filled) {
+    if (shape == Shape::shield) {
+        painter.setPen(Qt::NoPen);
+        painter.setBrush(tint);
+        painter.drawPath(shieldPath(box));
+        drawGlyph(painter, glyph, box.adjusted(0, -size * 0.02, 0, -size * 0.02));
+    } else if (shape == Shape::disc) {
         painter.setPen(Qt::NoPen);
         painter.setBrush(tint);
         painter.drawEllipse(disc);
@@ -115,7 +141,7 @@ QIcon themeIcon(std::string_view symbol) {
 
 QPixmap pixmap(std::string_view symbol, int size, const QColor& tint, qreal scale) {
     if (const DrawnSymbol* symbolDrawn = drawnSymbol(symbol)) {
-        return drawn(symbolDrawn->glyph, symbolDrawn->filled, size, tint, scale);
+        return drawn(symbolDrawn->glyph, symbolDrawn->shape, size, tint, scale);
     }
     const QIcon icon = themeIcon(symbol);
     if (!icon.isNull()) {
@@ -124,7 +150,7 @@ QPixmap pixmap(std::string_view symbol, int size, const QColor& tint, qreal scal
             return themed;
         }
     }
-    return drawn(Glyph::question, true, size, tint, scale);
+    return drawn(Glyph::question, Shape::disc, size, tint, scale);
 }
 
 } // namespace tovo::SymbolImage
