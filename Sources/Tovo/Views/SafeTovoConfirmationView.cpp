@@ -81,6 +81,7 @@ SafeTovoConfirmationView::SafeTovoConfirmationView(
         entryTexts->addWidget(name);
         entryTexts->addWidget(
             SheetParts::secondaryText(QString::fromStdString(entry.message), this));
+        entryTexts->addStretch(1);
         row->addLayout(entryTexts, 1);
         column->addLayout(row);
         std::vector<std::string> lines;

@@ -14,7 +14,7 @@ namespace {
 
 enum class Glyph { none, check, arrow, exclamation, cross, question };
 
-enum class Shape { disc, ring, shield };
+enum class Shape { disc, ring, shield, refresh };
 
 struct DrawnSymbol {
     std::string_view symbol;
@@ -28,6 +28,7 @@ constexpr DrawnSymbol drawnSymbols[] = {
     {"exclamationmark.circle.fill", Glyph::exclamation, Shape::disc},
     {"xmark.circle.fill", Glyph::cross, Shape::disc},
     {"circle", Glyph::none, Shape::ring},
+    {"arrow.clockwise", Glyph::none, Shape::refresh},
     {"checkmark.shield.fill", Glyph::check, Shape::shield},
     {"exclamationmark.shield.fill", Glyph::exclamation, Shape::shield},
 };
@@ -110,7 +111,21 @@ QPixmap drawn(Glyph glyph, Shape shape, int size, const QColor& tint, qreal scal
     painter.setRenderHint(QPainter::Antialiasing);
     const QRectF box(0, 0, size, size);
     const QRectF disc = box.adjusted(size * 0.06, size * 0.06, -size * 0.06, -size * 0.06);
-    if (shape == Shape::shield) {
+    if (shape == Shape::refresh) {
+        // An open circle whose end turns into an arrowhead, drawn in the tint.
+        const double s = size;
+        const QRectF ring = box.adjusted(s * 0.18, s * 0.18, -s * 0.18, -s * 0.18);
+        painter.setPen(QPen(tint, std::max(1.4, s * 0.10), Qt::SolidLine, Qt::RoundCap));
+        painter.setBrush(Qt::NoBrush);
+        painter.drawArc(ring, 100 * 16, 290 * 16);
+        QPainterPath head(QPointF(s * 0.50, s * 0.05));
+        head.lineTo(QPointF(s * 0.72, s * 0.18));
+        head.lineTo(QPointF(s * 0.50, s * 0.33));
+        head.closeSubpath();
+        painter.setPen(Qt::NoPen);
+        painter.setBrush(tint);
+        painter.drawPath(head);
+    } else if (shape == Shape::shield) {
         painter.setPen(Qt::NoPen);
         painter.setBrush(tint);
         painter.drawPath(shieldPath(box));
