@@ -15,10 +15,10 @@ struct ResolveCase {
     const char* label;
     std::function<void(FakeDeviceTree&)> build;
     std::string source;
-    std::optional<std::string> groupingID;
+    std::string groupingID;
     std::optional<std::uint64_t> attachmentID;
     bool isVirtual;
-    std::optional<std::string> logicalWholeDisk;
+    std::string logicalWholeDisk;
 };
 
 class DiskIdentityResolveTest : public ::testing::TestWithParam<ResolveCase> {};
@@ -28,63 +28,51 @@ TEST_P(DiskIdentityResolveTest, GroupsAndIdentifiesTheWholeDisk) {
     FakeDeviceTree tree;
     c.build(tree);
     const auto resolved = DiskIdentityResolver(tree).resolve(c.source);
-    ASSERT_TRUE(resolved);
-    const auto& identity = resolved->resolved.identity;
-    ASSERT_EQ(identity.has_value(), c.groupingID.has_value());
-    if (identity) {
-        EXPECT_EQ(identity->groupingID, *c.groupingID);
-        EXPECT_EQ(identity->attachmentID, c.attachmentID);
-    }
+    ASSERT_TRUE(resolved && resolved->resolved.identity);
+    EXPECT_EQ(resolved->resolved.identity->groupingID, c.groupingID);
+    EXPECT_EQ(resolved->resolved.identity->attachmentID, c.attachmentID);
     EXPECT_EQ(resolved->resolved.isVirtual, c.isVirtual);
     EXPECT_EQ(resolved->resolved.logicalWholeDiskIdentifier, c.logicalWholeDisk);
 }
 
+const std::string sdfPath = testing::usbHost + "/2-1:1.0/host6/target6:0:0/6:0:0:0/block/sdf";
+const std::string sdgPath =
+    "/devices/pci0000:00/0000:00:14.0/usb2/2-2/2-2:1.0/host6/target6:0:0/6:0:0:0/block/sdg";
+
 INSTANTIATE_TEST_SUITE_P(
     Devices, DiskIdentityResolveTest,
-    ::testing::Values(
-        ResolveCase{"removable_usb_stick",
-                    [](auto& t) { testing::addUsbDisk(t, "sdb", 41, true, {}, {{}}); }, "/dev/sdb1",
-                    "io:41", 41, false, "sdb"},
-        ResolveCase{"external_interconnect_without_removable_flag",
-                    [](auto& t) {
-                        testing::addUsbDisk(t, "sdc", 42, false, {}, {{}, {}});
-                    },
-                    "/dev/sdc2", "io:42", 42, false, "sdc"},
-        ResolveCase{"file_system_on_the_whole_disk",
-                    [](auto& t) { testing::addUsbDisk(t, "sdd", 43, false, {}, {}); }, "/dev/sdd",
-                    "io:43", 43, false, "sdd"},
-        ResolveCase{"internal_disk_groups_logically",
-                    [](auto& t) {
-                        testing::addInternalDisk(t, "sda", 1, {{}, {}});
-                    },
-                    "/dev/sda2", "logical:sda", std::nullopt, false, "sda"},
-        ResolveCase{"disk_image_by_backing_file",
-                    [](auto& t) { testing::addLoopImage(t, "loop0", 9, {}); }, "/dev/loop0",
-                    "logical:loop0", std::nullopt, true, "loop0"},
-        ResolveCase{"virtual_device_without_backing_file",
-                    [](auto& t) { testing::addLoopImage(t, "zram0", 10, {}, false); }, "/dev/zram0",
-                    "logical:zram0", std::nullopt, true, "zram0"},
-        ResolveCase{"encrypted_volume_on_usb_resolves_through_its_slave",
-                    [](auto& t) {
-                        testing::addUsbDisk(t, "sde", 44, false, {}, {{}});
-                        t.addStacked("dm-0",
-                                     {testing::usbHost +
-                                      "/2-1:1.0/host6/target6:0:0/6:0:0:0/block/sde/sde1"},
-                                     {});
-                    },
-                    "/dev/dm-0", "io:44", 44, false, "sde"},
-        ResolveCase{"raid_over_two_disks_is_not_followed",
-                    [](auto& t) {
-                        testing::addUsbDisk(t, "sdf", 45, true, {}, {});
-                        testing::addUsbDisk(t, "sdg", 46, true, {}, {}, "2-2");
-                        t.addStacked("md0",
-                                     {testing::usbHost + "/2-1:1.0/host6/target6:0:0/6:0:0:0/"
-                                                         "block/sdf",
-                                      "/devices/pci0000:00/0000:00:14.0/usb2/2-2/2-2:1.0/host6/"
-                                      "target6:0:0/6:0:0:0/block/sdg"},
-                                     {});
-                    },
-                    "/dev/md0", "logical:md0", std::nullopt, false, "md0"}),
+    ::testing::Values(ResolveCase{"external_interconnect_without_removable_flag",
+                                  [](auto& t) {
+                                      testing::addUsbDisk(t, "sdc", 42, false, {}, {{}, {}});
+                                  },
+                                  "/dev/sdc2", "io:42", 42, false, "sdc"},
+                      ResolveCase{"file_system_on_the_whole_disk",
+                                  [](auto& t) { testing::addUsbDisk(t, "sdd", 43, false, {}, {}); },
+                                  "/dev/sdd", "io:43", 43, false, "sdd"},
+                      ResolveCase{"internal_disk_groups_logically",
+                                  [](auto& t) {
+                                      testing::addInternalDisk(t, "sda", 1, {{}, {}});
+                                  },
+                                  "/dev/sda2", "logical:sda", std::nullopt, false, "sda"},
+                      ResolveCase{"disk_image_by_backing_file",
+                                  [](auto& t) { testing::addLoopImage(t, "loop0", 9, {}); },
+                                  "/dev/loop0", "logical:loop0", std::nullopt, true, "loop0"},
+                      ResolveCase{"virtual_device_without_backing_file",
+                                  [](auto& t) { testing::addLoopImage(t, "zram0", 10, {}, false); },
+                                  "/dev/zram0", "logical:zram0", std::nullopt, true, "zram0"},
+                      ResolveCase{"encrypted_volume_on_usb_resolves_through_its_slave",
+                                  [](auto& t) {
+                                      testing::addUsbDisk(t, "sdf", 44, false, {}, {{}});
+                                      t.addStacked("dm-0", {sdfPath + "/sdf1"}, {});
+                                  },
+                                  "/dev/dm-0", "io:44", 44, false, "sdf"},
+                      ResolveCase{"raid_over_two_disks_is_not_followed",
+                                  [](auto& t) {
+                                      testing::addUsbDisk(t, "sdf", 45, true, {}, {});
+                                      testing::addUsbDisk(t, "sdg", 46, true, {}, {}, "2-2");
+                                      t.addStacked("md0", {sdfPath, sdgPath}, {});
+                                  },
+                                  "/dev/md0", "logical:md0", std::nullopt, false, "md0"}),
     [](const auto& info) { return std::string(info.param.label); });
 
 TEST(DiskIdentityResolveTest, ReportsTheWholeDiskFacts) {
@@ -102,35 +90,22 @@ TEST(DiskIdentityResolveTest, ReportsTheWholeDiskFacts) {
     EXPECT_EQ(resolved->fileSystemUUID(), "AB12-CD34");
     EXPECT_EQ(resolved->fileSystemLabel(), "STICK 2");
     EXPECT_EQ(resolved->fileSystemType(), "vfat");
-    EXPECT_TRUE(resolved->isRemovable);
-    EXPECT_TRUE(resolved->isExternal);
-}
-
-TEST(DiskIdentityResolveTest, SourceThatIsNotABlockDeviceResolvesToNothing) {
-    FakeDeviceTree tree;
+    EXPECT_TRUE(resolved->isRemovable && resolved->isExternal);
     EXPECT_FALSE(DiskIdentityResolver(tree).resolve("server:/export"));
 }
 
-TEST(DiskIdentityChoiceTest, BlankNameCandidatesFallToTheNextOne) {
+TEST(DiskIdentityChoiceTest, BlankNamesFallThroughAndLogicalGroupingFallsBack) {
     EXPECT_EQ(DiskIdentityChoice::deviceName({std::string(" \t\n"), std::string(" Model X ")}),
               "Model X");
     EXPECT_EQ(DiskIdentityChoice::deviceName({std::nullopt, std::string("  ")}), std::nullopt);
-}
-
-TEST(DiskIdentityChoiceTest, PhysicalMediaFillGapsFromTheLogicalDisk) {
     const WholeDiskDescription logical{"sdb", "TABLE-UUID", {std::string("Stick")}, 8192};
     EXPECT_EQ(DiskIdentityChoice::choose(
                   PhysicalIOMediaIdentity{7, std::nullopt, std::nullopt, std::nullopt}, logical),
               (WholeDiskIdentity{"io:7", 7, std::nullopt, "sdb", "Stick", 8192}));
-}
-
-TEST(DiskIdentityChoiceTest, LogicalGroupingFallsBackToTheMediaUUIDThenToNothing) {
+    EXPECT_EQ(DiskIdentityChoice::choose(std::nullopt, logical)->groupingID, "logical:sdb");
     EXPECT_EQ(DiskIdentityChoice::choose(std::nullopt, {std::nullopt, "U-1", {}, std::nullopt})
                   ->groupingID,
               "logical-media:U-1");
-    const auto logical = DiskIdentityChoice::choose(std::nullopt, {"sda", "U-1", {}, 10});
-    EXPECT_EQ(logical, (WholeDiskIdentity{"logical:sda", std::nullopt, std::nullopt, "sda",
-                                          std::nullopt, 10}));
     EXPECT_EQ(DiskIdentityChoice::choose(std::nullopt, {}), std::nullopt);
 }
 
@@ -150,11 +125,10 @@ DeviceNode node(std::string devPath, std::string subsystem, std::string devType 
 }
 
 TEST(DiskIdentityWalkTest, TheHighestWholeDiskWinsAndFlagsStick) {
-    const std::vector<DeviceNode> chain{
-        node("/devices/virtual/block/dm-1", "block", "disk", 90, true),
-        node("/devices/usb1/1-1", "usb"),
-        node("/devices/pci/block/sdz", "block", "disk", 12, false), node("/devices/pci", "pci")};
-    const auto result = DiskIdentityWalk::scan(chain);
+    const auto result = DiskIdentityWalk::scan(
+        {node("/devices/virtual/block/dm-1", "block", "disk", 90, true),
+         node("/devices/usb1/1-1", "usb"), node("/devices/pci/block/sdz", "block", "disk", 12),
+         node("/devices/pci", "pci")});
     ASSERT_TRUE(result.scan.physicalMedia);
     EXPECT_EQ(result.scan.physicalMedia->registryEntryID, 12u);
     EXPECT_TRUE(result.scan.isVirtual) << "virtual seen low in the chain sticks";
@@ -162,10 +136,9 @@ TEST(DiskIdentityWalkTest, TheHighestWholeDiskWinsAndFlagsStick) {
     EXPECT_FALSE(result.isRemovable) << "removable is the winning candidate's own flag";
 }
 
-TEST(DiskIdentityWalkTest, WholeDiskWithoutAnyIdIsNoCandidate) {
+TEST(DiskIdentityWalkTest, WithoutADiskSequenceTheInitialisationTimeIdentifies) {
     auto disk = node("/devices/usb1/1-1/block/sdq", "block", "disk", std::nullopt, true);
-    const auto result = DiskIdentityWalk::scan({disk, node("/devices/usb1/1-1", "usb")});
-    EXPECT_FALSE(result.scan.physicalMedia);
+    EXPECT_FALSE(DiskIdentityWalk::scan({disk}).scan.physicalMedia);
     disk.initializedMicroseconds = 5'000'123;
     EXPECT_EQ(DiskIdentityWalk::scan({disk}).scan.physicalMedia->registryEntryID, 5000123u);
 }

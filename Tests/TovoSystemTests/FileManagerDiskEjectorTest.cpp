@@ -23,14 +23,20 @@ public:
     }
 };
 
+EjectionFailure failure(std::string message, EjectionFailureKind kind,
+                        std::optional<std::string> domain = std::nullopt,
+                        std::optional<std::int32_t> dissenter = std::nullopt,
+                        std::optional<std::int32_t> code = std::nullopt) {
+    return EjectionFailure(std::move(message), dissenter, kind, std::move(domain), code);
+}
+
 class FakeValidator final : public DiskIdentityValidating {
 public:
     bool changed = false;
     Task<void> validate(ExternalDisk) override {
         if (changed) {
-            throw EjectionFailure("The disk identity changed. Refresh the list and try again.",
-                                  std::nullopt, EjectionFailureKind::identityChanged, std::nullopt,
-                                  std::nullopt);
+            throw failure("The disk identity changed. Refresh the list and try again.",
+                          EjectionFailureKind::identityChanged);
         }
         co_return;
     }
@@ -38,19 +44,18 @@ public:
 
 class FileManagerDiskEjectorTest : public ::testing::Test {
 protected:
-    std::exception_ptr eject(ExternalDisk disk) {
+    std::optional<EjectionFailure> eject(ExternalDisk disk) {
         auto handle = spawn(executor, ejector.eject(std::move(disk)));
         executor.runAll();
         EXPECT_TRUE(handle.isDone());
-        return handle.error();
-    }
-
-    static EjectionFailure failureOf(std::exception_ptr error) {
         try {
-            std::rethrow_exception(error);
+            if (handle.error()) {
+                std::rethrow_exception(handle.error());
+            }
         } catch (const EjectionFailure& failure) {
             return failure;
         }
+        return std::nullopt;
     }
 
     ManualExecutor executor;
@@ -60,26 +65,19 @@ protected:
 };
 
 TEST_F(FileManagerDiskEjectorTest, UnmountsThePrimaryMountOfTheWholeDisk) {
-    auto disk = testing::makeDisk(7, "STICK");
-    EXPECT_FALSE(eject(disk));
+    EXPECT_EQ(eject(testing::makeDisk(7, "STICK")), std::nullopt);
     ASSERT_EQ(unmounter.calls.size(), 1u);
     EXPECT_EQ(unmounter.calls[0].first, "/media/user/STICK");
     EXPECT_EQ(unmounter.calls[0].second, "sdb");
 }
 
-TEST_F(FileManagerDiskEjectorTest, ChangedIdentityStopsBeforeAnyUnmount) {
-    validator.changed = true;
-    const auto failure = failureOf(eject(testing::makeDisk(7)));
-    EXPECT_EQ(failure.kind, EjectionFailureKind::identityChanged);
-    EXPECT_TRUE(unmounter.calls.empty());
-}
-
-TEST_F(FileManagerDiskEjectorTest, DiskWithoutVolumesIsNoLongerMounted) {
+TEST_F(FileManagerDiskEjectorTest, ChangedIdentityOrNoMountStopsBeforeAnyUnmount) {
     auto disk = testing::makeDisk(7);
     disk.volumes.clear();
-    EXPECT_EQ(failureOf(eject(disk)),
-              EjectionFailure("This disk is no longer mounted.", std::nullopt,
-                              EjectionFailureKind::identityChanged, std::nullopt, std::nullopt));
+    EXPECT_EQ(eject(disk),
+              failure("This disk is no longer mounted.", EjectionFailureKind::identityChanged));
+    validator.changed = true;
+    EXPECT_EQ(eject(testing::makeDisk(7))->kind, EjectionFailureKind::identityChanged);
     EXPECT_TRUE(unmounter.calls.empty());
 }
 
@@ -94,32 +92,25 @@ class EjectorRefusalTest : public FileManagerDiskEjectorTest,
 
 TEST_P(EjectorRefusalTest, MapsTheRefusal) {
     unmounter.refusal = GetParam().refusal;
-    EXPECT_EQ(failureOf(eject(testing::makeDisk(7))), GetParam().expected);
+    EXPECT_EQ(eject(testing::makeDisk(7)), GetParam().expected);
 }
 
 const std::string busyName = "org.freedesktop.UDisks2.Error.DeviceBusy";
 const std::string busyText = "Error unmounting /dev/sdb1: target is busy";
+const std::string failedName = "org.freedesktop.UDisks2.Error.Failed";
+constexpr auto busy = EjectionFailureKind::busy;
+constexpr auto other = EjectionFailureKind::other;
 
 INSTANTIATE_TEST_SUITE_P(
     Refusals, EjectorRefusalTest,
     ::testing::Values(
-        RefusalCase{"busy_without_dissenter", UnmountError(busyName, busyText),
-                    EjectionFailure(busyText, std::nullopt, EjectionFailureKind::busy, busyName,
-                                    std::nullopt)},
+        RefusalCase{"busy", UnmountError(busyName, busyText), failure(busyText, busy, busyName)},
         RefusalCase{"busy_with_code_and_dissenter", UnmountError(busyName, busyText, 14, 4242),
-                    EjectionFailure(busyText, 4242, EjectionFailureKind::busy, busyName, 14)},
-        RefusalCase{"other_error_keeps_its_dissenter",
-                    UnmountError("org.freedesktop.UDisks2.Error.Failed", "Error powering off",
-                                 std::nullopt, 99),
-                    EjectionFailure("Error powering off", 99, EjectionFailureKind::other,
-                                    "org.freedesktop.UDisks2.Error.Failed", std::nullopt)},
-        RefusalCase{"busy_name_must_match_exactly",
-                    UnmountError("org.freedesktop.UDisks2.Error.DeviceBusyX", "x"),
-                    EjectionFailure("x", std::nullopt, EjectionFailureKind::other,
-                                    "org.freedesktop.UDisks2.Error.DeviceBusyX", std::nullopt)},
-        RefusalCase{"empty_message_stays_empty", UnmountError("org.x.Error", ""),
-                    EjectionFailure("", std::nullopt, EjectionFailureKind::other, "org.x.Error",
-                                    std::nullopt)}),
+                    failure(busyText, busy, busyName, 4242, 14)},
+        RefusalCase{"other_keeps_its_dissenter", UnmountError(failedName, "Error", {}, 99),
+                    failure("Error", other, failedName, 99)},
+        RefusalCase{"busy_name_must_match_exactly", UnmountError(busyName + "X", "x"),
+                    failure("x", other, busyName + "X")}),
     [](const auto& info) { return std::string(info.param.label); });
 
 } // namespace

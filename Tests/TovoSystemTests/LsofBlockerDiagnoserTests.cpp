@@ -13,31 +13,15 @@ namespace tovo {
 namespace {
 
 using ::testing::ElementsAre;
-using ::testing::ElementsAreArray;
-using testing::FakeCommandRunner;
-using testing::FakeProcessMetadataProvider;
 using testing::runToEnd;
 
 constexpr std::int32_t ownPID = 777;
 
-struct File {
-    std::string descriptor;
-    std::string access;
-    std::string name;
-};
-
-/// One process set of `lsof -F0pcuLftanR` output.
-std::string lsofSet(std::int32_t pid, const std::string& command, const std::vector<File>& files) {
-    using namespace std::string_literals;
-    std::string out = "p" + std::to_string(pid) + "\0R1\0c"s + command + "\0u1000\0Luser\0\n"s;
-    for (const auto& file : files) {
-        out += "f" + file.descriptor + "\0a"s + file.access + "\0tREG\0n"s + file.name + "\0\n"s;
-    }
-    return out;
-}
-
+/// One process set of `lsof -F0pcuLftanR` output holding one file read-only.
 std::string holder(std::int32_t pid, const std::string& path = "/media/user/DISK/a.txt") {
-    return lsofSet(pid, "holder" + std::to_string(pid), {{"3", "r", path}});
+    using namespace std::string_literals;
+    return "p" + std::to_string(pid) + "\0R1\0cholder"s + std::to_string(pid) +
+           "\0u1000\0Luser\0\nf3\0ar\0tREG\0n"s + path + "\0\n"s;
 }
 
 std::vector<std::int32_t> pids(const std::vector<BlockingProcess>& processes) {
@@ -48,44 +32,39 @@ std::vector<std::int32_t> pids(const std::vector<BlockingProcess>& processes) {
     return result;
 }
 
+ProcessMetadata metadataOf(std::int32_t pid) {
+    return ProcessMetadata{pid,
+                           42,
+                           501,
+                           "live" + std::to_string(pid),
+                           "/usr/bin/live" + std::to_string(pid),
+                           ProcessStartTime{1'700'000'000u + static_cast<std::uint64_t>(pid), 5}};
+}
+
 class LsofBlockerDiagnoserTest : public ::testing::Test {
 protected:
     std::vector<BlockingProcess> diagnose(std::optional<std::int32_t> dissenter = std::nullopt) {
         return runToEnd(executor_, diagnoser_.blockers(disk_, dissenter));
     }
-
-    ProcessMetadata metadataOf(std::int32_t pid) {
-        return ProcessMetadata{
-            pid,
-            42,
-            501,
-            "live" + std::to_string(pid),
-            "/usr/bin/live" + std::to_string(pid),
-            ProcessStartTime{1'700'000'000u + static_cast<std::uint64_t>(pid), 5}};
-    }
-
-    void addTwoVolumes() {
+    void addSecondVolume() {
         disk_.volumes.push_back(testing::makeVolume("VOL-2", "/media/user/DATA"));
     }
 
     ManualExecutor executor_;
-    std::shared_ptr<FakeCommandRunner> runner_ = std::make_shared<FakeCommandRunner>();
-    std::shared_ptr<FakeProcessMetadataProvider> metadata_ =
-        std::make_shared<FakeProcessMetadataProvider>();
+    std::shared_ptr<testing::FakeCommandRunner> runner_ =
+        std::make_shared<testing::FakeCommandRunner>();
+    std::shared_ptr<testing::FakeProcessMetadataProvider> metadata_ =
+        std::make_shared<testing::FakeProcessMetadataProvider>();
     LsofBlockerDiagnoser diagnoser_{runner_, LsofFieldParser(), metadata_, ownPID};
     ExternalDisk disk_ = testing::makeDisk(7);
 };
 
 TEST_F(LsofBlockerDiagnoserTest, RunsLsofOncePerMountByAbsolutePathWithExactArguments) {
-    addTwoVolumes();
-    runToEnd(executor_, diagnoser_.blockers(disk_));
-
+    addSecondVolume();
+    diagnose();
     ASSERT_EQ(runner_->calls.size(), 2u);
-    for (const auto& call : runner_->calls) {
-        EXPECT_TRUE(call.executable.is_absolute());
-        EXPECT_EQ(call.executable.filename(), "lsof");
-        EXPECT_EQ(call.executable, LsofBlockerDiagnoser::lsofExecutable());
-    }
+    EXPECT_TRUE(runner_->calls[0].executable.is_absolute());
+    EXPECT_EQ(runner_->calls[0].executable.filename(), "lsof");
     EXPECT_THAT(runner_->calls[0].arguments, ElementsAre("-S", "2", "-nP", "-F0pcuLftanR", "+c",
                                                          "0", "+f", "--", "/media/user/DISK"));
     EXPECT_EQ(runner_->calls[1].arguments.back(), "/media/user/DATA");
@@ -108,42 +87,34 @@ class LsofExitStatus : public LsofBlockerDiagnoserTest,
 TEST_P(LsofExitStatus, DecidesWhetherTheListCanBeTrusted) {
     const auto& row = GetParam();
     runner_->answer({row.status, row.output, row.standardError});
-    if (!row.error) {
-        EXPECT_EQ(diagnose().size(), row.processCount);
-        return;
-    }
     try {
-        diagnose();
-        FAIL() << "expected a diagnosis error";
+        EXPECT_EQ(diagnose().size(), row.processCount);
+        EXPECT_FALSE(row.error) << "expected a diagnosis error";
     } catch (const DiagnosisError& error) {
-        EXPECT_EQ(error.kind, *row.error);
+        EXPECT_EQ(error.kind, row.error);
         EXPECT_EQ(error.description(), row.description);
     }
 }
 
 constexpr auto failed = DiagnosisError::Kind::lsofFailed;
 constexpr auto incomplete = DiagnosisError::Kind::incompleteOutput;
+const std::string couldNotInspect = "macOS could not inspect the disk.";
 
 INSTANTIATE_TEST_SUITE_P(
     Table, LsofExitStatus,
     ::testing::Values(
-        StatusCase{"ZeroWithProcesses", 0, holder(500) + holder(600), "", {}, "", 2},
-        StatusCase{"ZeroWithAWarning", 0, holder(500), "lsof: WARNING: can't stat()", {}, "", 1},
-        StatusCase{"ZeroWithNothing", 0, "", "", {}, "", 0},
+        StatusCase{"ZeroWithAWarning", 0, holder(500) + holder(600), "lsof: WARNING", {}, "", 2},
         StatusCase{"OneQuietAndEmptyMeansNothingOpen", 1, "", "", {}, "", 0},
         StatusCase{"OneListingOnlyUs", 1, holder(ownPID), "", {}, "", 0},
-        StatusCase{"OneWithAComplaint", 1, "", "\n lsof: status error on /x: not a file system \n",
-                   failed, "lsof: status error on /x: not a file system", 0},
-        StatusCase{"OtherStatusQuiet", 2, "", "", failed, "macOS could not inspect the disk.", 0},
-        StatusCase{"KilledBySignal", 15, "", "", failed, "macOS could not inspect the disk.", 0},
+        StatusCase{"GarbageOutput", 1, "garbage\nwithout fields", "", {}, "", 0},
+        StatusCase{"OneWithAComplaint", 1, "", "\n lsof: status error on /x \n", failed,
+                   "lsof: status error on /x", 0},
+        StatusCase{"OtherStatusQuiet", 2, "garbage", "", failed, couldNotInspect, 0},
         StatusCase{"PartialQuiet", 1, holder(500), "", incomplete,
                    "macOS returned an incomplete process list.", 0},
         StatusCase{"PartialWithAComplaint", 2, holder(500), "  lsof: can't read kernel  \n",
                    incomplete, "macOS returned an incomplete process list. lsof: can't read kernel",
-                   0},
-        StatusCase{"GarbageOutput", 1, "garbage\nwithout fields", "", {}, "", 0},
-        StatusCase{"GarbageWithStatusTwo", 2, "garbage", "", failed,
-                   "macOS could not inspect the disk.", 0}),
+                   0}),
     [](const auto& info) { return info.param.name; });
 
 TEST_F(LsofBlockerDiagnoserTest, EnrichesWithTheLiveIdentityOrKeepsTheParsedProcess) {
@@ -158,7 +129,6 @@ TEST_F(LsofBlockerDiagnoserTest, EnrichesWithTheLiveIdentityOrKeepsTheParsedProc
     EXPECT_EQ(blockers[0], parsed[0].withExecutionIdentity(
                                "/usr/bin/live500", ProcessStartTime{1'700'000'500u, 5},
                                ParentApplication{42, "Files", "org.example.Files"}));
-    EXPECT_EQ(blockers[0].command, "holder500") << "lsof's command name stays";
     EXPECT_EQ(blockers[1], parsed[1]) << "a process gone before enrichment stays as parsed";
 }
 
@@ -170,35 +140,21 @@ TEST_F(LsofBlockerDiagnoserTest, NeverListsTovoItself) {
 }
 
 TEST_F(LsofBlockerDiagnoserTest, MergesVolumesByPidInFirstSeenOrder) {
-    addTwoVolumes();
+    addSecondVolume();
     runner_->answer({0, holder(500) + holder(600), ""});
     runner_->answer({0, holder(700, "/media/user/DATA/b") + holder(500, "/media/user/DATA/c"), ""});
-
     const auto blockers = diagnose();
     EXPECT_THAT(pids(blockers), ElementsAre(500, 600, 700));
-    std::vector<std::string> paths;
-    for (const auto& file : blockers[0].openFiles) {
-        paths.push_back(file.path);
-    }
-    EXPECT_THAT(paths,
-                ::testing::UnorderedElementsAre("/media/user/DISK/a.txt", "/media/user/DATA/c"));
+    EXPECT_EQ(blockers[0].openFiles.size(), 2u);
 }
 
-TEST_F(LsofBlockerDiagnoserTest, AFailureOnALaterMountDiscardsWhatEarlierOnesFound) {
-    addTwoVolumes();
+TEST_F(LsofBlockerDiagnoserTest, FailuresOnAnyMountAndRunnerErrorsPassThrough) {
+    addSecondVolume();
     runner_->answer({0, holder(500), ""});
     runner_->answer({2, "", "boom"});
-    EXPECT_THROW(diagnose(), DiagnosisError);
-}
-
-TEST_F(LsofBlockerDiagnoserTest, RunnerErrorsPassThroughUnchanged) {
+    EXPECT_THROW(diagnose(), DiagnosisError) << "what earlier mounts found is discarded";
     runner_->fail(CommandRunnerError(CommandRunnerError::Kind::timedOut));
-    try {
-        diagnose();
-        FAIL() << "expected the runner's error";
-    } catch (const CommandRunnerError& error) {
-        EXPECT_EQ(error.kind, CommandRunnerError::Kind::timedOut);
-    }
+    EXPECT_THROW(diagnose(), CommandRunnerError);
     runner_->fail(CancellationError());
     EXPECT_THROW(diagnose(), CancellationError);
 }
@@ -219,18 +175,18 @@ TEST_P(LsofDissenter, IsAddedLastOnlyWhenPlausibleAndNew) {
         metadata_->add(metadataOf(pid));
     }
     const auto blockers = diagnose(GetParam().dissenter);
-    EXPECT_THAT(pids(blockers), ElementsAreArray(GetParam().expected));
+    EXPECT_THAT(pids(blockers), ::testing::ElementsAreArray(GetParam().expected));
     EXPECT_FALSE(blockers.front().isSystemDissent) << "a listed dissenter stays as lsof saw it";
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Ids, LsofDissenter,
-    ::testing::Values(DissentCase{"None", std::nullopt, {500}}, DissentCase{"New", 900, {500, 900}},
-                      DissentCase{"Kernel", 0, {500}}, DissentCase{"Init", 1, {500}},
-                      DissentCase{"Negative", -900, {500}}, DissentCase{"Tovo", ownPID, {500}},
-                      DissentCase{"AlreadyListed", 500, {500}},
-                      DissentCase{"Vanished", 901, {500}}),
-    [](const auto& info) { return info.param.name; });
+INSTANTIATE_TEST_SUITE_P(Ids, LsofDissenter,
+                         ::testing::Values(DissentCase{"New", 900, {500, 900}},
+                                           DissentCase{"Init", 1, {500}},
+                                           DissentCase{"Negative", -900, {500}},
+                                           DissentCase{"Tovo", ownPID, {500}},
+                                           DissentCase{"AlreadyListed", 500, {500}},
+                                           DissentCase{"Vanished", 901, {500}}),
+                         [](const auto& info) { return info.param.name; });
 
 TEST_F(LsofBlockerDiagnoserTest, TheDissenterIsDescribedFromItsMetadata) {
     disk_.volumes.clear();
@@ -240,16 +196,17 @@ TEST_F(LsofBlockerDiagnoserTest, TheDissenterIsDescribedFromItsMetadata) {
     const auto blockers = diagnose(900);
     EXPECT_TRUE(runner_->calls.empty()) << "a disk without mounts runs no command";
     ASSERT_EQ(blockers.size(), 1u);
-    EXPECT_EQ(blockers[0], (BlockingProcess{900,
-                                            42,
-                                            "live900",
-                                            501u,
-                                            std::nullopt,
-                                            {},
-                                            "/usr/bin/live900",
-                                            ProcessStartTime{1'700'000'900u, 5},
-                                            true,
-                                            ParentApplication{42, "Files", std::nullopt}}));
+    const BlockingProcess expected{900,
+                                   42,
+                                   "live900",
+                                   501u,
+                                   std::nullopt,
+                                   {},
+                                   "/usr/bin/live900",
+                                   ProcessStartTime{1'700'000'900u, 5},
+                                   true,
+                                   ParentApplication{42, "Files", std::nullopt}};
+    EXPECT_EQ(blockers[0], expected);
 }
 
 } // namespace

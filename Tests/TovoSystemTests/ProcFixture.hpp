@@ -12,10 +12,7 @@ public:
     static constexpr long ticksPerSecond = 100;
     static constexpr std::uint64_t bootTime = 1'700'000'000;
 
-    ProcFixture() {
-        write("stat", "cpu  1 2 3 4\ncpu0 1 2 3 4\nintr 5\nctxt 6\nbtime " +
-                          std::to_string(bootTime) + "\nprocesses 7\n");
-    }
+    ProcFixture() { write("stat", "cpu  1 2 3 4\nbtime " + std::to_string(bootTime) + "\n"); }
 
     const std::filesystem::path& root() const { return folder_.path(); }
 
@@ -26,10 +23,8 @@ public:
         const auto folder = std::to_string(pid) + "/";
         std::filesystem::create_directories(root() / folder);
         write(folder + "stat", statLine(pid, command, parent, startTicks));
-        write(folder + "status", "Name:\t" + command + "\nUmask:\t0022\nState:\tS (sleeping)\n" +
-                                     "Tgid:\t" + std::to_string(pid) + "\nPPid:\t" +
-                                     std::to_string(parent) + "\nUid:\t" + std::to_string(uid) +
-                                     "\t0\t0\t0\nGid:\t100\t100\t100\t100\n");
+        write(folder + "status", "Name:\t" + command + "\nPPid:\t" + std::to_string(parent) +
+                                     "\nUid:\t" + std::to_string(uid) + "\t0\t0\t0\n");
         write(folder + "comm", command + "\n");
         if (executable) {
             std::filesystem::create_symlink(*executable, root() / folder / "exe");
@@ -48,9 +43,7 @@ public:
                                 std::uint64_t startTicks) {
         return std::to_string(pid) + " (" + command + ") S " + std::to_string(parent) +
                " 4242 4242 34816 4242 4194560 1180 0 0 0 2 1 0 0 20 0 1 0 " +
-               std::to_string(startTicks) +
-               " 9334784 1280 18446744073709551615 1 1 0 0 0 0 65536 4 65536 0 0 0 17 1 0 0 0 "
-               "0 0 0 0 0 0 0 0 0 0\n";
+               std::to_string(startTicks) + " 9334784 1280 18446744073709551615 1 1 0 0\n";
     }
 
 private:

@@ -7,7 +7,6 @@
 namespace tovo {
 namespace {
 
-using testing::FakeApplicationRegistry;
 using testing::ProcFixture;
 
 class ProcessMetadataProviderTest : public ::testing::Test {
@@ -16,36 +15,30 @@ protected:
         return SystemProcessMetadataProvider(
             registry_, ProcFileSystem(fixture_.root(), ProcFixture::ticksPerSecond));
     }
-
-    RunningApplication application(std::int32_t pid, std::optional<std::string> name,
-                                   std::optional<std::string> id,
-                                   ActivationPolicy policy = ActivationPolicy::regular) {
-        return RunningApplication{pid, std::move(name), std::move(id), policy};
+    void addApplication(std::int32_t pid, std::optional<std::string> name,
+                        std::optional<std::string> id,
+                        ActivationPolicy policy = ActivationPolicy::regular) {
+        registry_->add(RunningApplication{pid, std::move(name), std::move(id), policy});
     }
 
     ProcFixture fixture_;
-    std::shared_ptr<FakeApplicationRegistry> registry_ =
-        std::make_shared<FakeApplicationRegistry>();
+    std::shared_ptr<testing::FakeApplicationRegistry> registry_ =
+        std::make_shared<testing::FakeApplicationRegistry>();
 };
 
-TEST_F(ProcessMetadataProviderTest, DescribesAReadableProcess) {
+TEST_F(ProcessMetadataProviderTest, DescribesAReadableProcessEvenWithoutItsExecutable) {
     fixture_.addProcess(4242, 300, "rsync", 1000, 123'456, "/usr/bin/rsync");
+    fixture_.addProcess(4243, 300, "rsync", 0, 5, std::nullopt);
     EXPECT_EQ(provider().metadata(4242),
               (ProcessMetadata{4242, 300, 1000, "rsync", "/usr/bin/rsync",
                                ProcessStartTime{ProcFixture::bootTime + 1234, 560'000}}));
-}
-
-TEST_F(ProcessMetadataProviderTest, AnUnreadableExecutableStillGivesMetadata) {
-    fixture_.addProcess(4242, 300, "rsync", 0, 5, std::nullopt);
-    const auto metadata = provider().metadata(4242);
-    ASSERT_TRUE(metadata);
-    EXPECT_EQ(metadata->executablePath, std::nullopt);
+    EXPECT_EQ(provider().metadata(4243)->executablePath, std::nullopt);
 }
 
 struct AbsentCase {
     const char* name;
     std::int32_t pid;
-    const char* removedFile; ///< of pid 4242, or nothing
+    const char* removedFile; ///< of pid 4242 ("stat" at the root: the boot time), or nothing
     friend void PrintTo(const AbsentCase& c, std::ostream* os) { *os << c.name; }
 };
 
@@ -54,7 +47,7 @@ class ProcessMetadataAbsent : public ProcessMetadataProviderTest,
 
 TEST_P(ProcessMetadataAbsent, YieldsNothingForMetadataOrParent) {
     fixture_.addProcess(300, 200);
-    registry_->add(application(300, "Terminal", "org.example.Terminal"));
+    addApplication(300, "Terminal", "org.example.Terminal");
     fixture_.addProcess(4242, 300);
     if (GetParam().removedFile) {
         fixture_.remove(4242, GetParam().removedFile);
@@ -77,46 +70,19 @@ TEST_F(ProcessMetadataProviderTest, WithoutBootTimeNothingIsKnown) {
     EXPECT_EQ(provider().metadata(4242), std::nullopt);
 }
 
-struct CommandCase {
-    const char* name;
-    std::optional<RunningApplication> application;
-    std::optional<std::string> comm; ///< file contents; none removes the file
-    std::string expected;
-    friend void PrintTo(const CommandCase& c, std::ostream* os) { *os << c.name; }
-};
-
-class ProcessMetadataCommand : public ProcessMetadataProviderTest,
-                               public ::testing::WithParamInterface<CommandCase> {};
-
-TEST_P(ProcessMetadataCommand, PrefersApplicationIdThenNameThenCommThenPid) {
-    fixture_.addProcess(4242, 300);
-    if (GetParam().comm) {
-        fixture_.write("4242/comm", *GetParam().comm);
-    } else {
-        fixture_.remove(4242, "comm");
+TEST_F(ProcessMetadataProviderTest, CommandPrefersApplicationIdThenNameThenCommThenPid) {
+    for (const std::int32_t pid : {1, 2, 3, 4}) {
+        fixture_.addProcess(pid, 0);
     }
-    if (GetParam().application) {
-        registry_->add(*GetParam().application);
-    }
-    EXPECT_EQ(provider().metadata(4242)->command, GetParam().expected);
+    addApplication(1, "Editor", "org.example.Editor");
+    addApplication(2, "Editor", std::nullopt, ActivationPolicy::prohibited);
+    fixture_.write("3/comm", "my (odd) \xff\n");
+    fixture_.remove(4, "comm");
+    EXPECT_EQ(provider().metadata(1)->command, "org.example.Editor");
+    EXPECT_EQ(provider().metadata(2)->command, "Editor");
+    EXPECT_EQ(provider().metadata(3)->command, "my (odd) \xEF\xBF\xBD");
+    EXPECT_EQ(provider().metadata(4)->command, "Process 4");
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Names, ProcessMetadataCommand,
-    ::testing::Values(CommandCase{"ApplicationId",
-                                  RunningApplication{4242, "Editor", "org.example.Editor",
-                                                     ActivationPolicy::regular},
-                                  "editor\n", "org.example.Editor"},
-                      CommandCase{"ApplicationNameWithoutId",
-                                  RunningApplication{4242, "Editor", std::nullopt,
-                                                     ActivationPolicy::prohibited},
-                                  "editor\n", "Editor"},
-                      CommandCase{"CommWithSpacesAndParentheses", std::nullopt, "my (odd) name\n",
-                                  "my (odd) name"},
-                      CommandCase{"CommNotUtf8", std::nullopt, "ed\xff\n", "ed\xEF\xBF\xBD"},
-                      CommandCase{"EmptyComm", std::nullopt, "", "Process 4242"},
-                      CommandCase{"CommHidden", std::nullopt, std::nullopt, "Process 4242"}),
-    [](const auto& info) { return info.param.name; });
 
 TEST_F(ProcessMetadataProviderTest, FindsTheNearestShownApplicationAmongTheAncestors) {
     // 4242 (itself an app) -> 500 (background helper of an app) -> 400 (shell) -> 300 (terminal)
@@ -124,44 +90,30 @@ TEST_F(ProcessMetadataProviderTest, FindsTheNearestShownApplicationAmongTheAnces
     fixture_.addProcess(400, 300);
     fixture_.addProcess(500, 400);
     fixture_.addProcess(4242, 500);
-    registry_->add(application(4242, "Self", "org.example.Self"));
-    registry_->add(application(500, "Helper", "org.example.Helper", ActivationPolicy::prohibited));
-    registry_->add(application(300, "Terminal", "org.example.Terminal"));
+    fixture_.addProcess(600, 600); // its own parent
+    fixture_.addProcess(601, 600);
+    addApplication(4242, "Self", "org.example.Self");
+    addApplication(500, "Helper", "org.example.Helper", ActivationPolicy::prohibited);
+    addApplication(300, "Terminal", "org.example.Terminal");
 
     EXPECT_EQ(provider().parentApplication(4242),
               (ParentApplication{300, "Terminal", "org.example.Terminal"}));
     EXPECT_EQ(provider().parentApplication(300), std::nullopt) << "pid 1 is no application";
+    EXPECT_EQ(provider().parentApplication(601), std::nullopt) << "a loop ends the walk";
 }
 
-struct ParentNameCase {
-    const char* name;
-    std::optional<std::string> localizedName;
-    std::optional<std::string> id;
-    ActivationPolicy policy;
-    std::string expected;
-    friend void PrintTo(const ParentNameCase& c, std::ostream* os) { *os << c.name; }
-};
-
-class ParentApplicationName : public ProcessMetadataProviderTest,
-                              public ::testing::WithParamInterface<ParentNameCase> {};
-
-TEST_P(ParentApplicationName, PrefersTheDisplayNameThenTheIdThenApp) {
-    fixture_.addProcess(300, 1);
-    fixture_.addProcess(4242, 300);
-    registry_->add(application(300, GetParam().localizedName, GetParam().id, GetParam().policy));
-    EXPECT_EQ(provider().parentApplication(4242),
-              (ParentApplication{300, GetParam().expected, GetParam().id}));
+TEST_F(ProcessMetadataProviderTest, ParentNamePrefersTheDisplayNameThenTheIdThenApp) {
+    for (const std::int32_t pid : {10, 20, 30}) {
+        fixture_.addProcess(pid, pid / 10);
+        fixture_.addProcess(pid + 1, pid);
+    }
+    addApplication(10, "Files", "org.example.Files");
+    addApplication(20, std::nullopt, "org.example.Tray", ActivationPolicy::accessory);
+    addApplication(30, std::nullopt, std::nullopt);
+    EXPECT_EQ(provider().parentApplication(11)->name, "Files");
+    EXPECT_EQ(provider().parentApplication(21)->name, "org.example.Tray");
+    EXPECT_EQ(provider().parentApplication(31), (ParentApplication{30, "App", std::nullopt}));
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Names, ParentApplicationName,
-    ::testing::Values(ParentNameCase{"DisplayName", "Files", "org.example.Files",
-                                     ActivationPolicy::regular, "Files"},
-                      ParentNameCase{"IdOnly", std::nullopt, "org.example.Tray",
-                                     ActivationPolicy::accessory, "org.example.Tray"},
-                      ParentNameCase{"Nothing", std::nullopt, std::nullopt,
-                                     ActivationPolicy::regular, "App"}),
-    [](const auto& info) { return info.param.name; });
 
 class ParentApplicationDepth : public ProcessMetadataProviderTest,
                                public ::testing::WithParamInterface<int> {};
@@ -172,22 +124,11 @@ TEST_P(ParentApplicationDepth, LooksAtMostTwelveAncestorsUp) {
     for (int level = 0; level <= depth; ++level) {
         fixture_.addProcess(1000 + level, level == depth ? 1 : 1001 + level);
     }
-    registry_->add(application(1000 + depth, "Shell", "org.example.Shell"));
-    const auto found = provider().parentApplication(1000);
-    EXPECT_EQ(found.has_value(), depth <= SystemProcessMetadataProvider::maximumAncestorSteps);
+    addApplication(1000 + depth, "Shell", "org.example.Shell");
+    EXPECT_EQ(provider().parentApplication(1000).has_value(), depth <= 12);
 }
 
-INSTANTIATE_TEST_SUITE_P(Levels, ParentApplicationDepth, ::testing::Values(1, 11, 12, 13));
-
-TEST_F(ProcessMetadataProviderTest, AnUnreadableOrLoopingAncestryEndsTheWalk) {
-    fixture_.addProcess(600, 600); // its own parent
-    fixture_.addProcess(4242, 600);
-    fixture_.addProcess(700, 650); // 650 vanished, its parent unknown
-    fixture_.addProcess(800, 700);
-    registry_->add(application(200, "Shell", "org.example.Shell"));
-    EXPECT_EQ(provider().parentApplication(4242), std::nullopt);
-    EXPECT_EQ(provider().parentApplication(800), std::nullopt);
-}
+INSTANTIATE_TEST_SUITE_P(Levels, ParentApplicationDepth, ::testing::Values(12, 13));
 
 } // namespace
 } // namespace tovo

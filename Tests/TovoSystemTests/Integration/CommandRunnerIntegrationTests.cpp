@@ -2,7 +2,6 @@
 #include "TovoSystem/Services/SystemCommandRunner.hpp"
 #include "TovoSystemTests/ProcessTestSupport.hpp"
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <regex>
@@ -11,15 +10,7 @@ namespace tovo {
 namespace {
 
 using namespace std::chrono_literals;
-using testing::awaitPidFile;
-using testing::eventually;
-using testing::helperProgram;
-using testing::isAliveAndNotZombie;
-using testing::processState;
-using testing::runToEnd;
-using testing::StartedTask;
-using testing::TemporaryFolder;
-
+using namespace testing;
 using Seconds = std::chrono::duration<double>;
 
 class CommandRunnerWithChildren : public ::testing::Test {
@@ -40,39 +31,60 @@ protected:
         return runToEnd(executor_, runner.run(std::move(executable), std::move(arguments)));
     }
 
+    /// Starts `arguments` (whose last one is the pid file it writes), cancels it once it
+    /// runs and returns the child's pid and how long the run took to end.
+    std::pair<pid_t, double> cancelRunning(std::filesystem::path executable,
+                                           std::vector<std::string> arguments) {
+        SystemCommandRunner runner(executor_, 20, scratch_.path());
+        const std::filesystem::path pidFile = arguments.back();
+        StartedTask<CommandResult> run(executor_, runner.run(executable, arguments));
+        executor_.runAll();
+        const auto pid = awaitPidFile(pidFile);
+        const auto cancelled = std::chrono::steady_clock::now();
+        run.cancel();
+        EXPECT_TRUE(run.finish(executor_, 5s));
+        EXPECT_TRUE(isCancellation(run.error()));
+        return {pid, Seconds(std::chrono::steady_clock::now() - cancelled).count()};
+    }
+
     ManualExecutor executor_;
     TemporaryFolder scratch_;
     TemporaryFolder work_;
     std::vector<pid_t> leftovers_;
 };
 
-TEST_F(CommandRunnerWithChildren, ExitOneWithNothingWrittenIsAResultNotAnError) {
-    const auto result = run("/bin/false", {});
-    EXPECT_EQ(result, (CommandResult{1, "", ""}));
+struct RunCase {
+    const char* name;
+    std::vector<std::string> command;
+    CommandResult expected;
+    friend void PrintTo(const RunCase& c, std::ostream* os) { *os << c.name; }
+};
+
+class CommandRunnerResults : public CommandRunnerWithChildren,
+                             public ::testing::WithParamInterface<RunCase> {};
+
+TEST_P(CommandRunnerResults, CapturesStatusAndBothStreams) {
+    auto arguments = GetParam().command;
+    const std::filesystem::path executable = arguments.front();
+    arguments.erase(arguments.begin());
+    EXPECT_EQ(run(executable, arguments), GetParam().expected);
 }
 
-TEST_F(CommandRunnerWithChildren, CapturesBothStreamsAndTheStatus) {
-    const auto result =
-        run("/bin/sh", {"-c", "printf 'p1\\0'; printf '\\n  careful  \\n\\n' >&2; exit 3"});
-    EXPECT_EQ(result.status, 3);
-    EXPECT_EQ(result.standardOutput, std::string("p1\0", 3));
-    EXPECT_EQ(result.errorText(), "careful");
-}
-
-TEST_F(CommandRunnerWithChildren, PassesArgumentsVerbatimWithoutAShell) {
-    const auto result = run("/usr/bin/printf", {"%s|", "a b", "$HOME", "*", ""});
-    EXPECT_EQ(result.standardOutput, "a b|$HOME|*||");
-}
-
-TEST_F(CommandRunnerWithChildren, OutputLargerThanAPipeNeverBlocksTheChild) {
-    const auto result = run("/bin/sh", {"-c", "head -c 3000000 /dev/zero"});
-    EXPECT_EQ(result.status, 0);
-    EXPECT_EQ(result.standardOutput.size(), 3'000'000u);
-}
-
-TEST_F(CommandRunnerWithChildren, AChildEndedByASignalReportsTheSignalNumber) {
-    EXPECT_EQ(run("/bin/sh", {"-c", "kill -TERM $$"}).status, SIGTERM);
-}
+INSTANTIATE_TEST_SUITE_P(
+    Children, CommandRunnerResults,
+    ::testing::Values(
+        RunCase{"ExitOneWithNothingWritten", {"/bin/false"}, {1, "", ""}},
+        RunCase{"BothStreams",
+                {"/bin/sh", "-c", "printf 'p1\\0'; printf ' careful \\n' >&2; exit 3"},
+                {3, std::string("p1\0", 3), " careful \n"}},
+        RunCase{"ArgumentsVerbatimWithoutAShell",
+                {"/usr/bin/printf", "%s|", "a b", "$HOME", "*", ""},
+                {0, "a b|$HOME|*||", ""}},
+        RunCase{"EndedByASignal", {"/bin/sh", "-c", "kill -TERM $$"}, {SIGTERM, "", ""}},
+        RunCase{"OutputLargerThanAPipe",
+                {"/bin/sh", "-c", "head -c 3000000 /dev/zero"},
+                {0, std::string(3'000'000, '\0'), ""}}),
+    [](const auto& info) { return info.param.name; });
 
 TEST_F(CommandRunnerWithChildren, ScratchFilesLiveInAFreshUpperCaseUuidFolderOfTmpdir) {
     const char* previous = std::getenv("TMPDIR");
@@ -94,7 +106,7 @@ TEST_F(CommandRunnerWithChildren, AStubbornChildIsAbandonedAfterTheGraceNeverKil
     const auto started = std::chrono::steady_clock::now();
     try {
         run(helperProgram("child_ignore_term"), {pidFile.string()}, 0.3);
-        FAIL() << "the run must time out";
+        ADD_FAILURE() << "the run must time out";
     } catch (const CommandRunnerError& error) {
         EXPECT_EQ(error.kind, CommandRunnerError::Kind::timedOut);
         EXPECT_EQ(error.description(), "The process check took too long. Try again.");
@@ -103,7 +115,6 @@ TEST_F(CommandRunnerWithChildren, AStubbornChildIsAbandonedAfterTheGraceNeverKil
     const auto pid = awaitPidFile(pidFile);
     ASSERT_GT(pid, 0);
     leftovers_.push_back(pid);
-
     // Deadline 0.3 s, then the 0.4 s grace.
     EXPECT_GE(elapsed.count(), 0.69);
     EXPECT_LT(elapsed.count(), 1.2);
@@ -111,62 +122,38 @@ TEST_F(CommandRunnerWithChildren, AStubbornChildIsAbandonedAfterTheGraceNeverKil
 }
 
 TEST_F(CommandRunnerWithChildren, CancellationStopsTheRunningChildAtOnce) {
-    const auto pidFile = work_.path() / "pid";
-    SystemCommandRunner runner(executor_, 20, scratch_.path());
-    StartedTask<CommandResult> run(
-        executor_,
-        runner.run("/bin/sh",
-                   {"-c", "echo $$ > \"$0.tmp\" && mv \"$0.tmp\" \"$0\" && exec sleep 30",
-                    pidFile.string()}));
-    executor_.runAll();
-    const auto pid = awaitPidFile(pidFile);
+    const auto [pid, elapsed] = cancelRunning(
+        "/bin/sh", {"-c", "echo $$ > \"$0.tmp\" && mv \"$0.tmp\" \"$0\" && exec sleep 30",
+                    (work_.path() / "pid").string()});
     ASSERT_GT(pid, 0);
-
-    const auto cancelled = std::chrono::steady_clock::now();
-    run.cancel();
-    ASSERT_TRUE(run.finish(executor_, 5s));
-    const Seconds elapsed = std::chrono::steady_clock::now() - cancelled;
-
-    EXPECT_TRUE(isCancellation(run.error()));
-    EXPECT_LT(elapsed.count(), 0.3);
+    EXPECT_LT(elapsed, 0.3);
     EXPECT_FALSE(processState(pid)) << "the stopped child must be gone and reaped";
 }
 
 TEST_F(CommandRunnerWithChildren, CancellingAStubbornChildEndsTheRunAfterTheGrace) {
-    const auto pidFile = work_.path() / "pid";
-    SystemCommandRunner runner(executor_, 20, scratch_.path());
-    StartedTask<CommandResult> run(executor_,
-                                   runner.run(helperProgram("child_ignore_term"), {pidFile}));
-    executor_.runAll();
-    const auto pid = awaitPidFile(pidFile);
+    const auto [pid, elapsed] =
+        cancelRunning(helperProgram("child_ignore_term"), {(work_.path() / "pid").string()});
     ASSERT_GT(pid, 0);
     leftovers_.push_back(pid);
-
-    const auto cancelled = std::chrono::steady_clock::now();
-    run.cancel();
-    ASSERT_TRUE(run.finish(executor_, 5s));
-    const Seconds elapsed = std::chrono::steady_clock::now() - cancelled;
-
-    EXPECT_TRUE(isCancellation(run.error()));
-    EXPECT_GE(elapsed.count(), 0.39);
-    EXPECT_LT(elapsed.count(), 0.9);
+    EXPECT_GE(elapsed, 0.39);
+    EXPECT_LT(elapsed, 0.9);
     EXPECT_TRUE(isAliveAndNotZombie(pid));
 }
 
 class CommandRunnerOnFullDisk : public ::testing::TestWithParam<int> {};
 
 TEST_P(CommandRunnerOnFullDisk, ScratchFilesThatCannotBeMadeAreReportedAsSuch) {
-    if (!testing::isRoot()) {
+    if (!isRoot()) {
         GTEST_SKIP() << "mounting a tmpfs with few inodes needs root";
     }
     // Inodes for the folder, then for none or one of the two files.
-    testing::TmpfsMount disk("size=1m,nr_inodes=" + std::to_string(GetParam()));
+    TmpfsMount disk("size=1m,nr_inodes=" + std::to_string(GetParam()));
     ASSERT_TRUE(disk.isMounted());
     ManualExecutor executor;
     SystemCommandRunner runner(executor, 5, disk.path());
     try {
         runToEnd(executor, runner.run("/bin/true", {}));
-        FAIL() << "the run must not start";
+        ADD_FAILURE() << "the run must not start";
     } catch (const CommandRunnerError& error) {
         EXPECT_EQ(error.kind, CommandRunnerError::Kind::couldNotCreateTemporaryFiles);
         EXPECT_EQ(error.description(), "Tovo could not prepare a process check.");

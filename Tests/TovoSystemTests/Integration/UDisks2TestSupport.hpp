@@ -73,27 +73,20 @@ class Child {
 public:
     Child(std::vector<std::string> arguments, std::vector<std::string> environment = {},
           const std::filesystem::path& output = "/dev/null") {
+        // env(1) adds the variables and execs in place, so the pid stays the program's.
+        arguments.insert(arguments.begin(), environment.begin(), environment.end());
+        arguments.insert(arguments.begin(), "/usr/bin/env");
         std::vector<char*> argv;
         for (auto& argument : arguments) {
             argv.push_back(argument.data());
         }
         argv.push_back(nullptr);
-        std::vector<std::string> variables;
-        for (char** e = environ; *e != nullptr; ++e) {
-            variables.emplace_back(*e);
-        }
-        variables.insert(variables.end(), environment.begin(), environment.end());
-        std::vector<char*> envp;
-        for (auto& variable : variables) {
-            envp.push_back(variable.data());
-        }
-        envp.push_back(nullptr);
         posix_spawn_file_actions_t actions;
         posix_spawn_file_actions_init(&actions);
         posix_spawn_file_actions_addopen(&actions, 1, output.c_str(), O_WRONLY | O_CREAT | O_APPEND,
                                          0644);
         posix_spawn_file_actions_adddup2(&actions, 1, 2);
-        if (posix_spawn(&pid_, argv[0], &actions, nullptr, argv.data(), envp.data()) != 0) {
+        if (posix_spawn(&pid_, argv[0], &actions, nullptr, argv.data(), environ) != 0) {
             pid_ = -1;
         }
         posix_spawn_file_actions_destroy(&actions);

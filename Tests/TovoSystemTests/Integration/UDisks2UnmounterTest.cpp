@@ -1,5 +1,6 @@
 #include "TovoSystem/Services/UDisks2Unmounter.hpp"
 
+#include "Support/ModelBuilders.hpp"
 #include "TovoCore/Async/Spawn.hpp"
 #include "TovoSystem/Services/FileManagerDiskEjector.hpp"
 #include "UDisks2TestSupport.hpp"
@@ -66,15 +67,9 @@ protected:
         UDisks2Unmounter unmounter(executor, bus->address(), std::chrono::seconds(10));
         AcceptingValidator validator;
         FileManagerDiskEjector ejector(unmounter, validator);
-        ExternalDisk target{"attachment:1",
-                            "Test",
-                            std::nullopt,
-                            std::nullopt,
-                            1,
-                            disk,
-                            {DiskVolume{"v", std::nullopt, std::nullopt, "v", mountPoint,
-                                        std::nullopt, std::nullopt, std::nullopt, false}},
-                            std::nullopt};
+        auto target = testing::makeDisk(1);
+        target.wholeDiskIdentifier = disk;
+        target.volumes[0].mountURL = mountPoint;
         auto handle = spawn(executor, ejector.eject(target));
         EXPECT_TRUE(executor.runUntil([&] { return handle.isDone(); }));
         return handle.error();
@@ -86,21 +81,6 @@ protected:
     static inline std::unique_ptr<PrivateBus> bus;
     static inline std::unique_ptr<Child> daemon;
 };
-
-TEST_F(UDisks2UnmounterTest, IdleFileSystemIsUnmountedForRealFromEveryMountPoint) {
-    LoopDisk disk(folder, "idle");
-    ASSERT_TRUE(disk.isAttached());
-    disk.format(disk.device(), "IDLE");
-    udev->keepRunningAndSettle();
-    const auto mountPoint = disk.mount(disk.device(), folder / "idle mount");
-    const auto again = disk.mount(disk.device(), folder / "again");
-    waitUntilUdisksSees(mountPoint);
-    waitUntilUdisksSees(again);
-
-    EXPECT_FALSE(eject(mountPoint, disk.kernelName()));
-    EXPECT_FALSE(isMounted(mountPoint));
-    EXPECT_FALSE(isMounted(again));
-}
 
 TEST_F(UDisks2UnmounterTest, BusyMountIsRefusedAsBusyInUdisksWords) {
     LoopDisk disk(folder, "busy");
@@ -126,7 +106,7 @@ TEST_F(UDisks2UnmounterTest, BusyMountIsRefusedAsBusyInUdisksWords) {
     EXPECT_TRUE(isMounted(mountPoint));
 }
 
-TEST_F(UDisks2UnmounterTest, EveryMountedFileSystemOfTheDiskIsUnmounted) {
+TEST_F(UDisks2UnmounterTest, EveryMountedFileSystemOfTheDiskIsUnmountedForReal) {
     LoopDisk disk(folder, "two", 64);
     ASSERT_TRUE(disk.isAttached());
     disk.partitionInTwo();
@@ -136,14 +116,17 @@ TEST_F(UDisks2UnmounterTest, EveryMountedFileSystemOfTheDiskIsUnmounted) {
     disk.format(first, "ONE");
     disk.format(second, "TWO");
     udev->keepRunningAndSettle();
-    const auto one = disk.mount(first, folder / "one");
-    const auto two = disk.mount(second, folder / "two");
-    waitUntilUdisksSees(one);
-    waitUntilUdisksSees(two);
+    const std::vector<std::filesystem::path> mounts{disk.mount(first, folder / "one mount"),
+                                                    disk.mount(first, folder / "again"),
+                                                    disk.mount(second, folder / "two")};
+    for (const auto& mountPoint : mounts) {
+        waitUntilUdisksSees(mountPoint);
+    }
 
-    EXPECT_FALSE(eject(two, disk.kernelName()));
-    EXPECT_FALSE(isMounted(one));
-    EXPECT_FALSE(isMounted(two));
+    EXPECT_FALSE(eject(mounts[2], disk.kernelName()));
+    for (const auto& mountPoint : mounts) {
+        EXPECT_FALSE(isMounted(mountPoint)) << mountPoint;
+    }
 }
 
 } // namespace
