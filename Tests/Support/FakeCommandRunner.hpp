@@ -3,8 +3,7 @@
 #include "TovoSystem/Services/CommandRunning.hpp"
 
 #include <deque>
-#include <exception>
-#include <variant>
+#include <functional>
 
 namespace tovo::testing {
 
@@ -18,26 +17,24 @@ public:
     };
 
     std::vector<Call> calls;
-    std::deque<std::variant<CommandResult, std::exception_ptr>> answers;
+    std::deque<std::function<CommandResult()>> answers;
 
-    void answer(CommandResult result) { answers.emplace_back(std::move(result)); }
+    void answer(CommandResult result) {
+        answers.emplace_back([result] { return result; });
+    }
     template<class E>
     void fail(E error) {
-        answers.emplace_back(std::make_exception_ptr(std::move(error)));
+        answers.emplace_back([error]() -> CommandResult { throw error; });
     }
 
     Task<CommandResult> run(std::filesystem::path executable,
                             std::vector<std::string> arguments) override {
         calls.push_back({std::move(executable), std::move(arguments)});
-        if (answers.empty()) {
-            co_return CommandResult{1, "", ""};
+        auto next = answers.empty() ? [] { return CommandResult{1, "", ""}; } : answers.front();
+        if (!answers.empty()) {
+            answers.pop_front();
         }
-        auto next = std::move(answers.front());
-        answers.pop_front();
-        if (auto* error = std::get_if<std::exception_ptr>(&next)) {
-            std::rethrow_exception(*error);
-        }
-        co_return std::get<CommandResult>(std::move(next));
+        co_return next();
     }
 };
 

@@ -56,14 +56,6 @@ protected:
         return disks;
     }
 
-    static std::vector<std::string> names(const std::vector<ExternalDisk>& disks) {
-        std::vector<std::string> result;
-        for (const auto& disk : disks) {
-            result.push_back(disk.displayName);
-        }
-        return result;
-    }
-
     ManualExecutor executor;
     FakeDeviceTree tree;
     // One file per process: ctest runs tests of this suite side by side.
@@ -87,22 +79,20 @@ TEST_F(SystemVolumeProviderTest, ListsOnlyDetachableHardwareInFileBrowserOrder) 
                    "44 27 8:49 / /media/u/Backup\\0402 ro,nosuid - ext4 /dev/sdd1 rw\n"
                    "45 27 8:65 / /media/u/Backup\\04010 rw - ext4 /dev/sde1 rw\n");
     const auto disks = list();
-    EXPECT_EQ(names(disks), (std::vector<std::string>{"alpha + Beta", "Backup 2", "Backup 10",
-                                                      "SanDisk Cruzer"}));
     ASSERT_EQ(disks.size(), 4u);
+    EXPECT_EQ(disks[0].displayName, "alpha + Beta");
+    EXPECT_EQ(disks[1].displayName + ", " + disks[2].displayName, "Backup 2, Backup 10");
 
     const auto& stick = disks[3];
+    EXPECT_EQ(stick.displayName, "SanDisk Cruzer");
     EXPECT_EQ(stick.id, "attachment:41");
-    EXPECT_EQ(stick.wholeDiskIdentifier, "sdb");
-    EXPECT_EQ(stick.physicalCapacity, 2'000'000LL * 512);
     ASSERT_EQ(stick.volumes.size(), 2u);
     EXPECT_EQ(stick.volumes[0], (DiskVolume{"P2", "P2", std::nullopt, "Photos 2",
                                             "/media/u/Photos 2", 1017, 400, "ext4", false}));
     EXPECT_EQ(stick.volumes[1].name, "Photos 10");
 
     EXPECT_EQ(disks[0].formatSummary(), "ExFAT + FAT");
-    EXPECT_TRUE(disks[1].volumes[0].isReadOnly);
-    EXPECT_FALSE(disks[2].volumes[0].isReadOnly);
+    EXPECT_TRUE(disks[1].volumes[0].isReadOnly && !disks[2].volumes[0].isReadOnly);
 }
 
 TEST_F(SystemVolumeProviderTest, SkipsVolumesWhoseDeviceVanishedAndCountsEachFileSystemOnce) {
@@ -140,29 +130,17 @@ TEST_F(SystemVolumeProviderTest, NothingMountedExternallyListsNothing) {
     EXPECT_TRUE(list().empty()) << "an unreadable mount table lists nothing";
 }
 
-struct VoteCase {
-    std::optional<bool> local, ejectable, removable, internal;
-    bool expected;
-};
-
-class EjectableExternalVoteTest : public ::testing::TestWithParam<VoteCase> {};
-
-TEST_P(EjectableExternalVoteTest, Votes) {
-    const auto& c = GetParam();
-    EXPECT_EQ(
-        SystemVolumeProvider::ejectableExternalVote(c.local, c.ejectable, c.removable, c.internal),
-        c.expected);
+TEST(EjectableExternalVoteTest, NeedsALocalVolumeAndAnEjectableOrRemovableOrExternalSign) {
+    const auto vote = SystemVolumeProvider::ejectableExternalVote;
+    const auto none = std::nullopt;
+    EXPECT_FALSE(vote(none, true, true, false));
+    EXPECT_FALSE(vote(false, true, true, false));
+    EXPECT_TRUE(vote(true, true, none, true));
+    EXPECT_TRUE(vote(true, false, true, true));
+    EXPECT_TRUE(vote(true, false, false, false));
+    EXPECT_FALSE(vote(true, none, none, true));
+    EXPECT_FALSE(vote(true, none, none, none));
 }
-
-INSTANTIATE_TEST_SUITE_P(Flags, EjectableExternalVoteTest,
-                         ::testing::Values(VoteCase{std::nullopt, true, true, false, false},
-                                           VoteCase{false, true, true, false, false},
-                                           VoteCase{true, true, std::nullopt, true, true},
-                                           VoteCase{true, false, true, true, true},
-                                           VoteCase{true, false, false, false, true},
-                                           VoteCase{true, std::nullopt, std::nullopt, true, false},
-                                           VoteCase{true, std::nullopt, std::nullopt, std::nullopt,
-                                                    false}));
 
 } // namespace
 } // namespace tovo
