@@ -46,9 +46,6 @@ INSTANTIATE_TEST_SUITE_P(
                                       testing::addUsbDisk(t, "sdc", 42, false, {}, {{}, {}});
                                   },
                                   "/dev/sdc2", "io:42", 42, false, "sdc"},
-                      ResolveCase{"file_system_on_the_whole_disk",
-                                  [](auto& t) { testing::addUsbDisk(t, "sdd", 43, false, {}, {}); },
-                                  "/dev/sdd", "io:43", 43, false, "sdd"},
                       ResolveCase{"internal_disk_groups_logically",
                                   [](auto& t) {
                                       testing::addInternalDisk(t, "sda", 1, {{}, {}});

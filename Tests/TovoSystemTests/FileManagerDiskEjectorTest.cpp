@@ -101,17 +101,17 @@ const std::string failedName = "org.freedesktop.UDisks2.Error.Failed";
 constexpr auto busy = EjectionFailureKind::busy;
 constexpr auto other = EjectionFailureKind::other;
 
-INSTANTIATE_TEST_SUITE_P(
-    Refusals, EjectorRefusalTest,
-    ::testing::Values(
-        RefusalCase{"busy", UnmountError(busyName, busyText), failure(busyText, busy, busyName)},
-        RefusalCase{"busy_with_code_and_dissenter", UnmountError(busyName, busyText, 14, 4242),
-                    failure(busyText, busy, busyName, 4242, 14)},
-        RefusalCase{"other_keeps_its_dissenter", UnmountError(failedName, "Error", {}, 99),
-                    failure("Error", other, failedName, 99)},
-        RefusalCase{"busy_name_must_match_exactly", UnmountError(busyName + "X", "x"),
-                    failure("x", other, busyName + "X")}),
-    [](const auto& info) { return std::string(info.param.label); });
+INSTANTIATE_TEST_SUITE_P(Refusals, EjectorRefusalTest,
+                         ::testing::Values(RefusalCase{"busy_with_code_and_dissenter",
+                                                       UnmountError(busyName, busyText, 14, 4242),
+                                                       failure(busyText, busy, busyName, 4242, 14)},
+                                           RefusalCase{"other_keeps_its_dissenter",
+                                                       UnmountError(failedName, "Error", {}, 99),
+                                                       failure("Error", other, failedName, 99)},
+                                           RefusalCase{"busy_name_must_match_exactly",
+                                                       UnmountError(busyName + "X", "x"),
+                                                       failure("x", other, busyName + "X")}),
+                         [](const auto& info) { return std::string(info.param.label); });
 
 } // namespace
 } // namespace tovo

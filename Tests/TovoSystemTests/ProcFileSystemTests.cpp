@@ -34,19 +34,5 @@ INSTANTIATE_TEST_SUITE_P(
                  std::nullopt}),
     [](const auto& info) { return info.param.name; });
 
-TEST(ProcFileSystem, ReadsTheRealUserAndTheBootTime) {
-    EXPECT_EQ(ProcFileSystem::parseRealUserID("Name:\tx\nUid:\t1000\t0\t0\t0\n"), 1000u);
-    EXPECT_FALSE(ProcFileSystem::parseRealUserID("Name:\tx\nGid:\t0\t0\t0\t0\n"));
-    EXPECT_FALSE(ProcFileSystem::parseRealUserID("Uid:\t4294967296\t0\n"));
-    EXPECT_EQ(ProcFileSystem::parseBootTime("cpu 1\nbtime 42"), 42u);
-    EXPECT_EQ(ProcFileSystem::parseBootTime("cpu 1 2\nbtime soon\n"), std::nullopt);
-}
-
-TEST(ProcFileSystem, StartTimeIsBootTimePlusTicksAsSecondsAndMicroseconds) {
-    ProcFixture fixture;
-    EXPECT_EQ(ProcFileSystem(fixture.root(), 250).startTime(1001),
-              (ProcessStartTime{ProcFixture::bootTime + 4, 4'000}));
-}
-
 } // namespace
 } // namespace tovo

@@ -55,7 +55,9 @@ protected:
         return handle.error();
     }
 
-    std::string calls() const { return shell("cat '" + (folder / "calls").string() + "'"); }
+    std::string calls() const {
+        return shell("cat '" + (folder / "calls").string() + "' 2>/dev/null || true");
+    }
 
     std::filesystem::path folder;
     std::unique_ptr<PrivateBus> bus;
@@ -68,7 +70,8 @@ class UDisks2MockDrive : public UDisks2MockTest,
 TEST_P(UDisks2MockDrive, UnmountsBothPartitionsWithoutPromptsThenPowersOffOrEjects) {
     startMock(GetParam()[0]);
     // Without a whole disk, it is found from the mount point.
-    EXPECT_FALSE(unmount(GetParam()[0] == std::string("eject") ? std::nullopt : "sdx"));
+    const bool byMountPoint = GetParam()[0] == std::string("eject");
+    EXPECT_FALSE(unmount(byMountPoint ? std::nullopt : std::optional<std::string>("sdx")));
     EXPECT_EQ(calls(), "Unmount sdx2 True\nUnmount sdx1 True\n" + std::string(GetParam()[1]));
 }
 
