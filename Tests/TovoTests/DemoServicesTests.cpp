@@ -1,177 +1,169 @@
-#include "DemoTestSupport.hpp"
 #include "Support/ModelBuilders.hpp"
-#include "Tovo/Support/DemoServices.hpp"
+#include "Support/RecordingLogger.hpp"
+#include "Tovo/Support/DemoWorkflowFactory.hpp"
 #include "Tovo/Support/DiskCardPresentation.hpp"
-#include "Tovo/Support/ProcessPresentation.hpp"
+#include "TovoCore/Async/Spawn.hpp"
 
 #include <gtest/gtest.h>
 
-#include <thread>
+#include <utility>
 
 namespace tovo {
 namespace {
 
-using testing::DemoExecutors;
-using testing::finish;
-using testing::makeProcess;
+using Phase = EjectionPhase;
+
+// One demo run through the real workflow, on manual executors and virtual time;
+// it starts by listing the sample disk and trying the first eject.
+struct DemoRun {
+    ManualExecutor main;
+    std::shared_ptr<ManualExecutor> isolation = std::make_shared<ManualExecutor>();
+    VirtualClock clock{main};
+    testing::RecordingLogger logger;
+    std::vector<Phase> phases;
+    std::unique_ptr<TovoWorkflow> workflow;
+
+    explicit DemoRun(DemoScenarioKind scenario)
+        : workflow(makeDemoWorkflow(scenario, clock, logger, main, isolation)) {
+        // Observers hear of a change before it happens: the old values in order,
+        // then the current one, make the whole sequence.
+        workflow->addObserver([this](WorkflowProperty property) {
+            if (property == WorkflowProperty::phase) {
+                record(workflow->phase());
+            }
+        });
+        run(workflow->refresh());
+        EXPECT_EQ(workflow->selectedDiskID(), "demo-disk");
+        run(workflow->attemptEject());
+    }
+
+    /// Runs `operation` to its end, moving virtual time on whenever it sleeps.
+    void run(Task<void> operation) {
+        const auto handle = spawn(main, std::move(operation));
+        for (int step = 0; step < 1000 && !handle.isDone(); ++step) {
+            while (main.runAll() + isolation->runAll() > 0) {
+            }
+            if (!handle.isDone() && !clock.advanceToNextDeadline()) {
+                break;
+            }
+        }
+        ASSERT_TRUE(handle.isDone()) << "the operation stalled";
+    }
+
+    void record(const Phase& phase) {
+        if (phases.empty() || !(phases.back() == phase)) {
+            phases.push_back(phase);
+        }
+    }
+
+    /// Every phase since the last call, the current one last.
+    std::vector<Phase> takePhases() {
+        record(workflow->phase());
+        return std::exchange(phases, {});
+    }
+};
+
+const auto ejectedDisk = Phase::ejected("345-BACKUP");
+
+TEST(DemoWorkflow, TovoableAppIsAskedToQuitThenTheDiskEjects) {
+    DemoRun demo(DemoScenarioKind::tovoable);
+    auto& workflow = *demo.workflow;
+    EXPECT_EQ(demo.takePhases(), (std::vector{Phase::ready(), Phase::ejecting(),
+                                              Phase::diagnosing(), Phase::blocked()}));
+    EXPECT_EQ(workflow.blockers(), DemoData::tovoableBlockers());
+
+    demo.run(workflow.performSafeTovo());
+    EXPECT_EQ(demo.takePhases(),
+              (std::vector{Phase::blocked(), Phase::releasing(), Phase::retrying(), ejectedDisk}));
+    ASSERT_EQ(workflow.releaseAttempts().size(), 1u);
+    EXPECT_EQ(workflow.releaseAttempts()[0].disposition, ReleaseDisposition::requested);
+    EXPECT_EQ(workflow.releaseAttempts()[0].message, "Tovo asked the app to quit.");
+    EXPECT_EQ(demo.clock.now(), std::chrono::milliseconds(250)) << "one settle period";
+}
+
+TEST(DemoWorkflow, BlockedReleaseNeedsTheUserAndOnlyAStopClearsIt) {
+    DemoRun demo(DemoScenarioKind::blocked);
+    auto& workflow = *demo.workflow;
+    ASSERT_EQ(workflow.phase(), Phase::blocked());
+    demo.takePhases();
+
+    demo.run(workflow.performSafeTovo());
+    EXPECT_EQ(demo.takePhases(),
+              (std::vector{Phase::blocked(), Phase::releasing(), Phase::blocked()}));
+    EXPECT_EQ(workflow.blockers(), DemoData::protectedBlockers());
+    ASSERT_EQ(workflow.releaseAttempts().size(), 1u);
+    EXPECT_EQ(workflow.releaseAttempts()[0].disposition, ReleaseDisposition::needsManualAction);
+    EXPECT_EQ(workflow.releaseAttempts()[0].message, "Stop the virtual machine, then try again.");
+
+    demo.run(workflow.attemptEject());
+    EXPECT_EQ(workflow.phase(), Phase::blocked()) << "checking again does not help";
+    demo.takePhases();
+
+    demo.run(workflow.performStop(DemoData::protectedBlockers().front()));
+    EXPECT_EQ(demo.takePhases(), (std::vector{Phase::blocked(), Phase::stopping("Virtual Machine"),
+                                              Phase::retrying(), ejectedDisk}));
+    ASSERT_EQ(workflow.releaseAttempts().size(), 1u);
+    EXPECT_EQ(workflow.releaseAttempts()[0].message,
+              "Tovo sent a stop request to Virtual Machine.");
+}
+
+TEST(DemoWorkflow, ReadyDiskEjectsAtOnceAndRefreshListsItAgain) {
+    DemoRun demo(DemoScenarioKind::ready);
+    auto& workflow = *demo.workflow;
+    EXPECT_EQ(demo.takePhases(), (std::vector{Phase::ready(), Phase::ejecting(), ejectedDisk}));
+    EXPECT_TRUE(workflow.disks().empty()) << "the ejected disk leaves the list";
+
+    demo.run(workflow.refresh());
+    EXPECT_EQ(workflow.phase(), ejectedDisk) << "the success screen is dismissed first";
+
+    demo.run(workflow.resetResult());
+    EXPECT_EQ(workflow.phase(), Phase::ready());
+    ASSERT_EQ(workflow.disks().size(), 1u);
+    EXPECT_EQ(workflow.disks()[0].displayName, "345-BACKUP");
+    EXPECT_EQ(DiskCardPresentation::detailText(workflow.disks()[0]), "1 TB \u00B7 APFS");
+    EXPECT_EQ(demo.clock.now(), std::chrono::nanoseconds(0));
+}
 
 const auto virtualMachine = DemoData::protectedBlockers().front();
 const auto preview = DemoData::tovoableBlockers().front();
 
-TEST(DemoData, SampleValuesAreTheOnesTheScreensShow) {
-    const auto& disk = DemoData::disk();
-    EXPECT_EQ(&DemoData::disk(), &disk);
-    EXPECT_EQ(disk.id, "demo-disk");
-    EXPECT_EQ(disk.volumes.at(0).mountURL, "/Volumes/345-BACKUP");
-    EXPECT_EQ(disk.availableCapacity(), 428'000'000'000);
-    EXPECT_EQ(DiskCardPresentation::detailText(disk), "1 TB \u00B7 APFS");
-    EXPECT_EQ(ProcessPresentation().name(preview), "Preview");
-    EXPECT_EQ(ProcessPresentation::activity(preview), "It has one item open on this disk.");
-    EXPECT_EQ(ProcessPresentation().name(virtualMachine), "Virtual Machine");
-    EXPECT_EQ(ProcessPresentation::activity(virtualMachine),
-              "A virtual machine has files open on this disk.");
-}
-
 TEST(DemoScenario, ReadsOnItsOwnExecutorAndResumesOnTheMainOne) {
-    DemoExecutors executors;
-    DemoScenario scenario(DemoData::tovoableBlockers(), executors.main, executors.isolation);
+    ManualExecutor main;
+    const auto isolation = std::make_shared<ManualExecutor>();
+    DemoScenario scenario(DemoData::tovoableBlockers(), main, isolation);
     std::optional<std::vector<BlockingProcess>> read;
-    auto body = [](DemoScenario& source,
-                   std::optional<std::vector<BlockingProcess>>& out) -> Task<void> {
+    auto body = [](DemoScenario& source, auto& out) -> Task<void> {
         out = co_await source.activeBlockers();
     };
-    spawn(executors.main, body(scenario, read));
-    executors.main.runAll();
-    EXPECT_EQ(executors.isolation->pendingCount(), 1u);
-    executors.isolation->runAll();
+    spawn(main, body(scenario, read));
+    main.runAll();
+    EXPECT_EQ(isolation->runAll(), 1u);
     EXPECT_FALSE(read) << "the result is delivered on the main executor";
-    EXPECT_EQ(executors.main.runAll(), 1u);
+    EXPECT_EQ(main.runAll(), 1u);
     EXPECT_EQ(read, DemoData::tovoableBlockers());
 }
 
-TEST(DemoScenario, DefaultIsolationIsAWorkerThreadOfItsOwn) {
+TEST(DemoProcessReleaser, AsksOnlyOrdinaryAppsWhenAllowedAndAlwaysOffersAStop) {
     ManualExecutor main;
-    DemoScenario scenario(DemoData::protectedBlockers(), main);
-    const auto testThread = std::this_thread::get_id();
-    std::optional<std::thread::id> resumedOn;
-    std::size_t countAfterClear = 99;
-    auto body = [](DemoScenario& shared, std::optional<std::thread::id>& thread,
-                   std::size_t& count) -> Task<void> {
-        co_await shared.clearBlockers();
-        count = (co_await shared.activeBlockers()).size();
-        thread = std::this_thread::get_id();
-    };
-    const auto handle = spawn(main, body(scenario, resumedOn, countAfterClear));
-    ASSERT_TRUE(main.runUntil([&] { return handle.isDone(); }));
-    EXPECT_EQ(resumedOn, testThread);
-    EXPECT_EQ(countAfterClear, 0u);
-}
-
-TEST(DemoEjector, RefusesAsBusyNamingTheVirtualMachineWhileBlocked) {
-    DemoExecutors executors;
-    auto services =
-        makeDemoServices(DemoScenarioKind::tovoable, executors.main, executors.isolation);
-    try {
-        finish(executors, services.ejector->eject(testing::makeDisk(1)));
-        FAIL() << "the eject should have been refused";
-    } catch (const EjectionFailure& failure) {
-        EXPECT_EQ(failure, EjectionFailure("The disk is in use.", 90294, EjectionFailureKind::busy,
-                                           std::nullopt, std::nullopt));
-    }
-    finish(executors, services.scenario->clearBlockers());
-    EXPECT_NO_THROW(finish(executors, services.ejector->eject(DemoData::disk())));
-}
-
-struct PlanCase {
-    std::string label;
-    bool automatic;
-    std::string command;
-    ReleaseStrategy strategy;
-    std::string message;
-    friend void PrintTo(const PlanCase& c, std::ostream* os) { *os << c.label; }
-};
-
-class DemoReleasePlanTest : public ::testing::TestWithParam<PlanCase> {};
-
-TEST_P(DemoReleasePlanTest, QuitsOnlyOrdinaryAppsWhenAutomaticQuitIsAllowed) {
-    ManualExecutor main;
-    DemoProcessReleaser releaser(
-        std::make_shared<DemoScenario>(std::vector<BlockingProcess>{}, main), GetParam().automatic);
-    const auto plans = releaser.planRelease({makeProcess(5, GetParam().command)});
-    ASSERT_EQ(plans.size(), 1u);
-    EXPECT_EQ(plans[0],
-              (ProcessReleasePlan{5, GetParam().command, GetParam().strategy, GetParam().message}));
-}
-
-const std::string stopVM = "Stop the virtual machine, then try again.";
-
-INSTANTIATE_TEST_SUITE_P(
-    Cases, DemoReleasePlanTest,
-    ::testing::Values(PlanCase{"App", true, "Preview", ReleaseStrategy::quitApplication,
-                               "Tovo will ask this app to quit."},
-                      PlanCase{"VirtualMachine", true, "com.apple.Virtualization.VirtualMachine",
-                               ReleaseStrategy::manualAction, stopVM},
-                      PlanCase{"VirtualMachineAnyCase", true,
-                               "my-VIRTUALIZATION.virtualmachine-helper",
-                               ReleaseStrategy::manualAction, stopVM},
-                      PlanCase{"AppWithoutAutomaticQuitStillNamesAVirtualMachine", false, "Preview",
-                               ReleaseStrategy::manualAction, stopVM}),
-    [](const auto& info) { return info.param.label; });
-
-TEST(DemoProcessReleaser, AutomaticReleaseClearsEveryBlockerEvenAVirtualMachine) {
-    DemoExecutors executors;
-    auto services =
-        makeDemoServices(DemoScenarioKind::tovoable, executors.main, executors.isolation);
-    const auto attempts =
-        finish(executors, services.releaser->requestRelease({preview, virtualMachine}));
-    ASSERT_EQ(attempts.size(), 2u);
-    EXPECT_EQ(attempts[0].disposition, ReleaseDisposition::requested);
-    EXPECT_EQ(attempts[0].message, "Tovo asked the app to quit.");
-    EXPECT_EQ(attempts[0].processName, "Preview");
-    EXPECT_EQ(attempts[1].disposition, ReleaseDisposition::needsManualAction);
-    EXPECT_EQ(attempts[1].message, stopVM);
-    EXPECT_EQ(attempts[1].processID, 90294);
-    EXPECT_NE(attempts[0].id, attempts[1].id);
-    EXPECT_TRUE(finish(executors, services.scenario->activeBlockers()).empty());
-}
-
-TEST(DemoProcessReleaser, ReleaseWithoutAutomaticQuitLeavesTheScenario) {
-    DemoExecutors executors;
-    auto services =
-        makeDemoServices(DemoScenarioKind::blocked, executors.main, executors.isolation);
-    const auto attempts =
-        finish(executors, services.releaser->requestRelease({preview, virtualMachine}));
-    ASSERT_EQ(attempts.size(), 2u);
-    EXPECT_EQ(attempts[0].disposition, ReleaseDisposition::needsManualAction);
-    EXPECT_EQ(attempts[0].message, "Close this process, then try again.");
-    EXPECT_EQ(attempts[1].message, stopVM);
-    EXPECT_EQ(finish(executors, services.scenario->activeBlockers()),
-              DemoData::protectedBlockers());
-}
-
-TEST(DemoProcessReleaser, EmptyAutomaticReleaseStillClears) {
-    DemoExecutors executors;
-    auto services =
-        makeDemoServices(DemoScenarioKind::tovoable, executors.main, executors.isolation);
-    EXPECT_TRUE(finish(executors, services.releaser->requestRelease({})).empty());
-    EXPECT_TRUE(finish(executors, services.scenario->activeBlockers()).empty());
-}
-
-TEST(DemoProcessReleaser, StopPlansNeverSayUnavailable) {
-    ManualExecutor main;
-    DemoProcessReleaser releaser(
-        std::make_shared<DemoScenario>(std::vector<BlockingProcess>{}, main), false);
-    EXPECT_EQ(releaser.planStop(virtualMachine),
+    const auto scenario = std::make_shared<DemoScenario>(std::vector<BlockingProcess>{}, main);
+    DemoProcessReleaser automatic(scenario, true);
+    DemoProcessReleaser manual(scenario, false);
+    const auto stopVM = "Stop the virtual machine, then try again.";
+    EXPECT_EQ(automatic.planRelease({preview}).at(0),
+              (ProcessReleasePlan{63120, "Preview", ReleaseStrategy::quitApplication,
+                                  "Tovo will ask this app to quit."}));
+    EXPECT_EQ(automatic.planRelease({testing::makeProcess(5, "my-VIRTUALIZATION.virtualmachine-2")})
+                  .at(0)
+                  .message,
+              stopVM);
+    EXPECT_EQ(manual.planRelease({preview}).at(0).message, stopVM);
+    EXPECT_EQ(manual.planStop(virtualMachine),
               (ProcessStopPlan{90294, "Virtual Machine", StopMethod::terminateProcess,
                                "Tovo will send one stop request (SIGTERM) to Virtual Machine. Most "
                                "tools stop cleanly. Tovo never forces a kill.",
                                "A running virtual machine can lose unsaved state. Stop it from its "
                                "own app if you can."}));
-    EXPECT_EQ(releaser.planStop(preview),
-              (ProcessStopPlan{63120, "Preview", StopMethod::quitApplication,
-                               "Tovo will ask this app to quit, the same as Quit in its menu. The "
-                               "app can still show a save dialog.",
-                               std::nullopt}));
+    EXPECT_EQ(manual.planStop(preview).method, StopMethod::quitApplication);
 }
 
 } // namespace

@@ -5,45 +5,27 @@
 namespace tovo {
 namespace {
 
-struct LaunchCase {
-    std::string label;
-    std::vector<std::string> arguments;
-    LaunchOptions expected;
-    friend void PrintTo(const LaunchCase& c, std::ostream* os) { *os << c.label; }
-};
+using Case = std::pair<std::vector<std::string>, LaunchOptions>;
 
-class LaunchOptionsTest : public ::testing::TestWithParam<LaunchCase> {};
+class LaunchOptionsTest : public ::testing::TestWithParam<Case> {};
 
-TEST_P(LaunchOptionsTest, ReadsSwitchesAsWholeArguments) {
-    EXPECT_EQ(parseLaunchOptions(GetParam().arguments), GetParam().expected);
+TEST_P(LaunchOptionsTest, ReadsSwitchesAsWholeArgumentsWithTheirPrecedence) {
+    EXPECT_EQ(parseLaunchOptions(GetParam().first), GetParam().second);
 }
 
 using enum DemoScenarioKind;
 using enum AppearanceOverride;
+const LaunchOptions none{std::nullopt, std::nullopt};
 
 INSTANTIATE_TEST_SUITE_P(
     Switches, LaunchOptionsTest,
-    ::testing::Values(
-        LaunchCase{"NoArguments", {}, {std::nullopt, std::nullopt}},
-        LaunchCase{"Tovoable", {"--demo-tovoable"}, {tovoable, std::nullopt}},
-        LaunchCase{"Blocked", {"--demo-blocked"}, {blocked, std::nullopt}},
-        LaunchCase{"Ready", {"--demo-ready"}, {ready, std::nullopt}},
-        LaunchCase{"TovoableWinsOverBlockedWhateverTheOrder",
-                   {"--demo-blocked", "--demo-tovoable"},
-                   {tovoable, std::nullopt}},
-        LaunchCase{
-            "BlockedWinsOverReady", {"--demo-ready", "--demo-blocked"}, {blocked, std::nullopt}},
-        LaunchCase{"SuffixIsNotASwitch", {"--demo-ready2"}, {std::nullopt, std::nullopt}},
-        LaunchCase{"PrefixIsNotASwitch", {"x--demo-ready"}, {std::nullopt, std::nullopt}},
-        LaunchCase{"ValueAttachedIsNotASwitch", {"--demo-ready=1"}, {std::nullopt, std::nullopt}},
-        LaunchCase{"CaseMatters", {"--DEMO-READY"}, {std::nullopt, std::nullopt}},
-        LaunchCase{"Light", {"--demo-light"}, {std::nullopt, light}},
-        LaunchCase{"Dark", {"--demo-dark"}, {std::nullopt, dark}},
-        LaunchCase{"LightWinsOverDark", {"--demo-dark", "--demo-light"}, {std::nullopt, light}},
-        LaunchCase{"AppearanceIsIndependentOfScenario",
-                   {"--demo-dark", "other", "--demo-ready"},
-                   {ready, dark}}),
-    [](const auto& info) { return info.param.label; });
+    ::testing::Values(Case{{}, none}, Case{{"--demo-ready"}, {ready, std::nullopt}},
+                      Case{{"--demo-blocked", "--demo-tovoable"}, {tovoable, std::nullopt}},
+                      Case{{"--demo-ready", "--demo-blocked"}, {blocked, std::nullopt}},
+                      Case{{"--demo-ready2"}, none}, Case{{"x--demo-ready"}, none},
+                      Case{{"--demo-ready=1"}, none}, Case{{"--DEMO-READY"}, none},
+                      Case{{"--demo-dark", "--demo-light"}, {std::nullopt, light}},
+                      Case{{"--demo-dark", "other", "--demo-ready"}, {ready, dark}}));
 
 TEST(LaunchOptionsArgv, TheProgramPathIsNotASwitch) {
     const char* argv[] = {"--demo-ready", "--demo-blocked"};

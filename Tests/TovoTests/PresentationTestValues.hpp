@@ -1,7 +1,10 @@
 #pragma once
 
 #include "Support/ModelBuilders.hpp"
+#include "Tovo/Support/SymbolIcons.hpp"
 #include "TovoCore/Models/EjectionState.hpp"
+
+#include <gtest/gtest.h>
 
 #include <string>
 #include <vector>
@@ -31,27 +34,15 @@ inline OpenFileReference openFile(std::string path, std::optional<std::string> d
     return OpenFileReference{std::move(path), std::move(descriptor), "REG", access};
 }
 
-/// A process with exactly these open files.
-inline BlockingProcess processWith(std::string command, std::vector<OpenFileReference> files,
-                                   std::int32_t pid = 4242) {
-    auto process = makeProcess(pid, std::move(command));
+inline BlockingProcess processWith(std::string command, std::vector<OpenFileReference> files) {
+    auto process = makeProcess(4242, std::move(command));
     process.openFiles = std::move(files);
     return process;
 }
 
-/// One value of every phase case.
-inline std::vector<EjectionPhase> everyPhase() {
-    return {
-        EjectionPhase::ready(),
-        EjectionPhase::ejecting(),
-        EjectionPhase::diagnosing(),
-        EjectionPhase::blocked(),
-        EjectionPhase::releasing(),
-        EjectionPhase::retrying(),
-        EjectionPhase::stopping("Preview"),
-        EjectionPhase::ejected("345-BACKUP"),
-        EjectionPhase::failed("Could not check disks", "No bus.", FailureRecovery::refreshDisks),
-        EjectionPhase::failed("Tovo stopped safely", "It moved.", FailureRecovery::retryEject)};
+/// Every symbol a screen shows must map to an icon of the theme.
+inline void expectThemeIcon(const std::optional<std::string>& symbol) {
+    EXPECT_TRUE(!symbol || hasThemeIcon(*symbol)) << *symbol;
 }
 
 } // namespace tovo::testing

@@ -2,124 +2,88 @@
 #include "Tovo/Support/Announcements.hpp"
 #include "Tovo/Support/StatusPresentation.hpp"
 
-#include <gtest/gtest.h>
-
 namespace tovo {
 namespace {
 
-using testing::makeDisk;
-using testing::makeProcess;
+using namespace testing;
 
 struct StatusCase {
-    std::string label;
     EjectionPhase phase;
-    bool hasDisk;
     StatusViewKind kind;
     std::string title;
     std::string message;
     std::optional<std::string> announcement;
-    friend void PrintTo(const StatusCase& c, std::ostream* os) { *os << c.label; }
 };
 
 class StatusTest : public ::testing::TestWithParam<StatusCase> {};
 
-TEST_P(StatusTest, ShowsTheCardTitleAndMessageOfThePhase) {
+std::vector<BlockingProcess> twoBlockers() {
+    return {makeProcess(1), makeProcess(2)};
+}
+
+TEST_P(StatusTest, ShowsTheCardTitleMessageAndAnnouncementOfThePhase) {
     const auto& c = GetParam();
-    const auto disk = c.hasDisk ? std::optional(makeDisk(3, "345-BACKUP")) : std::nullopt;
-    const auto content = StatusPresentation::content(c.phase, disk, {makeProcess(10)}, {});
+    const auto content =
+        StatusPresentation::content(c.phase, makeDisk(3, "345-BACKUP"), twoBlockers(), {});
     EXPECT_EQ(content.kind, c.kind);
     EXPECT_EQ(content.title, c.title);
     EXPECT_EQ(content.message, c.message);
-}
-
-TEST_P(StatusTest, AnnouncesThePhase) {
-    EXPECT_EQ(announcement(GetParam().phase), GetParam().announcement);
+    expectThemeIcon(content.symbol);
+    EXPECT_EQ(announcement(c.phase), c.announcement);
 }
 
 using enum StatusViewKind;
+const std::string quit = "Asking eligible apps to quit.";
+const std::string gone = "The blockers are gone.";
 
 INSTANTIATE_TEST_SUITE_P(
     Phases, StatusTest,
     ::testing::Values(
-        StatusCase{"Ready", EjectionPhase::ready(), true, ready, "Ready to eject",
+        StatusCase{EjectionPhase::ready(), ready, "Ready to eject",
                    "Tovo will try the normal macOS eject first.", std::nullopt},
-        StatusCase{"ReadyWithoutDisk", EjectionPhase::ready(), false, emptyDisks,
-                   "No external disks", "Connect a disk to get started.", std::nullopt},
-        StatusCase{"Ejecting", EjectionPhase::ejecting(), true, busy,
-                   "Checking \u201C345-BACKUP\u201D\u2026", "Trying a normal eject first.",
-                   "Checking the disk."},
-        StatusCase{"EjectingWithoutDisk", EjectionPhase::ejecting(), false, busy,
-                   "Checking disk\u2026", "Trying a normal eject first.", "Checking the disk."},
-        StatusCase{"Diagnosing", EjectionPhase::diagnosing(), true, busy,
-                   "Finding what is in the way\u2026",
+        StatusCase{EjectionPhase::ejecting(), busy, "Checking \u201C345-BACKUP\u201D\u2026",
+                   "Trying a normal eject first.", "Checking the disk."},
+        StatusCase{EjectionPhase::diagnosing(), busy, "Finding what is in the way\u2026",
                    "Checking which apps and services have files open.",
                    "Finding what is using the disk."},
-        StatusCase{"Blocked", EjectionPhase::blocked(), true, blocked,
-                   "One app or service is using this disk",
+        StatusCase{EjectionPhase::blocked(), blocked, "2 apps or services are using this disk",
                    "Follow the steps below, then check again.", "The disk is still in use."},
-        StatusCase{"Releasing", EjectionPhase::releasing(), true, busy,
-                   "Releasing \u201C345-BACKUP\u201D\u2026", "Asking eligible apps to quit.",
-                   "Asking eligible apps to quit."},
-        StatusCase{"ReleasingWithoutDisk", EjectionPhase::releasing(), false, busy,
-                   "Releasing disk\u2026", "Asking eligible apps to quit.",
-                   "Asking eligible apps to quit."},
-        StatusCase{"Retrying", EjectionPhase::retrying(), true, busy,
-                   "Ejecting \u201C345-BACKUP\u201D\u2026", "The blockers are gone.",
-                   "The blockers are gone. Ejecting the disk."},
-        StatusCase{"RetryingWithoutDisk", EjectionPhase::retrying(), false, busy,
-                   "Ejecting disk\u2026", "The blockers are gone.",
-                   "The blockers are gone. Ejecting the disk."},
-        StatusCase{"StoppingNamesTheProcessNotTheDisk", EjectionPhase::stopping("Virtual Machine"),
-                   true, busy, "Stopping \u201CVirtual Machine\u201D\u2026",
+        StatusCase{EjectionPhase::releasing(), busy, "Releasing \u201C345-BACKUP\u201D\u2026", quit,
+                   quit},
+        StatusCase{EjectionPhase::retrying(), busy, "Ejecting \u201C345-BACKUP\u201D\u2026", gone,
+                   gone + " Ejecting the disk."},
+        StatusCase{EjectionPhase::stopping("Virtual Machine"), busy,
+                   "Stopping \u201CVirtual Machine\u201D\u2026",
                    "Waiting for it to release the disk.", "Stopping Virtual Machine."},
-        StatusCase{"EjectedNamesThePhasesDisk", EjectionPhase::ejected("Old Name"), false, success,
-                   "Ejected safely", "You can unplug \u201COld Name\u201D.",
-                   "Old Name ejected safely."},
-        StatusCase{"Failed",
-                   EjectionPhase::failed("Tovo stopped safely", "The disk changed.",
+        StatusCase{EjectionPhase::ejected("Old Name"), success, "Ejected safely",
+                   "You can unplug \u201COld Name\u201D.", "Old Name ejected safely."},
+        StatusCase{EjectionPhase::failed("Tovo stopped safely", "The disk changed.",
                                          FailureRecovery::retryEject),
-                   true, failure, "Tovo stopped safely", "The disk changed.",
-                   "Tovo stopped safely. The disk changed."}),
-    [](const auto& info) { return info.param.label; });
+                   failure, "Tovo stopped safely", "The disk changed.",
+                   "Tovo stopped safely. The disk changed."}));
 
-TEST(BlockedStatus, TitleCountsBlockers) {
-    EXPECT_EQ(StatusPresentation::blockedTitle(1), "One app or service is using this disk");
-    EXPECT_EQ(StatusPresentation::blockedTitle(2), "2 apps or services are using this disk");
-    EXPECT_EQ(StatusPresentation::blockedTitle(12), "12 apps or services are using this disk");
-    EXPECT_EQ(StatusPresentation::blockedTitle(0), "0 apps or services are using this disk");
+TEST(Status, WithoutADiskAsksForOneOrNamesNone) {
+    const auto status = [](EjectionPhase phase) {
+        return StatusPresentation::content(phase, std::nullopt, twoBlockers(), {});
+    };
+    EXPECT_EQ(status(EjectionPhase::ready()).kind, emptyDisks);
+    EXPECT_EQ(status(EjectionPhase::ready()).title, "No external disks");
+    EXPECT_EQ(status(EjectionPhase::ready()).message, "Connect a disk to get started.");
+    EXPECT_EQ(status(EjectionPhase::ejecting()).title, "Checking disk\u2026");
+    EXPECT_EQ(status(EjectionPhase::releasing()).title, "Releasing disk\u2026");
+    EXPECT_EQ(status(EjectionPhase::retrying()).title, "Ejecting disk\u2026");
 }
 
-TEST(BlockedStatus, MessagePointsToTheReviewOnlyWhenAnAppCanBeAsked) {
-    using testing::manualPlan;
-    using testing::quitPlan;
-    const auto review = "Review what Tovo can quit before you continue.";
-    const auto manual = "Follow the steps below, then check again.";
-    EXPECT_EQ(StatusPresentation::blockedMessage({}), manual);
-    EXPECT_EQ(StatusPresentation::blockedMessage({manualPlan(1), manualPlan(2)}), manual);
-    EXPECT_EQ(StatusPresentation::blockedMessage({manualPlan(1), quitPlan(2)}), review);
-}
-
-TEST(BlockedStatus, PanelUsesTheWorkflowsBlockersAndPlans) {
-    const auto content = StatusPresentation::content(
-        EjectionPhase::blocked(), makeDisk(1), {makeProcess(1), makeProcess(2), makeProcess(3)},
-        {testing::quitPlan(2)});
-    EXPECT_EQ(content.title, "3 apps or services are using this disk");
-    EXPECT_EQ(content.message, "Review what Tovo can quit before you continue.");
-    EXPECT_EQ(content.symbol, "exclamationmark.triangle.fill");
-}
-
-TEST(StatusSymbols, SuccessIsGreenAndFailureRed) {
-    const auto success =
-        StatusPresentation::content(EjectionPhase::ejected("D"), std::nullopt, {}, {});
-    EXPECT_EQ(success.symbol, "checkmark.circle.fill");
-    EXPECT_EQ(success.symbolColor, SymbolColor::green);
-    const auto failure = StatusPresentation::content(
-        EjectionPhase::failed("T", "M", FailureRecovery::refreshDisks), std::nullopt, {}, {});
-    EXPECT_EQ(failure.symbol, "xmark.octagon.fill");
-    EXPECT_EQ(failure.symbolColor, SymbolColor::red);
-    for (const auto& phase : {EjectionPhase::ejecting(), EjectionPhase::stopping("x")}) {
-        EXPECT_FALSE(StatusPresentation::content(phase, std::nullopt, {}, {}).symbol);
-    }
+TEST(BlockedStatus, CountsBlockersAndPointsToTheReviewOnlyWhenAnAppCanBeAsked) {
+    const auto content = [](std::size_t blockers, std::vector<ProcessReleasePlan> plans) {
+        return StatusPresentation::content(EjectionPhase::blocked(), makeDisk(1),
+                                           std::vector(blockers, makeProcess(1)), plans);
+    };
+    EXPECT_EQ(content(1, {}).title, "One app or service is using this disk");
+    EXPECT_EQ(content(12, {}).title, "12 apps or services are using this disk");
+    EXPECT_EQ(content(2, {manualPlan(1)}).message, "Follow the steps below, then check again.");
+    EXPECT_EQ(content(3, {manualPlan(1), quitPlan(2)}).message,
+              "Review what Tovo can quit before you continue.");
 }
 
 } // namespace
