@@ -81,7 +81,6 @@ TEST(ActionBar, BlockedHintFollowsWhetherTovoCanAskAnAppAndTheSafeActionNamesThe
               "Checks whether the listed blockers have released the disk.");
     EXPECT_EQ(bar({manualPlan(1)}).primary.accessibilityHint,
               "Follow the steps above, then check the disk again.");
-    EXPECT_EQ(bar({}).primary.help, "Check whether the disk can eject now");
     EXPECT_EQ(bar({}).safeAction->title, "Safely eject 345-BACKUP");
     EXPECT_EQ(ActionBarPresentation::safeTovoButtonTitle(std::nullopt), "Safely eject disk");
     EXPECT_EQ(ActionBarPresentation::checkAgainAccessibilityLabel(std::nullopt),

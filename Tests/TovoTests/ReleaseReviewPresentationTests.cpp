@@ -31,7 +31,6 @@ TEST_P(ReleaseReviewTest, TitleAndMessageCountAppsAndRemainingBlockers) {
     EXPECT_EQ(review.headerSymbol,
               eligible > 0 ? "checkmark.shield.fill" : "exclamationmark.shield.fill");
     expectThemeIcon(review.headerSymbol);
-    EXPECT_EQ(review.cancelTitle.has_value(), eligible > 0);
     EXPECT_EQ(review.confirmTitle, eligible > 0 ? "Ask Apps to Quit" : "Close");
     EXPECT_EQ(review.subline, eligible > 0 ? "Save your work before you continue."
                                            : "Complete the steps below, then check again.");
