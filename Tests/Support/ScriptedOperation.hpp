@@ -19,15 +19,14 @@ namespace tovo::testing {
 
 /// One asynchronous operation of a test double whose answers, and the moment they
 /// arrive, belong to the test. A call is answered at once from the script (queued
-/// outcomes first, then the responder); with neither it suspends and stays pending
-/// until the test resolves or fails it. A pending call whose task is cancelled ends
-/// with `CancellationError`, as a real service honouring its stop token would.
+/// outcomes first, then the responder); with neither it stays pending until the test
+/// resolves or fails it. A pending call whose task is cancelled ends with
+/// `CancellationError`, as a real service honouring its stop token would.
 template<class T, class Arguments>
 class ScriptedOperation {
 public:
     using Value = std::conditional_t<std::is_void_v<T>, std::monostate, T>;
 
-    /// A value or an error.
     struct Outcome {
         std::optional<Value> value;
         std::exception_ptr error;
@@ -43,12 +42,10 @@ public:
     explicit ScriptedOperation(Executor& executor)
         : executor_(executor) {}
 
-    /// Answers the next unanswered call (immediately, not suspended).
-    void enqueue(Outcome outcome) { script_.push_back(std::move(outcome)); }
-    void enqueueValue(Value value) { enqueue(Outcome::success(std::move(value))); }
+    void enqueueValue(Value value) { script_.push_back(Outcome::success(std::move(value))); }
     template<class E>
     void enqueueError(E error) {
-        enqueue(Outcome::failure(std::move(error)));
+        script_.push_back(Outcome::failure(std::move(error)));
     }
     /// Answers every call the queue does not cover; null makes such calls pend.
     void setResponder(std::function<Outcome(const Arguments&)> responder) {
@@ -58,30 +55,20 @@ public:
         setResponder([value](const Arguments&) { return Outcome::success(value); });
     }
 
-    /// Arguments of every call made so far, answered or not.
     const std::vector<Arguments>& calls() const { return calls_; }
     std::size_t callCount() const { return calls_.size(); }
-
-    std::size_t pendingCount() const {
-        std::size_t count = 0;
-        for (const auto& call : pending_) {
-            count += call->finished ? 0 : 1;
-        }
-        return count;
-    }
-    /// Arguments of the oldest call still waiting for its answer.
-    const Arguments& pendingArguments() const { return oldestPending()->arguments; }
+    const Arguments& pendingArguments() const { return pendingCall(false)->arguments; }
 
     /// Answers the oldest pending call; its task resumes when the executor runs.
-    void resolve(Value value = Value{}) { oldestPending()->finish({std::move(value), nullptr}); }
-    void fail(std::exception_ptr error) { oldestPending()->finish({std::nullopt, error}); }
+    void answer(Outcome outcome) { pendingCall(false)->finish(std::move(outcome)); }
+    void resolve(Value value = Value{}) { answer(Outcome::success(std::move(value))); }
     template<class E>
     void fail(E error) {
-        fail(std::make_exception_ptr(std::move(error)));
+        answer(Outcome::failure(std::move(error)));
     }
     /// Answers the latest pending call first, to let results arrive out of order.
     void resolveNewest(Value value = Value{}) {
-        newestPending()->finish({std::move(value), nullptr});
+        pendingCall(true)->finish(Outcome::success(std::move(value)));
     }
 
     /// The operation itself, to be returned from the double's interface method.
@@ -151,22 +138,17 @@ private:
         void await_resume() { pending->onStop.reset(); }
     };
 
-    std::shared_ptr<PendingCall> oldestPending() const {
+    std::shared_ptr<PendingCall> pendingCall(bool newest) const {
+        std::shared_ptr<PendingCall> found;
         for (const auto& call : pending_) {
-            if (!call->finished) {
-                return call;
+            if (!call->finished && (!found || newest)) {
+                found = call;
             }
         }
-        throw std::logic_error("no pending call");
-    }
-
-    std::shared_ptr<PendingCall> newestPending() const {
-        for (auto call = pending_.rbegin(); call != pending_.rend(); ++call) {
-            if (!(*call)->finished) {
-                return *call;
-            }
+        if (!found) {
+            throw std::logic_error("no pending call");
         }
-        throw std::logic_error("no pending call");
+        return found;
     }
 
     Executor& executor_;

@@ -69,11 +69,8 @@ public:
     ScriptedOperation<std::vector<BlockingProcess>, DiagnosisCall> diagnoses;
 };
 
-/// The plan the graceful releaser gives an ordinary application.
 inline ProcessReleasePlan quitPlan(const BlockingProcess& process) {
-    return {process.pid, process.command, ReleaseStrategy::quitApplication,
-            "Tovo will ask this app to quit, the same as Quit in its menu. The app can still show "
-            "a save dialog."};
+    return {process.pid, process.command, ReleaseStrategy::quitApplication, "Asks it to quit."};
 }
 
 inline ProcessReleasePlan manualPlan(const BlockingProcess& process) {
@@ -97,7 +94,6 @@ public:
     /// Without a planner, the interface's default (everything left to the user).
     std::vector<ProcessReleasePlan>
     planRelease(const std::vector<BlockingProcess>& processes) const override {
-        planCalls.push_back(processes);
         return planner ? planner(processes) : ProcessReleasing::planRelease(processes);
     }
     Task<std::vector<ReleaseAttempt>>
@@ -127,7 +123,6 @@ public:
     }
 
     Planner planner;
-    mutable std::vector<std::vector<BlockingProcess>> planCalls;
     ScriptedOperation<std::vector<ReleaseAttempt>, std::vector<BlockingProcess>> requests;
 };
 
@@ -136,21 +131,16 @@ public:
     explicit ScriptedProcessStopper(Executor& executor)
         : stops(executor) {}
 
-    /// Without a planner, one terminate signal for everybody.
+    /// Plans one terminate signal for everybody unless told otherwise.
     ProcessStopPlan planStop(const BlockingProcess& process) const override {
-        planCalls.push_back(process);
-        if (planner) {
-            return planner(process);
-        }
-        return {process.pid, process.command, StopMethod::terminateProcess,
-                "Tovo will send one stop request.", std::nullopt};
+        return {process.pid, process.command + " (plan)", method, "Tovo will stop it.",
+                std::nullopt};
     }
     Task<ReleaseAttempt> requestStop(BlockingProcess process) override {
         return stops.call(std::move(process));
     }
 
-    std::function<ProcessStopPlan(const BlockingProcess&)> planner;
-    mutable std::vector<BlockingProcess> planCalls;
+    StopMethod method = StopMethod::terminateProcess;
     ScriptedOperation<ReleaseAttempt, BlockingProcess> stops;
 };
 

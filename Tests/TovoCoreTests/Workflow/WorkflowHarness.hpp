@@ -8,6 +8,7 @@
 #include "TovoCore/Async/Spawn.hpp"
 #include "TovoCore/Workflow/TovoWorkflow.hpp"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <chrono>
@@ -17,6 +18,22 @@
 #include <vector>
 
 namespace tovo::testing {
+
+using namespace std::chrono_literals;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+using Entry = RecordingLogger::Entry;
+using Level = LogLevel;
+using Processes = std::vector<BlockingProcess>;
+
+inline const ExternalDisk photos = makeDisk(1, "Photos");
+inline const ExternalDisk backup = makeDisk(2, "Backup");
+inline const ExternalDisk archive = makeDisk(3, "Archive");
+inline const BlockingProcess editor = makeProcess(501, "editor");
+inline const BlockingProcess viewer = makeProcess(502, "viewer");
+inline const BlockingProcess shell = makeProcess(503, "bash");
+inline const Entry staleDropped{Level::debug, "Ignored a stale operation result"};
+inline const Entry cancelledSafely{Level::info, "Release operation cancelled safely"};
 
 struct WorkflowOptions {
     bool dissentAware = true;
@@ -72,10 +89,25 @@ struct WorkflowHarness {
         clock.advance(duration);
         executor.runAll();
     }
+    /// Advances virtual time from deadline to deadline until nobody sleeps any more.
+    void runOutTheClock() {
+        while (clock.advanceToNextDeadline()) {
+            executor.runAll();
+        }
+    }
 
     void listDisks(std::vector<ExternalDisk> listed) {
         volumes->listing.enqueueValue(std::move(listed));
         start(workflow->refresh());
+    }
+
+    /// Leaves the running operation's screen and picks `backup`, as a user would.
+    void selectOtherDisk() {
+        volumes->listing.enqueueValue({photos, backup});
+        start(workflow->resetResult());
+        workflow->selectDisk(backup.id);
+        ASSERT_EQ(workflow->selectedDiskID(), backup.id);
+        logger.clear();
     }
 
     static EjectionFailure busyFailure(std::optional<std::int32_t> dissenter = std::nullopt) {
@@ -84,23 +116,13 @@ struct WorkflowHarness {
     }
 
     /// Lists `listed`, selects the first disk and ejects it into `blocked` by `found`.
-    void reachBlocked(std::vector<BlockingProcess> found,
-                      std::vector<ExternalDisk> listed = {makeDisk(1, "Photos"),
-                                                          makeDisk(2, "Backup")}) {
+    void reachBlocked(Processes found, std::vector<ExternalDisk> listed = {photos, backup}) {
         listDisks(std::move(listed));
         ejector->ejects.enqueueError(busyFailure());
         diagnoses->enqueueValue(std::move(found));
         start(workflow->attemptEject());
         ASSERT_EQ(workflow->phase(), EjectionPhase::blocked());
         logger.clear();
-    }
-
-    std::vector<LogLevel> levels() const {
-        std::vector<LogLevel> result;
-        for (const auto& entry : logger.entries()) {
-            result.push_back(entry.level);
-        }
-        return result;
     }
 
     ManualExecutor executor;
@@ -110,7 +132,7 @@ struct WorkflowHarness {
     std::shared_ptr<ScriptedDiskEjector> ejector;
     std::shared_ptr<ScriptedProcessReleaser> releaser;
     std::shared_ptr<ScriptedProcessStopper> stopper;
-    ScriptedOperation<std::vector<BlockingProcess>, DiagnosisCall>* diagnoses = nullptr;
+    ScriptedOperation<Processes, DiagnosisCall>* diagnoses = nullptr;
     std::unique_ptr<TovoWorkflow> workflow;
     std::vector<TaskHandle> started;
 };
@@ -137,44 +159,41 @@ inline BlockingProcess restarted(BlockingProcess process) {
 /// Drives a fresh workflow into `phase` through its own operations, over three
 /// listed disks with the first one selected; operations in flight stay pending.
 inline void driveInto(WorkflowHarness& h, const EjectionPhase& phase) {
-    auto& workflow = *h.workflow;
-    const std::vector<ExternalDisk> listed{makeDisk(1, "Photos"), makeDisk(2, "Backup"),
-                                           makeDisk(3, "Archive")};
+    const std::vector<ExternalDisk> listed{photos, backup, archive};
     h.listDisks(listed);
     if (phase.is<EjectionPhase::Ready>()) {
         return;
     }
-    if (phase.is<EjectionPhase::Ejecting>()) {
-        h.start(workflow.attemptEject());
-    } else if (phase.is<EjectionPhase::Diagnosing>()) {
-        h.ejector->ejects.enqueueError(WorkflowHarness::busyFailure());
-        h.start(workflow.attemptEject());
-    } else if (phase.is<EjectionPhase::Blocked>()) {
-        h.reachBlocked({makeProcess(501)}, listed);
-    } else if (phase.is<EjectionPhase::Releasing>()) {
-        h.reachBlocked({makeProcess(501)}, listed);
-        h.start(workflow.performSafeTovo());
-    } else if (phase.is<EjectionPhase::Stopping>()) {
-        h.reachBlocked({makeProcess(501)}, listed);
-        h.start(workflow.performStop(makeProcess(501)));
-    } else if (phase.is<EjectionPhase::Retrying>()) {
-        h.reachBlocked({makeProcess(501)}, listed);
-        h.diagnoses->setValue({});
-        h.start(workflow.performSafeTovo());
-        h.advance(std::chrono::seconds(2));
-    } else if (phase.is<EjectionPhase::Ejected>()) {
-        h.ejector->ejects.enqueueValue({});
-        h.start(workflow.attemptEject());
-    } else if (const auto* failed = phase.getIf<EjectionPhase::Failed>()) {
-        if (failed->recovery == FailureRecovery::retryEject) {
-            h.ejector->ejects.enqueueError(std::runtime_error("I/O error"));
-        } else {
-            h.ejector->ejects.enqueueError(EjectionFailure(
-                "Changed.", std::nullopt, EjectionFailureKind::identityChanged, "x", 1));
-        }
-        h.start(workflow.attemptEject());
+    const bool viaBlocked =
+        phase.is<EjectionPhase::Blocked>() || phase.is<EjectionPhase::Releasing>() ||
+        phase.is<EjectionPhase::Stopping>() || phase.is<EjectionPhase::Retrying>();
+    if (viaBlocked) {
+        h.reachBlocked({editor}, listed);
     }
-    ASSERT_EQ(workflow.phase().caseName(), phase.caseName());
+    if (phase.is<EjectionPhase::Releasing>()) {
+        h.start(h.workflow->performSafeTovo());
+    } else if (phase.is<EjectionPhase::Stopping>()) {
+        h.start(h.workflow->performStop(editor));
+    } else if (phase.is<EjectionPhase::Retrying>()) {
+        h.diagnoses->setValue({});
+        h.start(h.workflow->performSafeTovo());
+        h.advance(2s);
+    } else if (!viaBlocked) {
+        if (phase.is<EjectionPhase::Diagnosing>()) {
+            h.ejector->ejects.enqueueError(WorkflowHarness::busyFailure());
+        } else if (phase.is<EjectionPhase::Ejected>()) {
+            h.ejector->ejects.enqueueValue({});
+        } else if (const auto* failed = phase.getIf<EjectionPhase::Failed>()) {
+            h.ejector->ejects.enqueueError(
+                EjectionFailure("Changed.", std::nullopt,
+                                failed->recovery == FailureRecovery::retryEject
+                                    ? EjectionFailureKind::other
+                                    : EjectionFailureKind::identityChanged,
+                                "x", 1));
+        }
+        h.start(h.workflow->attemptEject());
+    }
+    ASSERT_EQ(h.workflow->phase().caseName(), phase.caseName());
 }
 
 } // namespace tovo::testing
