@@ -1,14 +1,8 @@
-// A child for stop requests: says "ready" once its signal dispositions are set,
-// then lingers. With "ignore-term" it ignores SIGTERM. Gives up after a minute.
-#include <csignal>
+// A child for stop requests: says "ready" once it runs, then lingers for a minute.
 #include <cstdio>
-#include <cstring>
 #include <unistd.h>
 
-int main(int argc, char** argv) {
-    if (argc > 1 && std::strcmp(argv[1], "ignore-term") == 0) {
-        std::signal(SIGTERM, SIG_IGN);
-    }
+int main() {
     std::puts("ready");
     std::fflush(stdout);
     for (int second = 0; second < 60; ++second) {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <chrono>
 #include <csignal>
 #include <optional>
@@ -18,9 +20,7 @@ public:
     TestDaemon(const std::vector<std::string>& arguments,
                const std::vector<std::string>& environment) {
         int pipeEnds[2] = {-1, -1};
-        if (pipe(pipeEnds) != 0) {
-            return;
-        }
+        EXPECT_EQ(pipe(pipeEnds), 0);
         posix_spawn_file_actions_t actions;
         posix_spawn_file_actions_init(&actions);
         posix_spawn_file_actions_adddup2(&actions, pipeEnds[1], STDOUT_FILENO);
@@ -45,8 +45,7 @@ public:
     ~TestDaemon() {
         if (pid_ > 0) {
             kill(pid_, SIGTERM);
-            int status = 0;
-            waitpid(pid_, &status, 0);
+            waitForExit();
         }
         if (output_ >= 0) {
             close(output_);
@@ -56,27 +55,26 @@ public:
     TestDaemon& operator=(const TestDaemon&) = delete;
 
     pid_t pid() const { return pid_; }
+    /// Reaps the daemon and returns its wait status.
+    int waitForExit() {
+        int status = 0;
+        waitpid(pid_, &status, 0);
+        pid_ = -1;
+        return status;
+    }
 
-    /// The first line the daemon prints, waiting at most `timeout`.
+    /// The first line the daemon prints, waiting at most `timeout` for it to begin.
     std::optional<std::string> readLine(std::chrono::milliseconds timeout) {
-        const auto deadline = std::chrono::steady_clock::now() + timeout;
+        pollfd descriptor{output_, POLLIN, 0};
         std::string line;
-        while (true) {
-            const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
-                deadline - std::chrono::steady_clock::now());
-            pollfd descriptor{output_, POLLIN, 0};
-            if (left.count() <= 0 || poll(&descriptor, 1, static_cast<int>(left.count())) <= 0) {
-                return std::nullopt;
-            }
-            char c = 0;
-            if (read(output_, &c, 1) != 1) {
-                return std::nullopt;
-            }
-            if (c == '\n') {
-                return line;
-            }
+        char c = 0;
+        if (poll(&descriptor, 1, static_cast<int>(timeout.count())) != 1) {
+            return std::nullopt;
+        }
+        while (read(output_, &c, 1) == 1 && c != '\n') {
             line.push_back(c);
         }
+        return c == '\n' ? std::optional(line) : std::nullopt;
     }
 
 private:
