@@ -29,9 +29,9 @@ run: build
 	@scripts/demo
 
 bench: setup
-	@cmake -S . -B build-release -G Ninja -DCMAKE_BUILD_TYPE=Release -DTOVO_BUILD_APP=OFF -DTOVO_BUILD_TESTS=OFF >/dev/null
+	@cmake -S . -B build-release -G Ninja -DCMAKE_BUILD_TYPE=Release -DTOVO_BUILD_APP=ON -DTOVO_BUILD_TESTS=OFF >/dev/null
 	@cmake --build build-release -j $(JOBS)
-	@for b in build-release/Benchmarks/*Benchmark; do echo "== $$b"; $$b; done
+	@for b in build-release/Benchmarks/*Benchmark build-release/Benchmarks/startup/StartupBenchmark; do echo "== $$b"; $$b; done
 
 # Core and system suites under AddressSanitizer and UndefinedBehaviorSanitizer.
 sanitize: setup

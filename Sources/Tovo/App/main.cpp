@@ -1,5 +1,6 @@
 #include "Tovo/App/MainWindow.hpp"
 #include "Tovo/App/TovoApp.hpp"
+#include "Tovo/Support/Qt/FirstFrameExit.hpp"
 
 #include <QApplication>
 
@@ -8,6 +9,7 @@ int main(int argc, char** argv) {
     const tovo::LaunchOptions options = tovo::parseLaunchOptions(argc, argv);
     QApplication application(argc, argv);
     tovo::TovoApp::prepareApplication(application, options);
+    tovo::FirstFrameExit::installIfRequested();
     tovo::TovoApp app(options);
     app.show();
     return QApplication::exec();

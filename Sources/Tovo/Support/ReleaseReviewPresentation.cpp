@@ -28,12 +28,16 @@ std::string confirmationMessage(std::size_t eligible, std::size_t remaining) {
                "releases it.";
     }
     std::string message = "Tovo will ask ";
-    message += eligible == 1 ? std::string("one app") : std::to_string(eligible) + " apps";
+    if (eligible == 1) {
+        message += "one app";
+    } else {
+        message.append(std::to_string(eligible)).append(" apps");
+    }
     message += " to quit.";
     if (remaining == 1) {
         message += " One blocker still needs you.";
     } else if (remaining > 1) {
-        message += " " + std::to_string(remaining) + " blockers still need you.";
+        message.append(" ").append(std::to_string(remaining)).append(" blockers still need you.");
     }
     message += " It ejects only after the disk is no longer in use. It never force quits.";
     return message;
