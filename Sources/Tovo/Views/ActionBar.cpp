@@ -1,10 +1,9 @@
 #include "Tovo/Views/ActionBar.hpp"
 
-#include "Tovo/Support/Qt/QtTheme.hpp"
 #include "Tovo/Support/ReleaseReviewPresentation.hpp"
+#include "Tovo/Views/ProminentButton.hpp"
 
 #include <QHBoxLayout>
-#include <QPushButton>
 #include <QShortcut>
 
 namespace tovo {
@@ -12,8 +11,8 @@ namespace tovo {
 ActionBar::ActionBar(Actions actions, QWidget* parent)
     : QWidget(parent)
     , actions_(std::move(actions))
-    , primary_(new QPushButton(this))
-    , safe_(new QPushButton(this))
+    , primary_(new ProminentButton(this))
+    , safe_(new ProminentButton(this))
     , returnKey_(new QShortcut(QKeySequence(Qt::Key_Return), this))
     , enterKey_(new QShortcut(QKeySequence(Qt::Key_Enter), this)) {
     auto* row = new QHBoxLayout(this);
@@ -72,8 +71,8 @@ void ActionBar::setState(const EjectionPhase& phase, const std::optional<Externa
 
 void ActionBar::applyProminence() {
     // When Tovo can release something the review is the recommended path.
-    TovoTheme::styleProminentButton(safe_, safeLeads_);
-    TovoTheme::styleProminentButton(primary_, !safeLeads_);
+    safe_->setProminent(safeLeads_);
+    primary_->setProminent(!safeLeads_);
 }
 
 void ActionBar::triggerPrimary() {

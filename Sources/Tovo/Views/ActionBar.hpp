@@ -1,13 +1,13 @@
 #pragma once
 
 #include "Tovo/Support/ActionBarPresentation.hpp"
+#include "Tovo/Views/ProminentButton.hpp"
 
 #include <QWidget>
 
 #include <functional>
 #include <optional>
 
-class QPushButton;
 class QShortcut;
 
 namespace tovo {
@@ -30,9 +30,9 @@ public:
     void setState(const EjectionPhase& phase, const std::optional<ExternalDisk>& disk,
                   const std::vector<ProcessReleasePlan>& releasePlans);
 
-    QPushButton* primaryButton() const { return primary_; }
+    ProminentButton* primaryButton() const { return primary_; }
     /// The "Safely eject …" button; hidden outside the blocked phase.
-    QPushButton* safeButton() const { return safe_; }
+    ProminentButton* safeButton() const { return safe_; }
     const std::optional<ActionBarContent>& content() const { return content_; }
 
 private:
@@ -40,8 +40,8 @@ private:
     void applyProminence();
 
     Actions actions_;
-    QPushButton* primary_;
-    QPushButton* safe_;
+    ProminentButton* primary_;
+    ProminentButton* safe_;
     QShortcut* returnKey_;
     QShortcut* enterKey_;
     std::optional<ActionBarContent> content_;

@@ -51,7 +51,13 @@ ContentView::ContentView(Environment environment, QWidget* parent)
     setMinimumSize(420, 420);
     setMaximumSize(560, 720);
 
+    // The column goes into the scroll area while empty: the area sizes its widget
+    // when given one, and sizing the filled column here would lay out every label
+    // once more before the window knows its width.
     auto* column = new QWidget();
+    scroll_->setWidget(column);
+    scroll_->setWidgetResizable(true);
+    // The scroll area fills its widget; the window's glow must show through.
     column->setAutoFillBackground(false);
     auto* layout = new QVBoxLayout(column);
     layout->setContentsMargins(padding, padding, padding, padding);
@@ -62,8 +68,6 @@ ContentView::ContentView(Environment environment, QWidget* parent)
     layout->addWidget(actionBar_);
     layout->addStretch(1);
 
-    scroll_->setWidget(column);
-    scroll_->setWidgetResizable(true);
     scroll_->setFrameShape(QFrame::NoFrame);
     scroll_->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     scroll_->setVerticalScrollBarPolicy(Qt::ScrollBarAsNeeded);

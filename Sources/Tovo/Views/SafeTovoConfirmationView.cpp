@@ -3,6 +3,7 @@
 #include "Tovo/Support/BlockerRowPresentation.hpp"
 #include "Tovo/Support/Qt/QtTheme.hpp"
 #include "Tovo/Support/Qt/SymbolImage.hpp"
+#include "Tovo/Views/ProminentButton.hpp"
 #include "Tovo/Views/SheetParts.hpp"
 
 #include <QHBoxLayout>
@@ -104,13 +105,13 @@ SafeTovoConfirmationView::SafeTovoConfirmationView(
         connect(cancel_, &QPushButton::clicked, this, &QDialog::reject);
         buttons->addWidget(cancel_);
     }
-    confirm_ = new QPushButton(QString::fromStdString(content_.confirmTitle), this);
+    confirm_ = new ProminentButton(QString::fromStdString(content_.confirmTitle), this);
     confirm_->setDefault(true);
     if (content_.confirmAccessibilityHint) {
         confirm_->setAccessibleDescription(
             QString::fromStdString(*content_.confirmAccessibilityHint));
     }
-    TovoTheme::styleProminentButton(confirm_, content_.canConfirm);
+    confirm_->setProminent(content_.canConfirm);
     connect(confirm_, &QPushButton::clicked, this,
             content_.canConfirm ? &QDialog::accept : &QDialog::reject);
     buttons->addWidget(confirm_);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Tovo/Support/ReleaseReviewPresentation.hpp"
+#include "Tovo/Views/ProminentButton.hpp"
 
 #include <QDialog>
 
@@ -24,7 +25,7 @@ public:
 
     const ReleaseReviewContent& content() const { return content_; }
     /// Confirms with eligible plans; otherwise the only button, which just closes.
-    QPushButton* confirmButton() const { return confirm_; }
+    ProminentButton* confirmButton() const { return confirm_; }
     /// Absent without eligible plans.
     QPushButton* cancelButton() const { return cancel_; }
 
@@ -35,7 +36,7 @@ private:
     ReleaseReviewContent content_;
     std::function<void()> onCancel_;
     std::function<void()> onConfirm_;
-    QPushButton* confirm_ = nullptr;
+    ProminentButton* confirm_ = nullptr;
     QPushButton* cancel_ = nullptr;
     bool finished_ = false;
 };

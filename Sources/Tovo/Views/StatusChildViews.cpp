@@ -26,11 +26,14 @@ QWidget* makeStatusTexts(const StatusContent& content, QLabel*& title, QLabel*& 
     title = new QLabel(QString::fromStdString(content.title), texts);
     title->setFont(TovoTheme::headlineFont(parent->font()));
     title->setWordWrap(true);
-    title->setTextInteractionFlags(Qt::TextSelectableByMouse);
     message = new QLabel(QString::fromStdString(content.message), texts);
     message->setFont(TovoTheme::subheadlineFont(parent->font()));
     message->setWordWrap(true);
-    message->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    // Only a failure's reason is worth copying; a selectable label lays out through a
+    // whole text document, several times slower.
+    if (content.kind == StatusViewKind::failure) {
+        message->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    }
     QPalette secondary = message->palette();
     secondary.setColor(QPalette::WindowText,
                        TovoTheme::textColor(TextColor::secondary, parent->palette()));

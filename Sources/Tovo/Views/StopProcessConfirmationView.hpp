@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Tovo/Support/StopConfirmationPresentation.hpp"
+#include "Tovo/Views/ProminentButton.hpp"
 
 #include <QDialog>
 
@@ -23,7 +24,7 @@ public:
                                 QWidget* parent = nullptr);
 
     const StopConfirmationContent& content() const { return content_; }
-    QPushButton* confirmButton() const { return confirm_; }
+    ProminentButton* confirmButton() const { return confirm_; }
     QPushButton* cancelButton() const { return cancel_; }
 
     void done(int result) override;
@@ -32,7 +33,7 @@ private:
     StopConfirmationContent content_;
     std::function<void()> onCancel_;
     std::function<void()> onConfirm_;
-    QPushButton* confirm_ = nullptr;
+    ProminentButton* confirm_ = nullptr;
     QPushButton* cancel_ = nullptr;
     bool finished_ = false;
 };

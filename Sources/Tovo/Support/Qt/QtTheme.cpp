@@ -1,9 +1,9 @@
 #include "Tovo/Support/Qt/QtTheme.hpp"
 
+#include "Tovo/Support/Qt/WindowGlow.hpp"
+
 #include <QPainter>
 #include <QPainterPath>
-#include <QPushButton>
-#include <QRadialGradient>
 
 namespace tovo::TovoTheme {
 
@@ -93,9 +93,7 @@ QFont headlineFont(const QFont& base) {
 }
 
 QFont subheadlineFont(const QFont& base) {
-    QFont font = base;
-    font.setPointSizeF(base.pointSizeF() * 0.95);
-    return font;
+    return base;
 }
 
 QFont captionFont(const QFont& base) {
@@ -121,35 +119,26 @@ void paintCard(QPainter& painter, const QRectF& rect, const QPalette& palette) {
 
 void paintWindowBackground(QPainter& painter, const QRectF& rect, const QPalette& palette,
                            Qt::LayoutDirection direction) {
-    painter.fillRect(rect, palette.color(QPalette::Window));
-    const QPointF corner = direction == Qt::RightToLeft ? rect.topLeft() : rect.topRight();
-    QRadialGradient glow(corner, windowGlowOuterRadius, corner, windowGlowInnerRadius);
-    QColor inner = accent();
-    inner.setAlphaF(static_cast<float>(windowGlowOpacity));
-    QColor outer = accent();
-    outer.setAlphaF(0);
-    // Stops run from the focal (inner) radius to the outer one.
-    glow.setColorAt(0, inner);
-    glow.setColorAt(1, outer);
-    painter.fillRect(rect, glow);
-}
-
-void styleProminentButton(QPushButton* button, bool prominent) {
-    if (!prominent) {
-        button->setStyleSheet(QString());
-        return;
+    const WindowGlow glow{palette.color(QPalette::Window),
+                          accent(),
+                          windowGlowOpacity,
+                          windowGlowInnerRadius,
+                          windowGlowOuterRadius,
+                          direction == Qt::RightToLeft};
+    const qreal scale = painter.device()->devicePixelRatioF();
+    // One window, one glow: a single cached tile covers every repaint.
+    static WindowGlow cachedGlow;
+    static qreal cachedScale = 0;
+    static QImage tile;
+    if (tile.isNull() || !(cachedGlow == glow) || cachedScale != scale) {
+        tile = glow.tile(scale);
+        cachedGlow = glow;
+        cachedScale = scale;
     }
-    const QPalette& palette = button->palette();
-    button->setStyleSheet(
-        QStringLiteral("QPushButton { background: qlineargradient(x1:0, y1:0, x2:1, y2:1, "
-                       "stop:0 %1, stop:1 %2); color: %3; border: none; border-radius: 7px; "
-                       "padding: 6px 16px; font-weight: 600; }"
-                       "QPushButton:pressed { background: %4; }"
-                       "QPushButton:disabled { background: %5; color: %6; }"
-                       "QPushButton:focus { border: 2px solid %4; }")
-            .arg(accent().name(), accentEnd().name(), actionLabel().name(QColor::HexArgb),
-                 prominentAccent().name(), primaryAt(palette, 0.12).name(QColor::HexArgb),
-                 primaryAt(palette, 0.4).name(QColor::HexArgb)));
+    painter.fillRect(rect, glow.window);
+    const double side = windowGlowOuterRadius;
+    const QPointF origin = glow.mirrored ? rect.topLeft() : rect.topRight() - QPointF(side, 0);
+    painter.drawImage(origin, tile);
 }
 
 QPalette lightPalette() {

@@ -9,7 +9,6 @@
 #include <QRectF>
 
 class QPainter;
-class QPushButton;
 
 namespace tovo::TovoTheme {
 
@@ -28,7 +27,10 @@ QColor textColor(TextColor color, const QPalette& palette);
 QColor primaryAt(const QPalette& palette, double opacity);
 bool isDark(const QPalette& palette);
 
-/// Text styles, sized from the application font.
+/// Text styles, sized from the application font. Every distinct style costs a
+/// font load at start-up, so the ramp keeps to four: the desktop's own size
+/// (which is already a small UI size, so it serves for subheadlines too), a
+/// larger bold title, a semibold headline and a smaller caption.
 QFont titleFont(const QFont& base);
 QFont headlineFont(const QFont& base);
 QFont subheadlineFont(const QFont& base);
@@ -42,10 +44,6 @@ void paintCard(QPainter& painter, const QRectF& rect, const QPalette& palette);
 /// (14 % at the corner, clear from 360 px out).
 void paintWindowBackground(QPainter& painter, const QRectF& rect, const QPalette& palette,
                            Qt::LayoutDirection direction);
-
-/// Fills a push button with the accent gradient and the dark action label, or
-/// returns it to the style's own look.
-void styleProminentButton(QPushButton* button, bool prominent = true);
 
 /// The Fusion palettes that --demo-light and --demo-dark force.
 QPalette lightPalette();

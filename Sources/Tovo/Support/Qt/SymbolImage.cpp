@@ -14,7 +14,7 @@ namespace {
 
 enum class Glyph { none, check, arrow, exclamation, cross, question };
 
-enum class Shape { disc, ring, shield, refresh };
+enum class Shape { disc, ring, shield, refresh, drive };
 
 struct DrawnSymbol {
     std::string_view symbol;
@@ -31,6 +31,8 @@ constexpr DrawnSymbol drawnSymbols[] = {
     {"arrow.clockwise", Glyph::none, Shape::refresh},
     {"checkmark.shield.fill", Glyph::check, Shape::shield},
     {"exclamationmark.shield.fill", Glyph::exclamation, Shape::shield},
+    {"externaldrive.fill", Glyph::none, Shape::drive},
+    {"externaldrive.badge.questionmark", Glyph::question, Shape::drive},
 };
 
 const DrawnSymbol* drawnSymbol(std::string_view symbol) {
@@ -74,11 +76,12 @@ void drawGlyph(QPainter& painter, Glyph glyph, const QRectF& box) {
         painter.drawLine(at(0.66, 0.34), at(0.34, 0.66));
         break;
     case Glyph::question: {
-        QFont font = painter.font();
-        font.setPixelSize(static_cast<int>(s * 0.62));
-        font.setBold(true);
-        painter.setFont(font);
-        painter.drawText(box, Qt::AlignCenter, QStringLiteral("?"));
+        // Drawn, not typed: a text glyph would load another font at start-up.
+        QPainterPath hook(at(0.36, 0.40));
+        hook.arcTo(QRectF(at(0.36, 0.24), at(0.64, 0.50)), 180, -250);
+        hook.quadTo(at(0.5, 0.50), at(0.5, 0.58));
+        painter.drawPath(hook);
+        painter.drawPoint(at(0.5, 0.74));
         break;
     }
     case Glyph::none:
@@ -103,6 +106,31 @@ QPainterPath shieldPath(const QRectF& box) {
     return path;
 }
 
+// A drive lying flat, with a slot and a status light; a glyph becomes a badge in the
+// lower right corner.
+void drawDrive(QPainter& painter, const QRectF& box, const QColor& tint, Glyph badge) {
+    const double s = box.width();
+    const QRectF body(s * 0.06, s * 0.30, s * 0.88, s * 0.42);
+    painter.setPen(Qt::NoPen);
+    painter.setBrush(tint);
+    painter.drawRoundedRect(body, s * 0.09, s * 0.09);
+    painter.setPen(QPen(Qt::white, std::max(1.0, s * 0.06), Qt::SolidLine, Qt::RoundCap));
+    painter.drawLine(QPointF(s * 0.18, s * 0.56), QPointF(s * 0.56, s * 0.56));
+    painter.setPen(Qt::NoPen);
+    painter.setBrush(Qt::white);
+    painter.drawEllipse(QPointF(s * 0.78, s * 0.56), s * 0.05, s * 0.05);
+    if (badge == Glyph::none) {
+        return;
+    }
+    const QRectF badgeBox(s * 0.52, s * 0.52, s * 0.48, s * 0.48);
+    painter.setCompositionMode(QPainter::CompositionMode_Clear);
+    painter.drawEllipse(badgeBox.adjusted(-s * 0.04, -s * 0.04, s * 0.04, s * 0.04));
+    painter.setCompositionMode(QPainter::CompositionMode_SourceOver);
+    painter.setBrush(tint);
+    painter.drawEllipse(badgeBox);
+    drawGlyph(painter, badge, badgeBox);
+}
+
 QPixmap drawn(Glyph glyph, Shape shape, int size, const QColor& tint, qreal scale) {
     QPixmap pixmap(QSize(size, size) * scale);
     pixmap.setDevicePixelRatio(scale);
@@ -125,6 +153,8 @@ QPixmap drawn(Glyph glyph, Shape shape, int size, const QColor& tint, qreal scal
         painter.setPen(Qt::NoPen);
         painter.setBrush(tint);
         painter.drawPath(head);
+    } else if (shape == Shape::drive) {
+        drawDrive(painter, box, tint, glyph);
     } else if (shape == Shape::shield) {
         painter.setPen(Qt::NoPen);
         painter.setBrush(tint);

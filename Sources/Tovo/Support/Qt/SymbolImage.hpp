@@ -9,9 +9,10 @@
 
 namespace tovo {
 
-/// Images for the system symbol names the screens use. The round status marks are
-/// drawn here in the colour that carries their meaning; the others come from the
-/// freedesktop icon theme, and are drawn as a plain disc when the theme lacks them.
+/// Images for the system symbol names the screens use. The status marks and the
+/// drive symbols are drawn here in the colour that carries their meaning (and need
+/// no icon theme or image decoder at start-up); the others come from the freedesktop
+/// icon theme, and are drawn as a question mark on a disc when the theme lacks them.
 namespace SymbolImage {
 
 /// A square pixmap of `size` logical pixels for the device pixel ratio `scale`.
