@@ -1,6 +1,8 @@
 // Cold start to the first painted frame, and peak memory, of Tovo in demo mode
 // beside the smallest Qt Widgets window, both offscreen. Each iteration launches
-// both, in alternating order, so drift on a shared machine hits both alike.
+// both, back to back in alternating order, and the ratio is taken within each
+// pair: a shared machine's speed drifts over seconds, which a ratio of the two
+// programs' overall medians would take for a difference between them.
 // Budget: Tovo's first frame within 1.5x the minimal window's, peak RSS under 80 MB.
 #include <benchmark/benchmark.h>
 
@@ -124,7 +126,7 @@ double median(std::vector<Launch> runs, double Launch::*field) {
 
 BENCHMARK(BM_FirstFrame_TovoBesideMinimalWindow)
     ->UseManualTime()
-    ->Iterations(31)
+    ->Iterations(41)
     ->Unit(benchmark::kMillisecond);
 
 int main(int argc, char** argv) {
@@ -136,10 +138,17 @@ int main(int argc, char** argv) {
     }
     const double tovo = median(tovoRuns, &Launch::firstFrameSeconds);
     const double minimal = median(minimalRuns, &Launch::firstFrameSeconds);
+    std::vector<double> ratios;
+    for (std::size_t i = 0; i < tovoRuns.size() && i < minimalRuns.size(); ++i) {
+        ratios.push_back(tovoRuns[i].firstFrameSeconds / minimalRuns[i].firstFrameSeconds);
+    }
+    std::ranges::sort(ratios);
     const double peak = std::ranges::max(tovoRuns, {}, &Launch::peakMegabytes).peakMegabytes;
-    std::printf("first frame (median of %zu): Tovo %.1f ms, minimal window %.1f ms, ratio %.2f "
-                "(budget 1.5)\n",
-                tovoRuns.size(), tovo * 1000, minimal * 1000, minimal > 0 ? tovo / minimal : 0.0);
+    std::printf("first frame (median of %zu): Tovo %.1f ms, minimal window %.1f ms\n",
+                tovoRuns.size(), tovo * 1000, minimal * 1000);
+    std::printf("ratio within pairs: median %.2f (budget 1.5), quartiles %.2f to %.2f\n",
+                ratios[ratios.size() / 2], ratios[ratios.size() / 4],
+                ratios[ratios.size() * 3 / 4]);
     std::printf("until exit (median): Tovo %.1f ms, minimal window %.1f ms\n",
                 median(tovoRuns, &Launch::exitSeconds) * 1000,
                 median(minimalRuns, &Launch::exitSeconds) * 1000);

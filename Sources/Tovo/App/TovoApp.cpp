@@ -3,11 +3,11 @@
 #include "Tovo/App/MainWindow.hpp"
 #include "Tovo/Support/Qt/MountChangeWatcher.hpp"
 #include "Tovo/Support/Qt/QtTheme.hpp"
+#include "Tovo/Support/Qt/TovoStyle.hpp"
 #include "TovoSystem/Linux/JournalLogger.hpp"
 
 #include <QApplication>
 #include <QIcon>
-#include <QStyleFactory>
 
 namespace tovo {
 
@@ -55,7 +55,7 @@ void TovoApp::prepareApplication(QApplication& application, const LaunchOptions&
     QApplication::setApplicationName(QStringLiteral("Tovo"));
     QApplication::setApplicationDisplayName(QStringLiteral("Tovo"));
     QGuiApplication::setDesktopFileName(QString::fromUtf8(tovoApplicationID));
-    QApplication::setStyle(QStyleFactory::create(QStringLiteral("Fusion")));
+    QApplication::setStyle(new TovoStyle);
     if (options.appearance == AppearanceOverride::light) {
         QApplication::setPalette(TovoTheme::lightPalette());
     } else if (options.appearance == AppearanceOverride::dark) {

@@ -1,6 +1,5 @@
 #include "Tovo/Support/Qt/FirstFrameExit.hpp"
 
-
 #include <QCoreApplication>
 #include <QEvent>
 #include <QTimer>
