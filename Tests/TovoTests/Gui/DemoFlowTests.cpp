@@ -13,9 +13,13 @@ using ::testing::ElementsAre;
 TEST(DemoFlow, TovoableRunReviewsAndEjectsThroughTheSheet) {
     WindowHarness harness(DemoScenarioKind::tovoable);
     harness.showAndList();
+    EXPECT_TRUE(harness.actionBar().primaryButton()->isProminent());
 
     harness.click(harness.actionBar().primaryButton());
     ASSERT_TRUE(harness.runUntilPhase<EjectionPhase::Blocked>());
+    // With something Tovo may quit, the review is the recommended way on.
+    EXPECT_TRUE(harness.actionBar().safeButton()->isProminent());
+    EXPECT_FALSE(harness.actionBar().primaryButton()->isProminent());
     const auto rows = harness.rows();
     ASSERT_EQ(rows.size(), 1U);
     EXPECT_EQ(rows[0]->accessibleName(), QStringLiteral("Preview"));
@@ -50,11 +54,14 @@ TEST(DemoFlow, BlockedRunOffersNoReleaseButStopsTheVirtualMachine) {
 
     harness.click(harness.actionBar().primaryButton());
     ASSERT_TRUE(harness.runUntilPhase<EjectionPhase::Blocked>());
+    EXPECT_TRUE(harness.actionBar().primaryButton()->isProminent());
+    EXPECT_FALSE(harness.actionBar().safeButton()->isProminent());
 
     harness.click(harness.actionBar().safeButton());
     SafeTovoConfirmationView* review = harness.content().tovoConfirmation();
     ASSERT_NE(review, nullptr);
     EXPECT_EQ(review->content().eligibleCount, 0U);
+    EXPECT_FALSE(review->confirmButton()->isProminent());
     EXPECT_EQ(review->cancelButton(), nullptr);
     harness.click(review->confirmButton()); // the only button: it closes
     ASSERT_TRUE(harness.runUntil([&] { return harness.content().tovoConfirmation() == nullptr; }));
