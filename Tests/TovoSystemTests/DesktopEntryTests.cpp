@@ -1,6 +1,9 @@
+#include "ProcessTestSupport.hpp"
 #include "TovoSystem/Linux/DesktopEntry.hpp"
 
 #include <gtest/gtest.h>
+
+#include <fstream>
 
 namespace tovo {
 namespace {
@@ -41,6 +44,42 @@ TEST(DesktopEntryParse, ReadsOnlyItsGroupWithEscapesAndFirstKeyWinning) {
     const auto flatpak = DesktopEntry::parse("[Application]\nname=org.example.A\n", "Application");
     ASSERT_TRUE(flatpak);
     EXPECT_EQ(flatpak->value("name"), "org.example.A");
+}
+
+// Two data folders; ids map onto files directly or through sub-folders.
+class DesktopEntryLocate : public ::testing::Test {
+protected:
+    void SetUp() override {
+        for (const char* file :
+             {"first/applications/editor.desktop", "first/applications/kde/viewer.desktop",
+              "first/applications/kde/apps/player.desktop", "second/applications/editor.desktop",
+              "second/applications/games-chess.desktop",
+              "second/applications/games/chess.desktop"}) {
+            const auto path = folder.path() / file;
+            std::filesystem::create_directories(path.parent_path());
+            std::ofstream(path) << "[Desktop Entry]\nName=x\n";
+        }
+    }
+    std::optional<std::filesystem::path> locate(std::string_view id) const {
+        return DesktopEntry::locate(id, {folder.path() / "first", folder.path() / "second"});
+    }
+    std::filesystem::path at(const char* relative) const { return folder.path() / relative; }
+
+    tovo::testing::TemporaryFolder folder;
+};
+
+TEST_F(DesktopEntryLocate, FindsFlatAndFolderedFilesEarlierFoldersFirst) {
+    EXPECT_EQ(locate("editor"), at("first/applications/editor.desktop"));
+    EXPECT_EQ(locate("kde-viewer"), at("first/applications/kde/viewer.desktop"));
+    EXPECT_EQ(locate("kde-apps-player"), at("first/applications/kde/apps/player.desktop"));
+    EXPECT_EQ(locate("games-chess"), at("second/applications/games-chess.desktop"));
+}
+
+TEST_F(DesktopEntryLocate, RefusesIdsThatLeaveTheApplicationsFolder) {
+    for (const char* id : {"", "kde/viewer", "../first/applications/editor", "kde-..-editor",
+                           ".hidden", "missing", "kde-missing"}) {
+        EXPECT_EQ(locate(id), std::nullopt) << id;
+    }
 }
 
 } // namespace

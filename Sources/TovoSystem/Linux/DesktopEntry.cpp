@@ -48,6 +48,28 @@ std::string unescaped(std::string_view raw) {
     return result;
 }
 
+// A file's id is its path below applications/ with '/' turned into '-', so
+// "foo-bar" may be foo-bar.desktop or foo/bar.desktop (or deeper); a flat file
+// wins over one in a folder.
+std::optional<std::filesystem::path> locateIn(const std::filesystem::path& directory,
+                                              std::string_view id) {
+    std::error_code error;
+    auto flat = directory / (std::string(id) + ".desktop");
+    if (std::filesystem::is_regular_file(flat, error)) {
+        return flat;
+    }
+    for (auto dash = id.find('-'); dash != std::string_view::npos; dash = id.find('-', dash + 1)) {
+        const auto folder = directory / std::string(id.substr(0, dash));
+        if (dash + 1 < id.size() && id[dash + 1] != '.' &&
+            std::filesystem::is_directory(folder, error)) {
+            if (auto found = locateIn(folder, id.substr(dash + 1))) {
+                return found;
+            }
+        }
+    }
+    return std::nullopt;
+}
+
 } // namespace
 
 std::optional<DesktopEntry> DesktopEntry::parse(std::string_view text, std::string_view group) {
@@ -98,15 +120,13 @@ std::optional<DesktopEntry> DesktopEntry::load(const std::filesystem::path& file
 std::optional<std::filesystem::path>
 DesktopEntry::locate(std::string_view applicationID,
                      const std::vector<std::filesystem::path>& dataDirectories) {
-    if (applicationID.empty() || applicationID.find('/') != std::string_view::npos) {
+    if (applicationID.empty() || applicationID.find('/') != std::string_view::npos ||
+        applicationID.front() == '.') {
         return std::nullopt;
     }
-    const auto fileName = std::string(applicationID) + ".desktop";
     for (const auto& directory : dataDirectories) {
-        auto candidate = directory / "applications" / fileName;
-        std::error_code error;
-        if (std::filesystem::is_regular_file(candidate, error)) {
-            return candidate;
+        if (auto found = locateIn(directory / "applications", applicationID)) {
+            return found;
         }
     }
     return std::nullopt;

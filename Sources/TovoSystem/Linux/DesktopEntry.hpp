@@ -18,7 +18,9 @@ public:
                                              std::string_view group = "Desktop Entry");
     static std::optional<DesktopEntry> load(const std::filesystem::path& file,
                                             std::string_view group = "Desktop Entry");
-    /// `<id>.desktop` in the first of `dataDirectories` whose `applications/` holds it.
+    /// The desktop file with id `<id>.desktop` in the first of `dataDirectories`
+    /// whose `applications/` holds it, directly or in a folder (id `foo-bar` for
+    /// `applications/foo/bar.desktop`).
     static std::optional<std::filesystem::path>
     locate(std::string_view applicationID,
            const std::vector<std::filesystem::path>& dataDirectories);
