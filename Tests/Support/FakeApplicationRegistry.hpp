@@ -3,6 +3,7 @@
 #include "TovoSystem/Services/ApplicationRegistry.hpp"
 
 #include <map>
+#include <optional>
 #include <vector>
 
 namespace tovo::testing {
@@ -17,12 +18,18 @@ public:
     std::optional<std::string> ownIdentifier = std::string(tovoApplicationID);
     std::vector<std::int32_t> terminateRequests;
     std::vector<std::int32_t> activateRequests;
+    /// Set: every application is gone after this many lookups, as when an app
+    /// quits between the plan and the request.
+    std::optional<int> lookupsBeforeVanishing;
 
     void add(RunningApplication application) {
         applications.insert_or_assign(application.pid, std::move(application));
     }
 
     std::optional<RunningApplication> runningApplication(std::int32_t pid) const override {
+        if (lookupsBeforeVanishing && lookups_++ >= *lookupsBeforeVanishing) {
+            return std::nullopt;
+        }
         auto found = applications.find(pid);
         if (found == applications.end()) {
             return std::nullopt;
@@ -42,6 +49,9 @@ public:
         return acceptsActivate;
     }
     std::optional<std::string> ownBundleIdentifier() const override { return ownIdentifier; }
+
+private:
+    mutable int lookups_ = 0;
 };
 
 } // namespace tovo::testing
