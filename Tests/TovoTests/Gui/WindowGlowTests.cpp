@@ -1,5 +1,8 @@
+#include "Tovo/Support/Qt/QtTheme.hpp"
 #include "Tovo/Support/Qt/WindowGlow.hpp"
 
+#include <QPainter>
+#include <QPalette>
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -26,6 +29,7 @@ bool near(QRgb actual, QRgb expected) {
 struct OpacityCase {
     double distance;
     double opacity;
+    friend void PrintTo(const OpacityCase& c, std::ostream* os) { *os << c.distance << " px"; }
 };
 
 class WindowGlowOpacityTest : public ::testing::TestWithParam<OpacityCase> {};
@@ -69,6 +73,44 @@ TEST(WindowGlowTile, CoversTheSameLogicalSquareAtEveryScale) {
     EXPECT_EQ(tile.devicePixelRatio(), 2.0);
     EXPECT_TRUE(near(tile.pixel(519, 0), mixed(glow.opacityAt(100.25))));
 }
+
+struct BackgroundCase {
+    const char* name;
+    Qt::LayoutDirection direction;
+    qreal scale;
+    friend void PrintTo(const BackgroundCase& c, std::ostream* os) { *os << c.name; }
+};
+
+class WindowBackgroundTest : public ::testing::TestWithParam<BackgroundCase> {};
+
+TEST_P(WindowBackgroundTest, GlowSitsInTheTopTrailingCornerOfTheWholeWindow) {
+    QImage window(QSize(440, 500) * GetParam().scale, QImage::Format_ARGB32_Premultiplied);
+    window.setDevicePixelRatio(GetParam().scale);
+    QPalette palette;
+    palette.setColor(QPalette::Window, glow.window);
+    {
+        QPainter painter(&window);
+        TovoTheme::paintWindowBackground(painter, QRectF(0, 0, 440, 500), palette,
+                                         GetParam().direction);
+    }
+    const bool rightToLeft = GetParam().direction == Qt::RightToLeft;
+    const auto at = [&](int x, int y) {
+        const int column = rightToLeft ? 439 - x : x;
+        return window.pixel(static_cast<int>(column * GetParam().scale),
+                            static_cast<int>(y * GetParam().scale));
+    };
+    EXPECT_TRUE(near(at(439, 0), mixed(0.14)));
+    EXPECT_TRUE(near(at(339, 0), mixed(glow.opacityAt(100))));
+    EXPECT_TRUE(near(at(439, 100), mixed(glow.opacityAt(100))));
+    EXPECT_EQ(at(0, 0) | 0xff000000, glow.window.rgb());
+    EXPECT_EQ(at(439, 499) | 0xff000000, glow.window.rgb());
+}
+
+INSTANTIATE_TEST_SUITE_P(Windows, WindowBackgroundTest,
+                         ::testing::Values(BackgroundCase{"leftToRight", Qt::LeftToRight, 1},
+                                           BackgroundCase{"rightToLeft", Qt::RightToLeft, 1},
+                                           BackgroundCase{"doubleDensity", Qt::LeftToRight, 2}),
+                         [](const auto& info) { return std::string(info.param.name); });
 
 } // namespace
 } // namespace tovo::testing
