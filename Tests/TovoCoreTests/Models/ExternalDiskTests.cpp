@@ -8,53 +8,39 @@
 namespace tovo {
 namespace {
 
-DiskVolume volume(std::string id, std::optional<std::string> pool,
-                  std::optional<std::int64_t> total, std::optional<std::int64_t> available,
+using Size = std::optional<std::int64_t>;
+
+DiskVolume volume(std::string id, std::optional<std::string> pool, Size total, Size available,
                   std::optional<std::string> format = {}) {
     return DiskVolume{id,    std::nullopt, std::move(pool),   id,   "/media/" + id,
                       total, available,    std::move(format), false};
 }
 
-ExternalDisk disk(std::vector<DiskVolume> volumes, std::optional<std::int64_t> physical = {}) {
+ExternalDisk disk(std::vector<DiskVolume> volumes, Size physical = {}) {
     return ExternalDisk{"attachment:7",     "Disk",  std::nullopt, std::nullopt, 7u, "sdb",
                         std::move(volumes), physical};
 }
 
-TEST(ExternalDiskTest, DiskWithoutVolumesHasOnlyItsPhysicalSize) {
-    const auto empty = disk({});
-    EXPECT_FALSE(empty.primaryMountURL());
-    EXPECT_TRUE(empty.mountURLs().empty());
-    EXPECT_EQ(empty.formatSummary(), "External disk");
-    EXPECT_FALSE(empty.availableCapacity());
-    EXPECT_FALSE(empty.totalCapacity());
-    EXPECT_EQ(disk({}, 64).totalCapacity(), 64);
+using Sizes = std::pair<Size, Size>; // available, total
+
+Sizes sizes(const ExternalDisk& d) {
+    return {d.availableCapacity(), d.totalCapacity()};
 }
 
-TEST(ExternalDiskTest, PooledVolumesCountOnceWithTheirSmallestReport) {
-    const auto d = disk({volume("a", "apfs:disk4", 1000, 500), volume("b", "apfs:disk4", 1000, 480),
-                         volume("c", std::nullopt, 300, 100)});
-    EXPECT_EQ(d.availableCapacity(), 580);
-    EXPECT_EQ(d.totalCapacity(), 1300);
-}
-
-TEST(ExternalDiskTest, VolumesWithoutPoolButSameIdShareTheirKey) {
-    const auto d = disk({volume("same", std::nullopt, 10, 9), volume("same", std::nullopt, 20, 4)});
-    EXPECT_EQ(d.availableCapacity(), 4);
-    EXPECT_EQ(d.totalCapacity(), 10);
-}
-
-TEST(ExternalDiskTest, AbsentFiguresAreSkippedAndAllAbsentIsAbsent) {
-    EXPECT_EQ(disk({volume("a", "p", std::nullopt, 5), volume("b", "p", 7, std::nullopt)})
-                  .availableCapacity(),
-              5);
-    EXPECT_FALSE(disk({volume("a", "p", std::nullopt, std::nullopt)}).totalCapacity());
-}
-
-TEST(ExternalDiskTest, PhysicalSizeWinsEvenWhenSmallerThanTheVolumes) {
-    const auto d =
-        disk({volume("a", std::nullopt, 900, 100), volume("b", std::nullopt, 900, 100)}, 1000);
-    EXPECT_EQ(d.totalCapacity(), 1000);
-    EXPECT_EQ(d.availableCapacity(), 200); // physical size plays no part in free space
+TEST(ExternalDiskTest, CapacitiesCountEachStoreOnce) {
+    EXPECT_EQ(sizes(disk({})), Sizes());
+    EXPECT_EQ(sizes(disk({}, 64)), Sizes({}, 64));
+    // Volumes of one pool, or without a pool of one id, count once with their smallest report.
+    EXPECT_EQ(sizes(disk({volume("a", "apfs:4", 1000, 500), volume("b", "apfs:4", 1000, 480),
+                          volume("c", {}, 300, 100)})),
+              Sizes(580, 1300));
+    EXPECT_EQ(sizes(disk({volume("s", {}, 10, 9), volume("s", {}, 20, 4)})), Sizes(4, 10));
+    // Absent figures are skipped.
+    EXPECT_EQ(sizes(disk({volume("a", "p", {}, 5), volume("b", "p", 7, {})})), Sizes(5, 7));
+    EXPECT_EQ(sizes(disk({volume("a", "p", {}, {})})), Sizes());
+    // A known physical size is the total, even when smaller, and plays no part in free space.
+    EXPECT_EQ(sizes(disk({volume("a", {}, 900, 100), volume("b", {}, 900, 100)}, 1000)),
+              Sizes(200, 1000));
 }
 
 TEST(ExternalDiskTest, FormatSummaryIsDistinctSortedAndOrderFree) {
@@ -64,6 +50,7 @@ TEST(ExternalDiskTest, FormatSummaryIsDistinctSortedAndOrderFree) {
     auto none = volume("d", {}, {}, {});
     EXPECT_EQ(disk({a, b, c, none}).formatSummary(), "APFS + ext4");
     EXPECT_EQ(disk({c, none, b, a}).formatSummary(), "APFS + ext4");
+    EXPECT_EQ(disk({}).formatSummary(), "External disk");
 }
 
 TEST(ExternalDiskTest, MountURLsKeepOrderAndDuplicates) {
@@ -72,6 +59,8 @@ TEST(ExternalDiskTest, MountURLsKeepOrderAndDuplicates) {
     EXPECT_EQ(d.primaryMountURL(), std::filesystem::path("/media/b"));
     EXPECT_EQ(d.mountURLs(),
               (std::vector<std::filesystem::path>{"/media/b", "/media/a", "/media/b"}));
+    EXPECT_FALSE(disk({}).primaryMountURL());
+    EXPECT_TRUE(disk({}).mountURLs().empty());
 }
 
 TEST(ExternalDiskDeathTest, CapacityOverflowStopsTheProcess) {

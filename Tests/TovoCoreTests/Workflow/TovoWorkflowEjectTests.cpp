@@ -47,9 +47,12 @@ TEST_P(TovoWorkflowEjectTableTest, EndsInTheRowsPhase) {
     EXPECT_EQ(h.logger.entries(), param.expectedLog);
     EXPECT_EQ(workflow.disks(), param.expectedDisks);
     EXPECT_EQ(workflow.selectedDiskID(), param.expectedDisks.front().id);
-    // No operation outlives its ending: a later eject starts at once.
+    // No operation outlives its ending: a later eject starts at once, from a clean slate.
     h.start(workflow.attemptEject());
     EXPECT_EQ(h.ejector->ejects.callCount(), 2u);
+    EXPECT_THAT(workflow.blockers(), IsEmpty());
+    EXPECT_THAT(workflow.releasePlans(), IsEmpty());
+    EXPECT_THAT(workflow.stopPlans(), IsEmpty());
 }
 
 const Entry started{Level::info, "Eject started"};
@@ -101,69 +104,83 @@ INSTANTIATE_TEST_SUITE_P(
             {started, {Level::error, "Eject failed domain=TestDomain code=42"}}, {photos, backup})),
     [](const auto& info) { return std::string(info.param.label); });
 
-// Which phases an eject or a selection may start from.
+// Drives a fresh workflow into `phase` through its own operations, over three listed
+// disks with the first one selected; operations in flight stay pending or asleep.
+void driveInto(WorkflowHarness& h, const EjectionPhase& phase) {
+    const std::vector<ExternalDisk> listed{photos, backup, archive};
+    const auto name = phase.caseName();
+    h.listDisks(listed);
+    if (name == "blocked" || name == "releasing" || name == "stopping" || name == "retrying") {
+        h.reachBlocked({editor}, listed);
+        h.diagnoses->setValue({});
+        if (name == "stopping") {
+            h.start(h.workflow->performStop(editor));
+        } else if (name != "blocked") {
+            h.start(h.workflow->performSafeTovo());
+            h.advance(name == "retrying" ? 2s : 0s);
+        }
+    } else if (name != "ready") {
+        if (name == "ejected") {
+            h.ejector->ejects.enqueueValue({});
+        } else if (const auto* failed = phase.getIf<EjectionPhase::Failed>()) {
+            const bool retry = failed->recovery == FailureRecovery::retryEject;
+            h.ejector->ejects.enqueueError(EjectionFailure(
+                "Changed.", std::nullopt,
+                retry ? EjectionFailureKind::other : EjectionFailureKind::identityChanged, "x", 1));
+        } else if (name == "diagnosing") {
+            h.ejector->ejects.enqueueError(WorkflowHarness::busyFailure());
+        }
+        h.start(h.workflow->attemptEject());
+    }
+    ASSERT_EQ(h.workflow->phase().caseName(), name);
+}
+
+// Which phases a selection, then an eject, may start from.
 struct GuardCase {
     const char* label;
     EjectionPhase phase;
-    bool ejects;
     bool selects;
+    bool ejects;
 };
 
 class TovoWorkflowGuardTest : public ::testing::TestWithParam<GuardCase> {};
 
-TEST_P(TovoWorkflowGuardTest, EjectStartsOnlyWhenNoOperationRuns) {
-    const auto& param = GetParam();
-    WorkflowHarness h;
-    auto& workflow = *h.workflow;
-    driveInto(h, param.phase);
-    const auto phase = workflow.phase();
-    const auto ejects = h.ejector->ejects.callCount();
-    h.logger.clear();
-
-    h.start(workflow.attemptEject());
-
-    if (param.ejects) {
-        EXPECT_EQ(workflow.phase(), EjectionPhase::ejecting());
-        EXPECT_EQ(h.ejector->ejects.callCount(), ejects + 1);
-        EXPECT_EQ(h.ejector->ejects.pendingArguments().id, workflow.selectedDiskID());
-        EXPECT_THAT(workflow.blockers(), IsEmpty());
-        EXPECT_THAT(workflow.releasePlans(), IsEmpty());
-        EXPECT_THAT(workflow.stopPlans(), IsEmpty());
-        EXPECT_THAT(h.logger.entries(), ElementsAre(started));
-    } else {
-        EXPECT_EQ(workflow.phase(), phase);
-        EXPECT_EQ(h.ejector->ejects.callCount(), ejects);
-        EXPECT_THAT(h.logger.entries(), IsEmpty());
-    }
-}
-
-TEST_P(TovoWorkflowGuardTest, SelectionChangesOnlyWhereThePhaseAllowsIt) {
+TEST_P(TovoWorkflowGuardTest, SelectionAndEjectStartOnlyWhereThePhaseAllows) {
     const auto& param = GetParam();
     WorkflowHarness h;
     auto& workflow = *h.workflow;
     driveInto(h, param.phase);
     const auto before = workflow.selectedDiskID();
-    const auto phase = workflow.phase();
     const auto target = workflow.disks().back().id;
     ASSERT_NE(before, target);
 
     // A refresh started before a selection must not overwrite it afterwards.
-    if (param.selects) {
-        h.start(workflow.refresh());
-    }
+    h.start(workflow.refresh());
     workflow.selectDisk(target);
+    h.volumes->listing.resolve(param.selects ? std::vector{photos} : workflow.disks());
+    h.run();
+    EXPECT_EQ(workflow.selectedDiskID(), param.selects ? target : before);
+    EXPECT_EQ(workflow.disks().back().id, target);
     if (param.selects) {
-        h.volumes->listing.resolve({photos});
-        h.run();
-        EXPECT_EQ(workflow.selectedDiskID(), target);
         EXPECT_EQ(workflow.phase(), EjectionPhase::ready());
         EXPECT_THAT(workflow.blockers(), IsEmpty());
         EXPECT_THAT(workflow.releasePlans(), IsEmpty());
         EXPECT_THAT(workflow.releaseAttempts(), IsEmpty());
-        EXPECT_EQ(workflow.disks().back().id, target);
     } else {
-        EXPECT_EQ(workflow.selectedDiskID(), before);
-        EXPECT_EQ(workflow.phase().caseName(), phase.caseName());
+        EXPECT_EQ(workflow.phase().caseName(), param.phase.caseName());
+    }
+
+    const auto ejects = h.ejector->ejects.callCount();
+    h.logger.clear();
+    h.start(workflow.attemptEject());
+    EXPECT_EQ(h.ejector->ejects.callCount(), ejects + (param.ejects ? 1 : 0));
+    if (param.ejects) {
+        EXPECT_EQ(workflow.phase(), EjectionPhase::ejecting());
+        EXPECT_EQ(h.ejector->ejects.pendingArguments().id, workflow.selectedDiskID());
+        EXPECT_THAT(h.logger.entries(), ElementsAre(started));
+    } else {
+        EXPECT_EQ(workflow.phase().caseName(), param.phase.caseName());
+        EXPECT_THAT(h.logger.entries(), IsEmpty());
     }
 }
 
@@ -175,26 +192,15 @@ INSTANTIATE_TEST_SUITE_P(
                                 EjectionPhase::failed("", "", FailureRecovery::retryEject), true,
                                 true},
                       GuardCase{"failedRefresh",
-                                EjectionPhase::failed("", "", FailureRecovery::refreshDisks), true,
-                                false},
-                      GuardCase{"ejected", EjectionPhase::ejected("Photos"), true, false},
+                                EjectionPhase::failed("", "", FailureRecovery::refreshDisks), false,
+                                true},
+                      GuardCase{"ejected", EjectionPhase::ejected("Photos"), false, true},
                       GuardCase{"ejecting", EjectionPhase::ejecting(), false, false},
                       GuardCase{"diagnosing", EjectionPhase::diagnosing(), false, false},
                       GuardCase{"releasing", EjectionPhase::releasing(), false, false},
                       GuardCase{"stopping", EjectionPhase::stopping("editor"), false, false},
                       GuardCase{"retrying", EjectionPhase::retrying(), false, false}),
     [](const auto& info) { return std::string(info.param.label); });
-
-TEST(TovoWorkflowEjectTest, WithoutASelectedDiskNothingHappens) {
-    WorkflowHarness h;
-    h.listDisks({});
-    h.logger.clear();
-
-    h.start(h.workflow->attemptEject());
-
-    EXPECT_EQ(h.ejector->ejects.callCount(), 0u);
-    EXPECT_THAT(h.logger.entries(), IsEmpty());
-}
 
 TEST(TovoWorkflowEjectTest, PassesTheDissenterOnlyToADiagnoserThatTakesIt) {
     for (const bool aware : {true, false}) {
@@ -209,21 +215,6 @@ TEST(TovoWorkflowEjectTest, PassesTheDissenterOnlyToADiagnoserThatTakesIt) {
                     ElementsAre(aware ? DiagnosisCall{photos, true, 4242}
                                       : DiagnosisCall{photos, false, std::nullopt}));
     }
-}
-
-TEST(TovoWorkflowEjectTest, BlockedStateCarriesOnePlanOfEachKindPerBlocker) {
-    WorkflowHarness h;
-    h.releaser->planEach([](const BlockingProcess& process) {
-        return process.pid == editor.pid ? quitPlan(process) : manualPlan(process);
-    });
-
-    h.reachBlocked({editor, shell});
-
-    auto& workflow = *h.workflow;
-    EXPECT_EQ(workflow.blockers(), (Processes{editor, shell}));
-    EXPECT_EQ(workflow.releasePlans(), (std::vector{quitPlan(editor), manualPlan(shell)}));
-    ASSERT_EQ(workflow.stopPlans().size(), 2u);
-    EXPECT_EQ(workflow.stopPlans()[1].processID, shell.pid);
 }
 
 // An eject or diagnosis result arriving after the user left for another disk.

@@ -60,27 +60,6 @@ TEST(TovoWorkflowReleaseTest, FullReleaseFlowEndsOnTheSuccessScreen) {
                                   {Level::info, "Release requests completed count=2"}}));
 }
 
-TEST(TovoWorkflowReleaseTest, WithoutApprovalsNothingIsAskedAndTheDiskIsRecheckedAfterOneSettle) {
-    WorkflowHarness h;
-    h.releaser->planner = [](const Processes&) { return std::vector<ProcessReleasePlan>{}; };
-    h.reachBlocked({editor});
-    const auto diagnosesBefore = h.diagnoses->callCount();
-
-    h.start(h.workflow->performSafeTovo());
-    h.advance(1200ms - 1ns);
-    EXPECT_EQ(h.diagnoses->callCount(), diagnosesBefore);
-    h.advance(1ns);
-    h.diagnoses->resolve({editor});
-    h.run();
-
-    EXPECT_EQ(h.releaser->requests.callCount(), 0u);
-    EXPECT_EQ(h.workflow->phase(), EjectionPhase::blocked());
-    EXPECT_EQ(h.logger.entries(),
-              (std::vector<Entry>{{Level::info, "Release review confirmed total=0 eligible=0"},
-                                  {Level::info, "Release requests completed count=0"},
-                                  {Level::info, "Release recheck still blocked count=1"}}));
-}
-
 // One approval against what a fresh look at the disk finds.
 enum class FreshPlan { same, quit, manual, none };
 
@@ -167,6 +146,7 @@ TEST(TovoWorkflowReleaseTest, ApprovalsAreFrozenWhenTheUserConfirms) {
 
     // Exactly what was approved is acted on, once per process however often it was listed.
     EXPECT_EQ(h.releaser->requests.calls(), (std::vector<Processes>{{editor}, {viewer}}));
+    EXPECT_EQ(h.logger.entries().front().message, "Release review confirmed total=4 eligible=3");
     EXPECT_EQ(h.workflow->releaseAttempts().back().disposition, manual);
     // The wait looks for the approved apps only.
     h.diagnoses->setValue({editor, viewer});
@@ -288,31 +268,40 @@ struct InterruptionCase {
     const char* label;
     Stage stage;
     Interruption by;
-    EjectionPhase expectedPhase;
-    Entry expectedLog;
 };
 
 class TovoWorkflowInterruptionTest : public ::testing::TestWithParam<InterruptionCase> {};
 
-TEST_P(TovoWorkflowInterruptionTest, EndsInTheRowsPhaseWithOneLogLine) {
+// Cancelled: back to the blockers (or ready once none are left). Failed: stopped safely.
+// Left: the late result is dropped and the new selection stays.
+TEST_P(TovoWorkflowInterruptionTest, EndsSafelyWithOneLogLine) {
     const auto& param = GetParam();
     WorkflowHarness h;
     releaseUntil(h, param.stage);
     h.logger.clear();
 
+    auto expectedPhase = EjectionPhase::ready();
+    auto expectedLog = staleDropped;
     if (param.by == Interruption::cancel) {
         h.started.back().requestCancellation();
         h.run();
+        expectedLog = cancelledSafely;
+        if (param.stage != Stage::retryEject) {
+            expectedPhase = EjectionPhase::blocked();
+        }
     } else if (param.by == Interruption::fail) {
         answerAt(h, param.stage, std::make_exception_ptr(TestError()));
+        expectedPhase = EjectionPhase::failed("Tovo stopped safely", "lsof timed out.",
+                                              FailureRecovery::retryEject);
+        expectedLog = {Level::error, "Release operation failed domain=TestDomain code=42"};
     } else {
         h.selectOtherDisk();
         answerAt(h, param.stage, nullptr);
     }
 
     EXPECT_TRUE(h.started.back().isDone());
-    EXPECT_EQ(h.workflow->phase(), param.expectedPhase);
-    EXPECT_THAT(h.logger.entries(), ElementsAre(param.expectedLog));
+    EXPECT_EQ(h.workflow->phase(), expectedPhase);
+    EXPECT_THAT(h.logger.entries(), ElementsAre(expectedLog));
     EXPECT_EQ(h.clock.sleeperCount(), 0u);
     if (param.by == Interruption::leave) {
         EXPECT_EQ(h.workflow->selectedDiskID(), backup.id);
@@ -322,38 +311,21 @@ TEST_P(TovoWorkflowInterruptionTest, EndsInTheRowsPhaseWithOneLogLine) {
     }
 }
 
-const auto blocked = EjectionPhase::blocked();
-const auto stoppedSafely =
-    EjectionPhase::failed("Tovo stopped safely", "lsof timed out.", FailureRecovery::retryEject);
-const Entry operationFailed{Level::error, "Release operation failed domain=TestDomain code=42"};
-
 INSTANTIATE_TEST_SUITE_P(
     Cases, TovoWorkflowInterruptionTest,
-    ::testing::Values(InterruptionCase{"cancelRequest", Stage::request, Interruption::cancel,
-                                       blocked, cancelledSafely},
-                      InterruptionCase{"cancelSettleSleep", Stage::settleSleep,
-                                       Interruption::cancel, blocked, cancelledSafely},
-                      InterruptionCase{"cancelRetriedEject", Stage::retryEject,
-                                       Interruption::cancel, EjectionPhase::ready(),
-                                       cancelledSafely},
-                      InterruptionCase{"cancelStop", Stage::stopRequest, Interruption::cancel,
-                                       blocked, cancelledSafely},
-                      InterruptionCase{"failApprovalDiagnosis", Stage::approvalDiagnosis,
-                                       Interruption::fail, stoppedSafely, operationFailed},
-                      InterruptionCase{"failPoll", Stage::pollDiagnosis, Interruption::fail,
-                                       stoppedSafely, operationFailed},
-                      InterruptionCase{"failRetriedEject", Stage::retryEject, Interruption::fail,
-                                       stoppedSafely, operationFailed},
-                      InterruptionCase{"failStop", Stage::stopRequest, Interruption::fail,
-                                       stoppedSafely, operationFailed},
-                      InterruptionCase{"leaveDuringRequest", Stage::request, Interruption::leave,
-                                       EjectionPhase::ready(), staleDropped},
-                      InterruptionCase{"leaveDuringPoll", Stage::pollDiagnosis, Interruption::leave,
-                                       EjectionPhase::ready(), staleDropped},
-                      InterruptionCase{"leaveDuringRetriedEject", Stage::retryEject,
-                                       Interruption::leave, EjectionPhase::ready(), staleDropped},
-                      InterruptionCase{"leaveDuringStop", Stage::stopRequest, Interruption::leave,
-                                       EjectionPhase::ready(), staleDropped}),
+    ::testing::Values(
+        InterruptionCase{"cancelRequest", Stage::request, Interruption::cancel},
+        InterruptionCase{"cancelSettleSleep", Stage::settleSleep, Interruption::cancel},
+        InterruptionCase{"cancelRetriedEject", Stage::retryEject, Interruption::cancel},
+        InterruptionCase{"cancelStop", Stage::stopRequest, Interruption::cancel},
+        InterruptionCase{"failApprovalDiagnosis", Stage::approvalDiagnosis, Interruption::fail},
+        InterruptionCase{"failPoll", Stage::pollDiagnosis, Interruption::fail},
+        InterruptionCase{"failRetriedEject", Stage::retryEject, Interruption::fail},
+        InterruptionCase{"failStop", Stage::stopRequest, Interruption::fail},
+        InterruptionCase{"leaveDuringRequest", Stage::request, Interruption::leave},
+        InterruptionCase{"leaveDuringPoll", Stage::pollDiagnosis, Interruption::leave},
+        InterruptionCase{"leaveDuringRetriedEject", Stage::retryEject, Interruption::leave},
+        InterruptionCase{"leaveDuringStop", Stage::stopRequest, Interruption::leave}),
     [](const auto& info) { return std::string(info.param.label); });
 
 // A retried eject refused as busy shows whoever holds the disk now, or stops safely.
@@ -380,18 +352,6 @@ TEST_P(TovoWorkflowBusyRetryTest, DiagnosesWithTheDissenter) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Found, TovoWorkflowBusyRetryTest, ::testing::Bool());
-
-TEST(TovoWorkflowReleaseTest, IsIgnoredUnlessBlocked) {
-    WorkflowHarness h;
-    quitForApps(h).listDisks({photos});
-    h.logger.clear();
-
-    h.start(h.workflow->performSafeTovo());
-
-    EXPECT_EQ(h.workflow->phase(), EjectionPhase::ready());
-    EXPECT_EQ(h.diagnoses->callCount(), 0u);
-    EXPECT_THAT(h.logger.entries(), IsEmpty());
-}
 
 } // namespace
 } // namespace tovo::testing

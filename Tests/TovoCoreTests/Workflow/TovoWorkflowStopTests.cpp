@@ -34,35 +34,40 @@ TEST(TovoWorkflowStopTest, FullStopFlowEndsOnTheSuccessScreen) {
 }
 
 // Calls that must do nothing at all: no log, no phase change, no service call.
+enum class Call { eject, release, stop };
+
 struct RefusedCase {
     const char* label;
-    bool withStopper;
+    Call call;
     bool blocked;
-    BlockingProcess chosen;
-    StopMethod method;
+    BlockingProcess chosen = editor;
+    StopMethod method = StopMethod::terminateProcess;
+    bool withStopper = true;
 };
 
-class TovoWorkflowRefusedStopTest : public ::testing::TestWithParam<RefusedCase> {};
+class TovoWorkflowRefusedCallTest : public ::testing::TestWithParam<RefusedCase> {};
 
-TEST_P(TovoWorkflowRefusedStopTest, DoesNothing) {
+TEST_P(TovoWorkflowRefusedCallTest, DoesNothing) {
     const auto& param = GetParam();
     WorkflowHarness h(WorkflowOptions{.withStopper = param.withStopper});
     if (param.blocked) {
         h.reachBlocked({editor});
     } else {
-        h.listDisks({photos});
+        h.listDisks(param.call == Call::eject ? std::vector<ExternalDisk>{} : std::vector{photos});
         h.logger.clear();
     }
     if (h.stopper) {
         h.stopper->method = param.method;
     }
     const auto phase = h.workflow->phase();
-    const auto diagnoses = h.diagnoses->callCount();
+    const auto calls = h.diagnoses->callCount() + h.ejector->ejects.callCount();
 
-    h.start(h.workflow->performStop(param.chosen));
+    h.start(param.call == Call::eject     ? h.workflow->attemptEject()
+            : param.call == Call::release ? h.workflow->performSafeTovo()
+                                          : h.workflow->performStop(param.chosen));
 
     EXPECT_EQ(h.workflow->phase(), phase);
-    EXPECT_EQ(h.diagnoses->callCount(), diagnoses);
+    EXPECT_EQ(h.diagnoses->callCount() + h.ejector->ejects.callCount(), calls);
     EXPECT_THAT(h.logger.entries(), IsEmpty());
     if (h.stopper) {
         EXPECT_EQ(h.stopper->stops.callCount(), 0u);
@@ -72,14 +77,16 @@ TEST_P(TovoWorkflowRefusedStopTest, DoesNothing) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    Calls, TovoWorkflowRefusedStopTest,
-    ::testing::Values(RefusedCase{"noStopper", false, true, editor, StopMethod::terminateProcess},
-                      RefusedCase{"notBlocked", true, false, editor, StopMethod::terminateProcess},
-                      RefusedCase{"notAmongTheBlockers", true, true, shell,
-                                  StopMethod::terminateProcess},
-                      RefusedCase{"samePidOtherStartTime", true, true, restarted(editor),
-                                  StopMethod::terminateProcess},
-                      RefusedCase{"planUnavailable", true, true, editor, StopMethod::unavailable}),
+    Calls, TovoWorkflowRefusedCallTest,
+    ::testing::Values(RefusedCase{"ejectWithoutADisk", Call::eject, false},
+                      RefusedCase{"releaseUnlessBlocked", Call::release, false},
+                      RefusedCase{"stopUnlessBlocked", Call::stop, false},
+                      RefusedCase{"stopWithoutStopper", Call::stop, true, editor,
+                                  StopMethod::terminateProcess, false},
+                      RefusedCase{"stopNotAmongTheBlockers", Call::stop, true, shell},
+                      RefusedCase{"stopSamePidOtherStartTime", Call::stop, true, restarted(editor)},
+                      RefusedCase{"stopPlanUnavailable", Call::stop, true, editor,
+                                  StopMethod::unavailable}),
     [](const auto& info) { return std::string(info.param.label); });
 
 class TovoWorkflowStopTargetTest : public ::testing::TestWithParam<Processes> {};
@@ -121,7 +128,8 @@ TEST(TovoWorkflowStopTest, ARefusedStopIsRecordedAndTheRemainingBlockersArePlann
     EXPECT_EQ(h.workflow->phase(), EjectionPhase::blocked());
     EXPECT_EQ(h.workflow->releaseAttempts(), std::vector{refused});
     EXPECT_EQ(h.workflow->releasePlans(), (std::vector{manualPlan(editor), manualPlan(shell)}));
-    EXPECT_EQ(h.workflow->stopPlans().size(), 2u);
+    ASSERT_EQ(h.workflow->stopPlans().size(), 2u);
+    EXPECT_EQ(h.workflow->stopPlans()[1].processID, shell.pid);
     EXPECT_EQ(h.logger.entries(),
               (std::vector<Entry>{{Level::info, "Stop requested method=terminateProcess"},
                                   {Level::info, "Stop request completed disposition=failed"},

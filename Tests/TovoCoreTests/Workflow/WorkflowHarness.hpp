@@ -13,7 +13,6 @@
 
 #include <chrono>
 #include <memory>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -46,10 +45,7 @@ struct WorkflowOptions {
 /// happens until the test runs the executor, resolves a call or advances the clock.
 struct WorkflowHarness {
     explicit WorkflowHarness(WorkflowOptions options = {})
-        : volumes(std::make_shared<ScriptedVolumeProvider>(executor))
-        , ejector(std::make_shared<ScriptedDiskEjector>(executor))
-        , releaser(std::make_shared<ScriptedProcessReleaser>(executor))
-        , stopper(options.withStopper ? std::make_shared<ScriptedProcessStopper>(executor)
+        : stopper(options.withStopper ? std::make_shared<ScriptedProcessStopper>(executor)
                                       : nullptr) {
         std::shared_ptr<BlockerDiagnosing> diagnoser;
         if (options.dissentAware) {
@@ -65,7 +61,6 @@ struct WorkflowHarness {
                                                   options.settle, options.timeout, clock, logger,
                                                   executor);
     }
-
     WorkflowHarness(const WorkflowHarness&) = delete;
     WorkflowHarness& operator=(const WorkflowHarness&) = delete;
 
@@ -79,10 +74,9 @@ struct WorkflowHarness {
 
     /// Spawns an operation and runs the executor until nothing is left to do.
     TaskHandle start(Task<void> task) {
-        auto handle = spawn(executor, std::move(task));
-        started.push_back(handle);
+        started.push_back(spawn(executor, std::move(task)));
         executor.runAll();
-        return handle;
+        return started.back();
     }
     void run() { executor.runAll(); }
     void advance(std::chrono::nanoseconds duration) {
@@ -128,9 +122,11 @@ struct WorkflowHarness {
     ManualExecutor executor;
     VirtualClock clock{executor};
     RecordingLogger logger;
-    std::shared_ptr<ScriptedVolumeProvider> volumes;
-    std::shared_ptr<ScriptedDiskEjector> ejector;
-    std::shared_ptr<ScriptedProcessReleaser> releaser;
+    std::shared_ptr<ScriptedVolumeProvider> volumes =
+        std::make_shared<ScriptedVolumeProvider>(executor);
+    std::shared_ptr<ScriptedDiskEjector> ejector = std::make_shared<ScriptedDiskEjector>(executor);
+    std::shared_ptr<ScriptedProcessReleaser> releaser =
+        std::make_shared<ScriptedProcessReleaser>(executor);
     std::shared_ptr<ScriptedProcessStopper> stopper;
     ScriptedOperation<Processes, DiagnosisCall>* diagnoses = nullptr;
     std::unique_ptr<TovoWorkflow> workflow;
@@ -154,46 +150,6 @@ private:
 inline BlockingProcess restarted(BlockingProcess process) {
     process.startTime = ProcessStartTime{process.startTime->seconds + 60, 0};
     return process;
-}
-
-/// Drives a fresh workflow into `phase` through its own operations, over three
-/// listed disks with the first one selected; operations in flight stay pending.
-inline void driveInto(WorkflowHarness& h, const EjectionPhase& phase) {
-    const std::vector<ExternalDisk> listed{photos, backup, archive};
-    h.listDisks(listed);
-    if (phase.is<EjectionPhase::Ready>()) {
-        return;
-    }
-    const bool viaBlocked =
-        phase.is<EjectionPhase::Blocked>() || phase.is<EjectionPhase::Releasing>() ||
-        phase.is<EjectionPhase::Stopping>() || phase.is<EjectionPhase::Retrying>();
-    if (viaBlocked) {
-        h.reachBlocked({editor}, listed);
-    }
-    if (phase.is<EjectionPhase::Releasing>()) {
-        h.start(h.workflow->performSafeTovo());
-    } else if (phase.is<EjectionPhase::Stopping>()) {
-        h.start(h.workflow->performStop(editor));
-    } else if (phase.is<EjectionPhase::Retrying>()) {
-        h.diagnoses->setValue({});
-        h.start(h.workflow->performSafeTovo());
-        h.advance(2s);
-    } else if (!viaBlocked) {
-        if (phase.is<EjectionPhase::Diagnosing>()) {
-            h.ejector->ejects.enqueueError(WorkflowHarness::busyFailure());
-        } else if (phase.is<EjectionPhase::Ejected>()) {
-            h.ejector->ejects.enqueueValue({});
-        } else if (const auto* failed = phase.getIf<EjectionPhase::Failed>()) {
-            h.ejector->ejects.enqueueError(
-                EjectionFailure("Changed.", std::nullopt,
-                                failed->recovery == FailureRecovery::retryEject
-                                    ? EjectionFailureKind::other
-                                    : EjectionFailureKind::identityChanged,
-                                "x", 1));
-        }
-        h.start(h.workflow->attemptEject());
-    }
-    ASSERT_EQ(h.workflow->phase().caseName(), phase.caseName());
 }
 
 } // namespace tovo::testing
