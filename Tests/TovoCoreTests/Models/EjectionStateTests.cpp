@@ -9,34 +9,6 @@
 namespace tovo {
 namespace {
 
-struct PhaseCase {
-    EjectionPhase phase;
-    bool busy;
-    bool selectable;
-};
-
-class PhaseFlagsTest : public ::testing::TestWithParam<PhaseCase> {};
-
-TEST_P(PhaseFlagsTest, FlagsFollowTheCase) {
-    EXPECT_EQ(GetParam().phase.isBusy(), GetParam().busy) << GetParam().phase.caseName();
-    EXPECT_EQ(GetParam().phase.allowsDiskSelection(), GetParam().selectable)
-        << GetParam().phase.caseName();
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    AllCases, PhaseFlagsTest,
-    ::testing::Values(
-        PhaseCase{EjectionPhase::ready(), false, true},
-        PhaseCase{EjectionPhase::ejecting(), true, false},
-        PhaseCase{EjectionPhase::diagnosing(), true, false},
-        PhaseCase{EjectionPhase::blocked(), false, true},
-        PhaseCase{EjectionPhase::releasing(), true, false},
-        PhaseCase{EjectionPhase::retrying(), true, false},
-        PhaseCase{EjectionPhase::stopping("Editor"), true, false},
-        PhaseCase{EjectionPhase::ejected("Disk"), false, false},
-        PhaseCase{EjectionPhase::failed("t", "m", FailureRecovery::refreshDisks), false, false},
-        PhaseCase{EjectionPhase::failed("t", "m", FailureRecovery::retryEject), false, true}));
-
 TEST(EjectionPhaseTest, EqualityComparesEveryPayloadField) {
     EXPECT_EQ(EjectionPhase(), EjectionPhase::ready());
     EXPECT_NE(EjectionPhase::stopping("a"), EjectionPhase::stopping("b"));

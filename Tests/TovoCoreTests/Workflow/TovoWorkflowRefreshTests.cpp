@@ -11,17 +11,30 @@ protected:
     TovoWorkflow& workflow = *h.workflow;
 };
 
-TEST_F(TovoWorkflowRefreshTest, FirstRefreshSelectsTheFirstDiskAndAnEmptyListClearsIt) {
+TEST_F(TovoWorkflowRefreshTest, KeepsAListedSelectionAndItsStateElsePicksTheFirstDisk) {
     h.listDisks({photos, backup});
-
     EXPECT_EQ(workflow.selectedDisk(), photos);
     EXPECT_THAT(h.logger.entries(),
                 ElementsAre(Entry{Level::debug, "Disk refresh started"},
                             Entry{Level::info, "Disk refresh completed count=2"}));
+    h.reachBlocked({editor});
+    const auto plans = workflow.releasePlans();
 
+    h.listDisks({backup, photos, archive});
+    EXPECT_EQ(workflow.selectedDiskID(), photos.id);
+    EXPECT_EQ(workflow.phase(), EjectionPhase::blocked());
+    EXPECT_EQ(workflow.blockers(), Processes{editor});
+    EXPECT_EQ(workflow.releasePlans(), plans);
+
+    // Losing the selection instead returns to ready with empty lists.
+    h.listDisks({backup, archive});
+    EXPECT_EQ(workflow.selectedDiskID(), backup.id);
+    EXPECT_EQ(workflow.phase(), EjectionPhase::ready());
+    EXPECT_THAT(workflow.blockers(), IsEmpty());
+    EXPECT_THAT(workflow.releasePlans(), IsEmpty());
+    EXPECT_THAT(workflow.stopPlans(), IsEmpty());
     h.listDisks({});
     EXPECT_EQ(workflow.selectedDisk(), std::nullopt);
-    EXPECT_EQ(workflow.phase(), EjectionPhase::ready());
 }
 
 TEST_F(TovoWorkflowRefreshTest, OfTwoRefreshesBackToBackOnlyTheSecondIsApplied) {
@@ -40,27 +53,6 @@ TEST_F(TovoWorkflowRefreshTest, OfTwoRefreshesBackToBackOnlyTheSecondIsApplied) 
     EXPECT_EQ(h.logger.messages(),
               (std::vector<std::string>{"Disk refresh started", "Disk refresh started",
                                         "Disk refresh completed count=2"}));
-}
-
-TEST_F(TovoWorkflowRefreshTest, RefreshKeepingTheSelectionLeavesBlockedStateAlone) {
-    h.reachBlocked({editor});
-    const auto plans = workflow.releasePlans();
-
-    h.listDisks({backup, photos, archive});
-
-    EXPECT_EQ(workflow.selectedDiskID(), photos.id);
-    EXPECT_EQ(workflow.phase(), EjectionPhase::blocked());
-    EXPECT_EQ(workflow.blockers(), Processes{editor});
-    EXPECT_EQ(workflow.releasePlans(), plans);
-
-    // Losing the selection instead returns to ready with empty lists.
-    h.listDisks({backup, archive});
-
-    EXPECT_EQ(workflow.selectedDiskID(), backup.id);
-    EXPECT_EQ(workflow.phase(), EjectionPhase::ready());
-    EXPECT_THAT(workflow.blockers(), IsEmpty());
-    EXPECT_THAT(workflow.releasePlans(), IsEmpty());
-    EXPECT_THAT(workflow.stopPlans(), IsEmpty());
 }
 
 TEST_F(TovoWorkflowRefreshTest, FailureShowsCouldNotCheckDisksAndEmptiesTheList) {
@@ -128,7 +120,7 @@ INSTANTIATE_TEST_SUITE_P(
                                       "Disk refresh failure ignored on the success screen"}),
     [](const auto& info) { return std::string(info.param.label); });
 
-TEST_F(TovoWorkflowRefreshTest, RefreshesInFlightAroundAnEjectAreDroppedSilently) {
+TEST_F(TovoWorkflowRefreshTest, RefreshesInFlightAroundAnEjectAreDroppedUntilTheResultIsReset) {
     h.listDisks({photos, backup});
     h.start(workflow.refresh()); // started before the eject
     h.start(workflow.attemptEject());
@@ -146,16 +138,10 @@ TEST_F(TovoWorkflowRefreshTest, RefreshesInFlightAroundAnEjectAreDroppedSilently
     EXPECT_EQ(workflow.phase(), EjectionPhase::ejected("Photos"));
     EXPECT_EQ(workflow.disks(), std::vector{backup});
     EXPECT_EQ(h.logger.messages(), (std::vector<std::string>{"Eject completed"}));
-}
 
-TEST_F(TovoWorkflowRefreshTest, ResetResultLeavesTheSuccessScreenAndRefreshes) {
-    h.listDisks({photos, backup});
-    h.ejector->ejects.enqueueValue({});
-    h.start(workflow.attemptEject());
-
+    // Leaving the success screen refreshes at once.
     h.volumes->listing.enqueueValue({backup, archive});
     h.start(workflow.resetResult());
-
     EXPECT_EQ(workflow.phase(), EjectionPhase::ready());
     EXPECT_EQ(workflow.disks(), (std::vector{backup, archive}));
     EXPECT_EQ(workflow.selectedDiskID(), backup.id);

@@ -60,30 +60,52 @@ TEST(TovoWorkflowReleaseTest, FullReleaseFlowEndsOnTheSuccessScreen) {
                                   {Level::info, "Release requests completed count=2"}}));
 }
 
-// One approval against what a fresh look at the disk finds.
+const auto requested = ReleaseDisposition::requested;
+const auto closed = ReleaseDisposition::alreadyClosed;
+const auto manual = ReleaseDisposition::needsManualAction;
+const std::pair<ReleaseDisposition, std::string> asked{requested, "Asked to quit."};
+const std::vector<std::chrono::nanoseconds> fullWait{1200ms, 2400ms, 3600ms, 4800ms, 5000ms};
+
+// What the plan for `editor` turns into once a fresh look finds it again.
 enum class FreshPlan { same, quit, manual, none };
 
-struct ApprovalCase {
+// One approved `editor` against the approval's fresh look, then the wait: when it looks
+// at the disk and when it stops looking.
+struct ReleaseCase {
     const char* label;
-    bool approvedAsQuit;
     Processes fresh;
-    FreshPlan freshPlan;
-    std::pair<ReleaseDisposition, std::string> expectedAttempt;
-    std::size_t expectedPolls;
+    std::vector<Processes> polls; // answers in order; the last one repeats
+    std::vector<std::chrono::nanoseconds> expectedTimes;
     std::string_view expectedPhase;
+    std::pair<ReleaseDisposition, std::string> expectedAttempt;
+    bool approvedAsQuit;
+    FreshPlan freshPlan;
+    std::uint64_t settle;
+    std::uint64_t timeout;
 };
 
-ApprovalCase approval(const char* label, bool approvedAsQuit, Processes fresh, FreshPlan plan,
-                      std::pair<ReleaseDisposition, std::string> attempt, std::size_t polls,
-                      std::string_view phase) {
-    return {label, approvedAsQuit, std::move(fresh), plan, std::move(attempt), polls, phase};
+ReleaseCase row(const char* label, Processes fresh, std::vector<Processes> polls,
+                std::vector<std::chrono::nanoseconds> times, std::string_view phase,
+                std::pair<ReleaseDisposition, std::string> attempt = asked,
+                bool approvedAsQuit = true, FreshPlan plan = FreshPlan::same,
+                std::uint64_t settle = 1'200'000'000, std::uint64_t timeout = 5'000'000'000) {
+    return {label,
+            std::move(fresh),
+            std::move(polls),
+            std::move(times),
+            phase,
+            std::move(attempt),
+            approvedAsQuit,
+            plan,
+            settle,
+            timeout};
 }
 
-class TovoWorkflowApprovalTest : public ::testing::TestWithParam<ApprovalCase> {};
+class TovoWorkflowReleaseTableTest : public ::testing::TestWithParam<ReleaseCase> {};
 
-TEST_P(TovoWorkflowApprovalTest, ActsOnlyOnAVerifiedApprovedProcess) {
+TEST_P(TovoWorkflowReleaseTableTest, ActsOnlyOnAVerifiedApprovedProcessThenWaits) {
     const auto& param = GetParam();
-    WorkflowHarness h;
+    WorkflowHarness h(WorkflowOptions{.settle = param.settle, .timeout = param.timeout});
     h.releaser->planEach(param.approvedAsQuit ? quitPlan : manualPlan);
     h.reachBlocked({editor});
     if (param.freshPlan == FreshPlan::quit) {
@@ -93,9 +115,14 @@ TEST_P(TovoWorkflowApprovalTest, ActsOnlyOnAVerifiedApprovedProcess) {
     } else if (param.freshPlan == FreshPlan::none) {
         h.releaser->planner = [](const Processes&) { return std::vector<ProcessReleasePlan>{}; };
     }
-    h.diagnoses->setValue(param.fresh);
     h.releaser->answerRequestsWith(ReleaseDisposition::requested);
-    const auto diagnosesBefore = h.diagnoses->callCount();
+    h.diagnoses->enqueueValue(param.fresh);
+    std::vector<std::chrono::nanoseconds> times;
+    h.diagnoses->setResponder([&](const DiagnosisCall&) {
+        const auto answer = param.polls[std::min(times.size(), param.polls.size() - 1)];
+        times.push_back(h.clock.now());
+        return DiagnosisOutcome::success(answer);
+    });
 
     h.start(h.workflow->performSafeTovo());
     h.runOutTheClock();
@@ -103,31 +130,33 @@ TEST_P(TovoWorkflowApprovalTest, ActsOnlyOnAVerifiedApprovedProcess) {
     ASSERT_EQ(h.workflow->releaseAttempts().size(), 1u);
     const auto& attempt = h.workflow->releaseAttempts().front();
     EXPECT_EQ(std::pair(attempt.disposition, attempt.message), param.expectedAttempt);
-    EXPECT_EQ(h.releaser->requests.callCount(),
-              param.expectedAttempt.first == ReleaseDisposition::requested ? 1u : 0u);
-    EXPECT_EQ(h.diagnoses->callCount() - diagnosesBefore - 1, param.expectedPolls);
+    EXPECT_EQ(h.releaser->requests.callCount(), attempt.disposition == requested ? 1u : 0u);
+    EXPECT_EQ(times, param.expectedTimes);
     EXPECT_EQ(h.workflow->phase().caseName(), param.expectedPhase);
 }
 
-const auto requested = ReleaseDisposition::requested;
-const auto closed = ReleaseDisposition::alreadyClosed;
-const auto manual = ReleaseDisposition::needsManualAction;
-
 INSTANTIATE_TEST_SUITE_P(
-    Approvals, TovoWorkflowApprovalTest,
-    ::testing::Values(approval("quitConfirmedAgain", true, {editor}, FreshPlan::same,
-                               {requested, "Asked to quit."}, 5, "blocked"),
-                      approval("closedBeforeItsTurn", true, {}, FreshPlan::same,
-                               {closed, alreadyClosed}, 1, "retrying"),
-                      approval("pidReusedByAnotherProcess", true, {restarted(editor)},
-                               FreshPlan::same, {closed, alreadyClosed}, 1, "blocked"),
-                      approval("freshPlanNoLongerQuits", true, {editor}, FreshPlan::manual,
-                               {manual, unverifiable}, 5, "blocked"),
-                      approval("noFreshPlan", true, {editor}, FreshPlan::none,
-                               {manual, unverifiable}, 5, "blocked"),
-                      approval("manualPlanNeverAskedEvenIfNowQuittable", false, {editor},
-                               FreshPlan::quit, {manual, "Close this process, then try again."}, 1,
-                               "blocked")),
+    Rows, TovoWorkflowReleaseTableTest,
+    ::testing::Values(
+        row("quitConfirmedThenTimesOut", {editor}, {{editor}}, fullWait, "blocked"),
+        row("closedBeforeItsTurn", {}, {{}}, {1200ms}, "retrying", {closed, alreadyClosed}),
+        row("pidReusedByAnotherProcess", {restarted(editor)}, {{restarted(editor)}}, {1200ms},
+            "blocked", {closed, alreadyClosed}),
+        row("freshPlanNoLongerQuits", {editor}, {{editor}}, fullWait, "blocked",
+            {manual, unverifiable}, true, FreshPlan::manual),
+        row("noFreshPlan", {editor}, {{editor}}, fullWait, "blocked", {manual, unverifiable}, true,
+            FreshPlan::none),
+        row("manualPlanNeverAskedEvenIfNowQuittable", {editor}, {{editor}}, {1200ms}, "blocked",
+            {manual, "Close this process, then try again."}, false, FreshPlan::quit),
+        row("settleLongerThanTimeout", {editor}, {{editor}}, {1s}, "blocked", asked, true,
+            FreshPlan::same, 2'000'000'000, 1'000'000'000),
+        row("zeroSettleLooksOnce", {editor}, {{editor}}, {0ns}, "blocked", asked, true,
+            FreshPlan::same, 0),
+        row("zeroTimeoutLooksOnce", {editor}, {{}}, {0ns}, "retrying", asked, true, FreshPlan::same,
+            1'200'000'000, 0),
+        row("freedAtTheSecondLook", {editor}, {{editor}, {}}, {1200ms, 2400ms}, "retrying"),
+        row("someoneElseHoldsTheDisk", {editor}, {{editor, shell}}, {1200ms}, "blocked"),
+        row("aRestartedProcessHoldsTheDisk", {editor}, {{restarted(editor)}}, {1200ms}, "blocked")),
     [](const auto& info) { return std::string(info.param.label); });
 
 TEST(TovoWorkflowReleaseTest, ApprovalsAreFrozenWhenTheUserConfirms) {
@@ -153,66 +182,6 @@ TEST(TovoWorkflowReleaseTest, ApprovalsAreFrozenWhenTheUserConfirms) {
     h.advance(1200ms);
     EXPECT_EQ(h.clock.sleeperCount(), 1u) << "still waiting for the two apps";
 }
-
-// The release wait: when it looks at the disk, and when it stops looking.
-struct WaitCase {
-    const char* label;
-    std::uint64_t settle;
-    std::uint64_t timeout;
-    std::vector<Processes> polls; // answers in order; the last one repeats
-    std::vector<std::chrono::nanoseconds> expectedTimes;
-    std::string_view expectedPhase;
-};
-
-class TovoWorkflowWaitTest : public ::testing::TestWithParam<WaitCase> {};
-
-TEST_P(TovoWorkflowWaitTest, PollsAtTheSettleIntervalUpToTheTimeout) {
-    const auto& param = GetParam();
-    WorkflowHarness h(WorkflowOptions{.settle = param.settle, .timeout = param.timeout});
-    quitForApps(h).reachBlocked({editor});
-    h.releaser->answerRequestsWith(ReleaseDisposition::requested);
-    h.diagnoses->enqueueValue({editor}); // the approval's own fresh look
-    std::vector<std::chrono::nanoseconds> times;
-    h.diagnoses->setResponder([&](const DiagnosisCall&) {
-        const auto answer = param.polls[std::min(times.size(), param.polls.size() - 1)];
-        times.push_back(h.clock.now());
-        return DiagnosisOutcome::success(answer);
-    });
-
-    h.start(h.workflow->performSafeTovo());
-    h.runOutTheClock();
-
-    EXPECT_EQ(times, param.expectedTimes);
-    EXPECT_EQ(h.workflow->phase().caseName(), param.expectedPhase);
-}
-
-constexpr std::uint64_t settle = 1'200'000'000;
-constexpr std::uint64_t timeout = 5'000'000'000;
-
-INSTANTIATE_TEST_SUITE_P(
-    Waits, TovoWorkflowWaitTest,
-    ::testing::Values(
-        WaitCase{"timesOut",
-                 settle,
-                 timeout,
-                 {{editor}},
-                 {1200ms, 2400ms, 3600ms, 4800ms, 5000ms},
-                 "blocked"},
-        WaitCase{
-            "settleLongerThanTimeout", 2'000'000'000, 1'000'000'000, {{editor}}, {1s}, "blocked"},
-        WaitCase{"zeroSettleLooksOnce", 0, timeout, {{editor}}, {0ns}, "blocked"},
-        WaitCase{"zeroTimeoutLooksOnce", settle, 0, {{}}, {0ns}, "retrying"},
-        WaitCase{
-            "freedAtTheSecondLook", settle, timeout, {{editor}, {}}, {1200ms, 2400ms}, "retrying"},
-        WaitCase{
-            "someoneElseHoldsTheDisk", settle, timeout, {{editor, shell}}, {1200ms}, "blocked"},
-        WaitCase{"aRestartedProcessHoldsTheDisk",
-                 settle,
-                 timeout,
-                 {{restarted(editor)}},
-                 {1200ms},
-                 "blocked"}),
-    [](const auto& info) { return std::string(info.param.label); });
 
 // Where a confirmed release or stop of `editor` waits; each stage answers the one before.
 enum class Stage {
