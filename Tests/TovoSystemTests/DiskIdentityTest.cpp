@@ -35,7 +35,8 @@ TEST_P(DiskIdentityResolveTest, GroupsAndIdentifiesTheWholeDisk) {
     EXPECT_EQ(resolved->resolved.logicalWholeDiskIdentifier, c.logicalWholeDisk);
 }
 
-const std::string sdfPath = testing::usbHost + "/2-1:1.0/host6/target6:0:0/6:0:0:0/block/sdf";
+const std::string sdfPath =
+    "/devices/pci0000:00/0000:00:14.0/usb2/2-1/2-1:1.0/host6/target6:0:0/6:0:0:0/block/sdf";
 const std::string sdgPath =
     "/devices/pci0000:00/0000:00:14.0/usb2/2-2/2-2:1.0/host6/target6:0:0/6:0:0:0/block/sdg";
 
@@ -60,14 +61,14 @@ INSTANTIATE_TEST_SUITE_P(
                       ResolveCase{"encrypted_volume_on_usb_resolves_through_its_slave",
                                   [](auto& t) {
                                       testing::addUsbDisk(t, "sdf", 44, false, {}, {{}});
-                                      t.addStacked("dm-0", {sdfPath + "/sdf1"}, {});
+                                      t.addStacked("dm-0", {sdfPath + "/sdf1"});
                                   },
                                   "/dev/dm-0", "io:44", 44, false, "sdf"},
                       ResolveCase{"raid_over_two_disks_is_not_followed",
                                   [](auto& t) {
                                       testing::addUsbDisk(t, "sdf", 45, true, {}, {});
                                       testing::addUsbDisk(t, "sdg", 46, true, {}, {}, "2-2");
-                                      t.addStacked("md0", {sdfPath, sdgPath}, {});
+                                      t.addStacked("md0", {sdfPath, sdgPath});
                                   },
                                   "/dev/md0", "logical:md0", std::nullopt, false, "md0"}),
     [](const auto& info) { return std::string(info.param.label); });

@@ -7,6 +7,7 @@
 
 #include <chrono>
 #include <cstdlib>
+#include <fcntl.h>
 #include <filesystem>
 #include <fstream>
 #include <memory>
@@ -17,6 +18,9 @@
 #include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
+#include <vector>
+
+extern char** environ;
 
 namespace tovo::testing {
 
@@ -104,7 +108,7 @@ private:
 /// Polls for `condition` (real time; integration tests only).
 template<class Condition>
 bool eventually(Condition condition,
-                std::chrono::milliseconds limit = std::chrono::milliseconds(5000)) {
+                std::chrono::milliseconds limit = std::chrono::milliseconds(10'000)) {
     const auto deadline = std::chrono::steady_clock::now() + limit;
     while (!condition()) {
         if (std::chrono::steady_clock::now() >= deadline) {
@@ -136,10 +140,7 @@ inline pid_t awaitPidFile(const std::filesystem::path& pidFile) {
 /// The process state letter of /proc/<pid>/stat ('Z' for a zombie); none when gone.
 inline std::optional<char> processState(pid_t pid) {
     const auto stat = readText("/proc/" + std::to_string(pid) + "/stat");
-    if (!stat) {
-        return std::nullopt;
-    }
-    const auto close = stat->rfind(')');
+    const auto close = stat ? stat->rfind(')') : std::string::npos;
     if (close == std::string::npos || close + 2 >= stat->size()) {
         return std::nullopt;
     }
@@ -151,37 +152,69 @@ inline bool isAliveAndNotZombie(pid_t pid) {
     return state && *state != 'Z' && *state != 'X';
 }
 
-/// A child of the test process itself, started with fork+exec, killed and reaped
-/// by the test at the end of its scope.
+struct ChildOptions {
+    std::vector<std::string> environment = {}; ///< added to ours, taking precedence
+    std::filesystem::path folder = ".";
+    std::filesystem::path output = "/dev/null"; ///< standard output and error
+    int stopSignal = SIGKILL;                   ///< the test's own clean-up, never Tovo's
+};
+
+/// A child of the test process itself, signalled with `stopSignal` and reaped at the
+/// end of its scope.
 class TestChild {
 public:
-    explicit TestChild(std::vector<std::string> arguments) {
+    explicit TestChild(std::vector<std::string> arguments, ChildOptions options = {})
+        : stopSignal_(options.stopSignal) {
+        // Everything the child needs is prepared before fork: other threads may hold
+        // the allocator's lock, so the child only redirects, changes folder and executes.
+        std::vector<char*> argv;
+        for (auto& argument : arguments) {
+            argv.push_back(argument.data());
+        }
+        argv.push_back(nullptr);
+        std::vector<char*> envp;
+        for (auto& variable : options.environment) {
+            envp.push_back(variable.data());
+        }
+        for (char** variable = environ; *variable != nullptr; ++variable) {
+            envp.push_back(*variable);
+        }
+        envp.push_back(nullptr);
+        const int output =
+            ::open(options.output.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644);
         pid_ = ::fork();
         if (pid_ == 0) {
-            std::vector<char*> argv;
-            for (auto& argument : arguments) {
-                argv.push_back(argument.data());
+            if (::dup2(output, 1) == 1 && ::dup2(output, 2) == 2 &&
+                ::chdir(options.folder.c_str()) == 0) {
+                ::execve(argv[0], argv.data(), envp.data());
             }
-            argv.push_back(nullptr);
-            ::execv(argv[0], argv.data());
             ::_exit(127);
         }
+        ::close(output);
     }
     ~TestChild() { end(); }
     TestChild(const TestChild&) = delete;
     TestChild& operator=(const TestChild&) = delete;
 
     pid_t pid() const { return pid_; }
+    /// Reaps the child if it has exited; true once it is gone.
+    bool hasExited() {
+        if (pid_ > 0 && ::waitpid(pid_, nullptr, WNOHANG) == pid_) {
+            pid_ = -1;
+        }
+        return pid_ <= 0;
+    }
     void end() {
         if (pid_ > 0) {
-            ::kill(pid_, SIGKILL);
-            ::waitpid(pid_, nullptr, 0);
-            pid_ = -1;
+            ::kill(pid_, stopSignal_);
+            EXPECT_TRUE(eventually([this] { return hasExited(); }))
+                << "a test child outlived signal " << stopSignal_;
         }
     }
 
 private:
     pid_t pid_ = -1;
+    int stopSignal_;
 };
 
 inline bool isRoot() {
@@ -194,16 +227,18 @@ public:
     explicit TmpfsMount(const std::string& options = "size=4m") {
         mounted_ = ::mount("tmpfs", folder_.path().c_str(), "tmpfs", 0, options.c_str()) == 0;
     }
-    ~TmpfsMount() {
-        if (mounted_ && ::umount2(folder_.path().c_str(), 0) != 0) {
-            ::umount2(folder_.path().c_str(), MNT_DETACH);
-        }
-    }
+    ~TmpfsMount() { unmount(); }
     TmpfsMount(const TmpfsMount&) = delete;
     TmpfsMount& operator=(const TmpfsMount&) = delete;
 
     bool isMounted() const { return mounted_; }
     const std::filesystem::path& path() const { return folder_.path(); }
+    void unmount() {
+        if (mounted_ && ::umount2(folder_.path().c_str(), 0) != 0) {
+            ::umount2(folder_.path().c_str(), MNT_DETACH);
+        }
+        mounted_ = false;
+    }
 
 private:
     TemporaryFolder folder_;

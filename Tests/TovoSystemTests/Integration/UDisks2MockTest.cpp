@@ -5,7 +5,6 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <array>
 
 namespace tovo {
@@ -16,52 +15,31 @@ using namespace tovo::testing;
 // A mock udisks2 on a private bus: one USB drive, two mounted partitions.
 class UDisks2MockTest : public ::testing::Test {
 protected:
-    void SetUp() override {
-        if (!std::filesystem::exists("/usr/bin/dbus-daemon") ||
-            shell("/usr/bin/python3 -c 'import dbus, gi' && echo ok") != "ok") {
-            GTEST_SKIP() << "needs dbus-daemon and /usr/bin/python3 with dbus and gi";
-        }
-        auto name = std::string(::testing::UnitTest::GetInstance()->current_test_info()->name());
-        std::replace(name.begin(), name.end(), '/', '-');
-        folder = scratchFolder("udmock-" + name);
-        bus = std::make_unique<PrivateBus>(folder);
-    }
-    void TearDown() override {
-        mock.reset();
-        bus.reset();
-        if (!folder.empty()) {
-            std::filesystem::remove_all(folder);
-        }
-    }
-
     void startMock(const std::string& scenario) {
         const auto service =
             std::filesystem::path(__FILE__).parent_path() / "UDisks2MockService.py";
-        mock = std::make_unique<Child>(std::vector<std::string>{"/usr/bin/python3", service,
-                                                                bus->address(), folder / "calls",
-                                                                scenario},
-                                       std::vector<std::string>{}, folder / "mock.log");
-        ASSERT_TRUE(waitFor([this] { return bus->hasName("org.freedesktop.UDisks2"); }))
-            << shell("cat '" + (folder / "mock.log").string() + "'");
+        mock.emplace(std::vector<std::string>{"/usr/bin/python3", service, bus.address(),
+                                              folder.path() / "calls", scenario},
+                     ChildOptions{.output = folder.path() / "mock.log"});
+        ASSERT_TRUE(bus.awaitName("org.freedesktop.UDisks2"))
+            << readText(folder.path() / "mock.log").value_or("");
     }
 
     std::exception_ptr unmount(std::optional<std::string> wholeDisk = "sdx",
                                std::optional<std::string> address = std::nullopt) {
         ManualExecutor executor;
-        UDisks2Unmounter unmounter(executor, address.value_or(bus->address()),
+        UDisks2Unmounter unmounter(executor, address.value_or(bus.address()),
                                    std::chrono::seconds(5));
         auto handle = spawn(executor, unmounter.unmountAndEject("/media/mock/ONE", wholeDisk));
         EXPECT_TRUE(executor.runUntil([&] { return handle.isDone(); }));
         return handle.error();
     }
 
-    std::string calls() const {
-        return shell("cat '" + (folder / "calls").string() + "' 2>/dev/null || true");
-    }
+    std::string calls() const { return readText(folder.path() / "calls").value_or(""); }
 
-    std::filesystem::path folder;
-    std::unique_ptr<PrivateBus> bus;
-    std::unique_ptr<Child> mock;
+    TemporaryFolder folder;
+    PrivateBus bus{folder.path()};
+    std::optional<TestChild> mock;
 };
 
 class UDisks2MockDrive : public UDisks2MockTest,
@@ -72,7 +50,8 @@ TEST_P(UDisks2MockDrive, UnmountsBothPartitionsWithoutPromptsThenPowersOffOrEjec
     // Without a whole disk, it is found from the mount point.
     const bool byMountPoint = GetParam()[0] == std::string("eject");
     EXPECT_FALSE(unmount(byMountPoint ? std::nullopt : std::optional<std::string>("sdx")));
-    EXPECT_EQ(calls(), "Unmount sdx2 True\nUnmount sdx1 True\n" + std::string(GetParam()[1]));
+    EXPECT_EQ(calls(),
+              "Unmount sdx2 True\nUnmount sdx1 True\n" + std::string(GetParam()[1]) + "\n");
 }
 
 INSTANTIATE_TEST_SUITE_P(Scenarios, UDisks2MockDrive,
@@ -99,7 +78,8 @@ TEST_F(UDisks2MockTest, UnknownDiskIsReportedWithoutTouchingAnything) {
 
 TEST_F(UDisks2MockTest, AbsentUdisks2OrBusIsAClearFailureNotAHang) {
     const auto started = std::chrono::steady_clock::now();
-    for (const auto& address : {bus->address(), "unix:path=" + (folder / "no-bus").string()}) {
+    for (const auto& address :
+         {bus.address(), "unix:path=" + (folder.path() / "no-bus").string()}) {
         const auto message = readableMessage(unmount("sdx", address));
         EXPECT_TRUE(message.starts_with("Could not eject")) << message;
         EXPECT_NE(message.find("udisks2"), std::string::npos) << message;

@@ -5,28 +5,20 @@
 // mount is released by its owner's destructor.
 
 #include "TovoSystem/Linux/MountInfo.hpp"
+#include "TovoSystemTests/ProcessTestSupport.hpp"
 
 #include <gtest/gtest.h>
 
-#include <chrono>
+#include <algorithm>
 #include <cstdio>
-#include <cstdlib>
-#include <fcntl.h>
-#include <filesystem>
-#include <fstream>
-#include <functional>
-#include <signal.h>
-#include <spawn.h>
-#include <sstream>
-#include <string>
-#include <sys/wait.h>
-#include <thread>
-#include <unistd.h>
 #include <vector>
 
-extern char** environ;
-
 namespace tovo::testing {
+
+/// Daemons get the chance to clean up.
+inline const ChildOptions asDaemon{.stopSignal = SIGTERM};
+
+inline const std::filesystem::path udisksd = "/usr/libexec/udisks2/udisksd";
 
 /// Output of a shell command (test set-up only), trailing newline removed.
 inline std::string shell(const std::string& command, int* status = nullptr) {
@@ -47,83 +39,10 @@ inline std::string shell(const std::string& command, int* status = nullptr) {
     return output;
 }
 
-inline bool waitFor(const std::function<bool()>& done,
-                    std::chrono::milliseconds limit = std::chrono::seconds(10)) {
-    const auto deadline = std::chrono::steady_clock::now() + limit;
-    while (!done()) {
-        if (std::chrono::steady_clock::now() > deadline) {
-            return false;
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(20));
-    }
-    return true;
-}
-
 inline bool isMounted(const std::filesystem::path& mountPoint) {
-    for (const auto& entry : MountInfo::read("/proc/self/mountinfo")) {
-        if (entry.mountPoint == mountPoint.string()) {
-            return true;
-        }
-    }
-    return false;
-}
-
-/// A child process, stopped with SIGTERM (then reaped) when this goes.
-class Child {
-public:
-    Child(std::vector<std::string> arguments, std::vector<std::string> environment = {},
-          const std::filesystem::path& output = "/dev/null") {
-        // env(1) adds the variables and execs in place, so the pid stays the program's.
-        arguments.insert(arguments.begin(), environment.begin(), environment.end());
-        arguments.insert(arguments.begin(), "/usr/bin/env");
-        std::vector<char*> argv;
-        for (auto& argument : arguments) {
-            argv.push_back(argument.data());
-        }
-        argv.push_back(nullptr);
-        posix_spawn_file_actions_t actions;
-        posix_spawn_file_actions_init(&actions);
-        posix_spawn_file_actions_addopen(&actions, 1, output.c_str(), O_WRONLY | O_CREAT | O_APPEND,
-                                         0644);
-        posix_spawn_file_actions_adddup2(&actions, 1, 2);
-        if (posix_spawn(&pid_, argv[0], &actions, nullptr, argv.data(), environ) != 0) {
-            pid_ = -1;
-        }
-        posix_spawn_file_actions_destroy(&actions);
-    }
-    ~Child() { stop(); }
-    Child(const Child&) = delete;
-    Child& operator=(const Child&) = delete;
-
-    pid_t pid() const { return pid_; }
-    bool isRunning() {
-        if (pid_ <= 0) {
-            return false;
-        }
-        int status = 0;
-        if (::waitpid(pid_, &status, WNOHANG) == pid_) {
-            pid_ = -1;
-            return false;
-        }
-        return true;
-    }
-    void stop() {
-        if (pid_ > 0) {
-            ::kill(pid_, SIGTERM);
-            EXPECT_TRUE(waitFor([this] { return !isRunning(); }, std::chrono::seconds(5)))
-                << "a test daemon outlived SIGTERM: pid " << pid_;
-        }
-    }
-
-private:
-    pid_t pid_ = -1;
-};
-
-inline std::filesystem::path scratchFolder(const std::string& name) {
-    auto folder = std::filesystem::temp_directory_path() /
-                  ("tovo-" + name + "-" + std::to_string(::getpid()));
-    std::filesystem::create_directories(folder);
-    return folder;
+    return std::ranges::any_of(MountInfo::read("/proc/self/mountinfo"), [&](const auto& entry) {
+        return entry.mountPoint == mountPoint.string();
+    });
 }
 
 /// systemd-udevd for the tests' duration, unless one already serves this machine.
@@ -133,24 +52,21 @@ public:
     UdevDaemon() { keepRunningAndSettle(); }
 
     void keepRunningAndSettle() {
+        const auto isAvailable = [] {
+            int status = -1;
+            shell("udevadm control --ping -t 1", &status);
+            return status == 0;
+        };
         if (!isAvailable()) {
-            child_ =
-                std::make_unique<Child>(std::vector<std::string>{"/lib/systemd/systemd-udevd"});
-            waitFor([] { return isAvailable(); });
+            child_ = std::make_unique<TestChild>(
+                std::vector<std::string>{"/lib/systemd/systemd-udevd"}, asDaemon);
+            eventually(isAvailable);
         }
-        settle();
-    }
-    static void settle() {
         shell("udevadm trigger --action=add --subsystem-match=block; udevadm settle -t 10");
-    }
-    static bool isAvailable() {
-        int status = -1;
-        shell("udevadm control --ping -t 1", &status);
-        return status == 0;
     }
 
 private:
-    std::unique_ptr<Child> child_;
+    std::unique_ptr<TestChild> child_;
 };
 
 /// A private message bus standing in for the system bus.
@@ -159,8 +75,9 @@ public:
     explicit PrivateBus(const std::filesystem::path& folder)
         : socket_(folder / "bus")
         , daemon_({"/usr/bin/dbus-daemon", "--session", "--nofork", "--nopidfile",
-                   "--address=unix:path=" + socket_.string()}) {
-        waitFor([this] { return std::filesystem::exists(socket_); });
+                   "--address=unix:path=" + socket_.string()},
+                  asDaemon) {
+        eventually([this] { return std::filesystem::exists(socket_); });
     }
     std::string address() const { return "unix:path=" + socket_.string(); }
     /// Whether udisksd (real or mock) lists a file system mounted at `mountPoint`.
@@ -175,25 +92,40 @@ public:
                      "org.freedesktop.DBus.ObjectManager GetManagedObjects")
                    .find(bytes + " 0") != std::string::npos;
     }
-    bool hasName(const std::string& name) const {
-        return shell("busctl --address=" + address() +
-                     " call org.freedesktop.DBus /org/freedesktop/DBus org.freedesktop.DBus "
-                     "NameHasOwner s " +
-                     name) == "b true";
+    bool awaitName(const std::string& name) const {
+        return eventually([&] {
+            return shell("busctl --address=" + address() +
+                         " call org.freedesktop.DBus /org/freedesktop/DBus org.freedesktop.DBus "
+                         "NameHasOwner s " +
+                         name) == "b true";
+        });
     }
 
 private:
     std::filesystem::path socket_;
-    Child daemon_;
+    TestChild daemon_;
+};
+
+/// The real udisksd on a private bus, with udev running.
+struct RealUdisks {
+    explicit RealUdisks(const std::filesystem::path& folder)
+        : bus(folder)
+        , daemon({udisksd.string()}, {.environment = {"DBUS_SYSTEM_BUS_ADDRESS=" + bus.address()},
+                                      .output = folder / "udisksd.log",
+                                      .stopSignal = SIGTERM}) {}
+
+    UdevDaemon udev;
+    PrivateBus bus;
+    TestChild daemon;
 };
 
 /// A file-backed loop device with a file system (or a partition table), attached
 /// now and detached, after unmounting what the test mounted, when this goes.
 class LoopDisk {
 public:
-    LoopDisk(const std::filesystem::path& folder, const std::string& name, int megabytes = 64) {
+    LoopDisk(const std::filesystem::path& folder, const std::string& name) {
         image_ = folder / (name + ".img");
-        shell("truncate -s " + std::to_string(megabytes) + "M '" + image_.string() + "'");
+        shell("truncate -s 64M '" + image_.string() + "'");
         device_ = shell("losetup -f --show '" + image_.string() + "'");
     }
     ~LoopDisk() {
@@ -202,7 +134,7 @@ public:
                 shell("umount -l '" + it->string() + "'");
             }
         }
-        if (device_.starts_with("/dev/loop")) {
+        if (isAttached()) {
             shell("partx -d " + device_ + " 2>/dev/null; losetup -d " + device_);
         }
         std::filesystem::remove(image_);
@@ -236,11 +168,12 @@ private:
 };
 
 inline std::string skipReason() {
-    if (::geteuid() != 0) {
+    if (!isRoot()) {
         return "needs root for loop devices and mounts";
     }
-    for (const char* tool : {"/usr/bin/dbus-daemon", "/lib/systemd/systemd-udevd",
-                             "/usr/sbin/losetup", "/usr/sbin/mkfs.ext4", "/usr/bin/busctl"}) {
+    for (const char* tool :
+         {"/usr/bin/dbus-daemon", "/lib/systemd/systemd-udevd", "/usr/sbin/losetup",
+          "/usr/sbin/mkfs.ext4", "/usr/bin/busctl", "/usr/libexec/udisks2/udisksd"}) {
         if (!std::filesystem::exists(tool)) {
             return std::string("needs ") + tool;
         }

@@ -14,37 +14,20 @@ namespace {
 using namespace tovo::testing;
 
 // The real resolver and provider with systemd-udevd running, over a real loop image.
-class VolumeProviderIntegrationTest : public ::testing::Test {
-protected:
-    void SetUp() override {
-        if (const auto reason = skipReason(); !reason.empty()) {
-            GTEST_SKIP() << reason;
-        }
-        folder = scratchFolder("volumes");
-        udev = std::make_unique<UdevDaemon>();
-        disk = std::make_unique<LoopDisk>(folder, "image");
-        ASSERT_TRUE(disk->isAttached());
+TEST(VolumeProviderIntegrationTest, ResolverReportsTheLoopDiskAndProviderListsNothing) {
+    if (const auto reason = skipReason(); !reason.empty()) {
+        GTEST_SKIP() << reason;
     }
-    void TearDown() override {
-        disk.reset();
-        udev.reset();
-        if (!folder.empty()) {
-            std::filesystem::remove_all(folder);
-        }
-    }
-
-    std::filesystem::path folder;
-    std::unique_ptr<UdevDaemon> udev;
-    std::unique_ptr<LoopDisk> disk;
-};
-
-TEST_F(VolumeProviderIntegrationTest, ResolverReportsTheLoopDiskAndProviderListsNothing) {
-    disk->partitionInTwo();
-    const auto partition = disk->device() + "p2";
+    TemporaryFolder folder;
+    UdevDaemon udev;
+    LoopDisk disk(folder.path(), "image");
+    ASSERT_TRUE(disk.isAttached());
+    disk.partitionInTwo();
+    const auto partition = disk.device() + "p2";
     ASSERT_TRUE(std::filesystem::exists(partition));
-    disk->format(partition, "Tovo Vol 2");
-    udev->keepRunningAndSettle();
-    const auto mountPoint = disk->mount(partition, folder / "image mount");
+    disk.format(partition, "Tovo Vol 2");
+    udev.keepRunningAndSettle();
+    const auto mountPoint = disk.mount(partition, folder.path() / "image mount");
 
     UdevDeviceTree tree;
     const auto resolved = DiskIdentityResolver(tree).resolve(partition);
@@ -53,14 +36,14 @@ TEST_F(VolumeProviderIntegrationTest, ResolverReportsTheLoopDiskAndProviderLists
     EXPECT_EQ(resolved->fileSystemLabel(), "Tovo Vol 2");
     EXPECT_EQ(resolved->fileSystemType(), "ext4");
     EXPECT_TRUE(resolved->resolved.isVirtual) << "a loop device showing a file is a disk image";
-    EXPECT_EQ(resolved->resolved.logicalWholeDiskIdentifier, disk->kernelName());
+    EXPECT_EQ(resolved->resolved.logicalWholeDiskIdentifier, disk.kernelName());
     EXPECT_EQ(resolved->resolved.identity->attachmentID, std::nullopt);
     EXPECT_EQ(resolved->resolved.identity->mediaSize, 64LL * 1024 * 1024);
     const auto whole = DiskIdentityWalk::wholeDisk(tree, resolved->device);
     EXPECT_EQ(whole.diskSequence,
-              std::stoull(shell("cat /sys/class/block/" + disk->kernelName() + "/diskseq")));
+              std::stoull(shell("cat /sys/class/block/" + disk.kernelName() + "/diskseq")));
     EXPECT_EQ(DiskIdentityResolver::describe(whole).mediaUUID,
-              shell("blkid -s PTUUID -o value " + disk->device()))
+              shell("blkid -s PTUUID -o value " + disk.device()))
         << "the partition table's UUID names the media";
 
     for (const auto& entry : MountInfo::read("/proc/self/mountinfo")) {
