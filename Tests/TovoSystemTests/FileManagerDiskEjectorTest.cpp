@@ -1,7 +1,7 @@
 #include "TovoSystem/Services/FileManagerDiskEjector.hpp"
 
 #include "Support/ModelBuilders.hpp"
-#include "TovoCore/Async/Spawn.hpp"
+#include "TovoSystemTests/ProcessTestSupport.hpp"
 
 #include <gtest/gtest.h>
 
@@ -45,13 +45,8 @@ public:
 class FileManagerDiskEjectorTest : public ::testing::Test {
 protected:
     std::optional<EjectionFailure> eject(ExternalDisk disk) {
-        auto handle = spawn(executor, ejector.eject(std::move(disk)));
-        executor.runAll();
-        EXPECT_TRUE(handle.isDone());
         try {
-            if (handle.error()) {
-                std::rethrow_exception(handle.error());
-            }
+            testing::runToEnd(executor, ejector.eject(std::move(disk)));
         } catch (const EjectionFailure& failure) {
             return failure;
         }
@@ -64,21 +59,18 @@ protected:
     FileManagerDiskEjector ejector{unmounter, validator};
 };
 
-TEST_F(FileManagerDiskEjectorTest, UnmountsThePrimaryMountOfTheWholeDisk) {
-    EXPECT_EQ(eject(testing::makeDisk(7, "STICK")), std::nullopt);
-    ASSERT_EQ(unmounter.calls.size(), 1u);
-    EXPECT_EQ(unmounter.calls[0].first, "/media/user/STICK");
-    EXPECT_EQ(unmounter.calls[0].second, "sdb");
-}
-
-TEST_F(FileManagerDiskEjectorTest, ChangedIdentityOrNoMountStopsBeforeAnyUnmount) {
-    auto disk = testing::makeDisk(7);
-    disk.volumes.clear();
-    EXPECT_EQ(eject(disk),
+TEST_F(FileManagerDiskEjectorTest, UnmountsOnlyAMountedDiskWhoseIdentityIsProved) {
+    auto unmounted = testing::makeDisk(7);
+    unmounted.volumes.clear();
+    EXPECT_EQ(eject(unmounted),
               failure("This disk is no longer mounted.", EjectionFailureKind::identityChanged));
     validator.changed = true;
     EXPECT_EQ(eject(testing::makeDisk(7))->kind, EjectionFailureKind::identityChanged);
     EXPECT_TRUE(unmounter.calls.empty());
+
+    validator.changed = false;
+    EXPECT_EQ(eject(testing::makeDisk(7, "STICK")), std::nullopt);
+    EXPECT_EQ(unmounter.calls, (decltype(unmounter.calls){{"/media/user/STICK", "sdb"}}));
 }
 
 struct RefusalCase {

@@ -56,9 +56,14 @@ protected:
     ExternalDisk disk_ = testing::makeDisk(7);
 };
 
-TEST_F(LsofBlockerDiagnoserTest, RunsLsofOncePerMountByAbsolutePathWithExactArguments) {
+TEST_F(LsofBlockerDiagnoserTest, RunsLsofPerMountAndMergesByPidInFirstSeenOrder) {
     addSecondVolume();
-    diagnose();
+    runner_->answer({0, holder(500) + holder(600), ""});
+    runner_->answer({0, holder(700, "/media/user/DATA/b") + holder(500, "/media/user/DATA/c"), ""});
+    const auto blockers = diagnose();
+    EXPECT_THAT(pids(blockers), ElementsAre(500, 600, 700));
+    EXPECT_EQ(blockers[0].openFiles.size(), 2u);
+
     ASSERT_EQ(runner_->calls.size(), 2u);
     EXPECT_TRUE(runner_->calls[0].executable.is_absolute());
     EXPECT_EQ(runner_->calls[0].executable.filename(), "lsof");
@@ -134,15 +139,6 @@ TEST_F(LsofBlockerDiagnoserTest, NeverListsTovoItself) {
     metadata_->add(metadataOf(ownPID));
     EXPECT_THAT(pids(diagnose(ownPID)), ElementsAre(500));
     EXPECT_THAT(metadata_->metadataQueries, ::testing::Not(::testing::Contains(ownPID)));
-}
-
-TEST_F(LsofBlockerDiagnoserTest, MergesVolumesByPidInFirstSeenOrder) {
-    addSecondVolume();
-    runner_->answer({0, holder(500) + holder(600), ""});
-    runner_->answer({0, holder(700, "/media/user/DATA/b") + holder(500, "/media/user/DATA/c"), ""});
-    const auto blockers = diagnose();
-    EXPECT_THAT(pids(blockers), ElementsAre(500, 600, 700));
-    EXPECT_EQ(blockers[0].openFiles.size(), 2u);
 }
 
 TEST_F(LsofBlockerDiagnoserTest, FailuresOnAnyMountAndRunnerErrorsPassThrough) {

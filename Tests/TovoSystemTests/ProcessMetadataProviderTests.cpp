@@ -1,19 +1,77 @@
 #include "Support/FakeApplicationRegistry.hpp"
+#include "TovoSystem/Linux/ProcFileSystem.hpp"
 #include "TovoSystem/Services/SystemProcessMetadataProvider.hpp"
-#include "TovoSystemTests/ProcFixture.hpp"
+#include "TovoSystemTests/ProcessTestSupport.hpp"
 
 #include <gtest/gtest.h>
 
 namespace tovo {
 namespace {
 
-using testing::ProcFixture;
+constexpr std::uint64_t bootTime = 1'700'000'000;
 
+std::string statLine(std::int32_t pid, const std::string& command, std::int32_t parent,
+                     std::uint64_t startTicks) {
+    return std::to_string(pid) + " (" + command + ") S " + std::to_string(parent) +
+           " 4242 4242 34816 4242 4194560 1180 0 0 0 2 1 0 0 20 0 1 0 " +
+           std::to_string(startTicks) + " 9334784 1280 18446744073709551615 1 1 0 0\n";
+}
+
+using Stat = ProcFileSystem::Stat;
+
+struct StatCase {
+    const char* name;
+    std::string text;
+    std::optional<Stat> expected;
+    friend void PrintTo(const StatCase& c, std::ostream* os) { *os << c.name; }
+};
+
+class ProcStatParsing : public ::testing::TestWithParam<StatCase> {};
+
+TEST_P(ProcStatParsing, ReadsParentAndStartAfterTheLastParenthesis) {
+    EXPECT_EQ(ProcFileSystem::parseStat(GetParam().text), GetParam().expected);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Lines, ProcStatParsing,
+    ::testing::Values(
+        StatCase{"Plain", statLine(4242, "bash", 300, 987654), Stat{300, 987654}},
+        StatCase{"CommandImitatingFields", statLine(7, "x) S 99 (1) 2 3", 6, 55), Stat{6, 55}},
+        StatCase{"NoParenthesis", "4242 bash S 300 1 2 3", std::nullopt},
+        StatCase{"CutShort", "4242 (bash) S 300 4242 4242 34816 4242 4194560", std::nullopt},
+        StatCase{"ParentNotANumber", "4242 (bash) S x1 4242 4242 0 -1 0 0 0 0 0 0 0 0 0 20 0 1 0 5",
+                 std::nullopt}),
+    [](const auto& info) { return std::string(info.param.name); });
+
+// A folder laid out like /proc (100 ticks a second), with only the entries a test writes.
 class ProcessMetadataProviderTest : public ::testing::Test {
 protected:
+    void SetUp() override {
+        write("stat", "cpu  1 2 3 4\nbtime " + std::to_string(bootTime) + "\n");
+    }
+
     SystemProcessMetadataProvider provider() const {
-        return SystemProcessMetadataProvider(
-            registry_, ProcFileSystem(fixture_.root(), ProcFixture::ticksPerSecond));
+        return SystemProcessMetadataProvider(registry_, ProcFileSystem(proc_.path(), 100));
+    }
+    /// A readable process: stat, status, comm and exe as the kernel writes them.
+    void addProcess(std::int32_t pid, std::int32_t parent, std::string command = "worker",
+                    std::uint32_t uid = 1000, std::uint64_t startTicks = 12'345,
+                    std::optional<std::string> executable = "/usr/bin/worker") {
+        const auto folder = std::to_string(pid) + "/";
+        std::filesystem::create_directories(proc_.path() / folder);
+        write(folder + "stat", statLine(pid, command, parent, startTicks));
+        write(folder + "status", "Name:\t" + command + "\nPPid:\t" + std::to_string(parent) +
+                                     "\nUid:\t" + std::to_string(uid) + "\t0\t0\t0\n");
+        write(folder + "comm", command + "\n");
+        if (executable) {
+            std::filesystem::create_symlink(*executable, proc_.path() / folder / "exe");
+        }
+    }
+    void remove(std::int32_t pid, const char* file) {
+        std::filesystem::remove(proc_.path() / std::to_string(pid) / file);
+    }
+    void write(const std::string& relative, const std::string& text) {
+        std::ofstream(proc_.path() / relative, std::ios::binary) << text;
     }
     void addApplication(std::int32_t pid, std::optional<std::string> name,
                         std::optional<std::string> id,
@@ -21,17 +79,17 @@ protected:
         registry_->add(RunningApplication{pid, std::move(name), std::move(id), policy});
     }
 
-    ProcFixture fixture_;
+    testing::TemporaryFolder proc_;
     std::shared_ptr<testing::FakeApplicationRegistry> registry_ =
         std::make_shared<testing::FakeApplicationRegistry>();
 };
 
 TEST_F(ProcessMetadataProviderTest, DescribesAReadableProcessEvenWithoutItsExecutable) {
-    fixture_.addProcess(4242, 300, "rsync", 1000, 123'456, "/usr/bin/rsync");
-    fixture_.addProcess(4243, 300, "rsync", 0, 5, std::nullopt);
+    addProcess(4242, 300, "rsync", 1000, 123'456, "/usr/bin/rsync");
+    addProcess(4243, 300, "rsync", 0, 5, std::nullopt);
     EXPECT_EQ(provider().metadata(4242),
               (ProcessMetadata{4242, 300, 1000, "rsync", "/usr/bin/rsync",
-                               ProcessStartTime{ProcFixture::bootTime + 1234, 560'000}}));
+                               ProcessStartTime{bootTime + 1234, 560'000}}));
     EXPECT_EQ(provider().metadata(4243)->executablePath, std::nullopt);
 }
 
@@ -46,11 +104,11 @@ class ProcessMetadataAbsent : public ProcessMetadataProviderTest,
                               public ::testing::WithParamInterface<AbsentCase> {};
 
 TEST_P(ProcessMetadataAbsent, YieldsNothingForMetadataOrParent) {
-    fixture_.addProcess(300, 200);
+    addProcess(300, 200);
     addApplication(300, "Terminal", "org.example.Terminal");
-    fixture_.addProcess(4242, 300);
+    addProcess(4242, 300);
     if (GetParam().removedFile) {
-        fixture_.remove(4242, GetParam().removedFile);
+        remove(4242, GetParam().removedFile);
     }
     EXPECT_EQ(provider().metadata(GetParam().pid), std::nullopt);
     EXPECT_EQ(provider().parentApplication(GetParam().pid), std::nullopt);
@@ -65,19 +123,19 @@ INSTANTIATE_TEST_SUITE_P(Cases, ProcessMetadataAbsent,
                          [](const auto& info) { return info.param.name; });
 
 TEST_F(ProcessMetadataProviderTest, WithoutBootTimeNothingIsKnown) {
-    fixture_.addProcess(4242, 300);
-    fixture_.write("stat", "cpu 1 2 3\n");
+    addProcess(4242, 300);
+    write("stat", "cpu 1 2 3\n");
     EXPECT_EQ(provider().metadata(4242), std::nullopt);
 }
 
 TEST_F(ProcessMetadataProviderTest, CommandPrefersApplicationIdThenNameThenCommThenPid) {
     for (const std::int32_t pid : {1, 2, 3, 4}) {
-        fixture_.addProcess(pid, 0);
+        addProcess(pid, 0);
     }
     addApplication(1, "Editor", "org.example.Editor");
     addApplication(2, "Editor", std::nullopt, ActivationPolicy::prohibited);
-    fixture_.write("3/comm", "my (odd) \xff\n");
-    fixture_.remove(4, "comm");
+    write("3/comm", "my (odd) \xff\n");
+    remove(4, "comm");
     EXPECT_EQ(provider().metadata(1)->command, "org.example.Editor");
     EXPECT_EQ(provider().metadata(2)->command, "Editor");
     EXPECT_EQ(provider().metadata(3)->command, "my (odd) \xEF\xBF\xBD");
@@ -86,12 +144,12 @@ TEST_F(ProcessMetadataProviderTest, CommandPrefersApplicationIdThenNameThenCommT
 
 TEST_F(ProcessMetadataProviderTest, FindsTheNearestShownApplicationAmongTheAncestors) {
     // 4242 (itself an app) -> 500 (background helper of an app) -> 400 (shell) -> 300 (terminal)
-    fixture_.addProcess(300, 1);
-    fixture_.addProcess(400, 300);
-    fixture_.addProcess(500, 400);
-    fixture_.addProcess(4242, 500);
-    fixture_.addProcess(600, 600); // its own parent
-    fixture_.addProcess(601, 600);
+    addProcess(300, 1);
+    addProcess(400, 300);
+    addProcess(500, 400);
+    addProcess(4242, 500);
+    addProcess(600, 600); // its own parent
+    addProcess(601, 600);
     addApplication(4242, "Self", "org.example.Self");
     addApplication(500, "Helper", "org.example.Helper", ActivationPolicy::prohibited);
     addApplication(300, "Terminal", "org.example.Terminal");
@@ -104,8 +162,8 @@ TEST_F(ProcessMetadataProviderTest, FindsTheNearestShownApplicationAmongTheAnces
 
 TEST_F(ProcessMetadataProviderTest, ParentNamePrefersTheDisplayNameThenTheIdThenApp) {
     for (const std::int32_t pid : {10, 20, 30}) {
-        fixture_.addProcess(pid, pid / 10);
-        fixture_.addProcess(pid + 1, pid);
+        addProcess(pid, pid / 10);
+        addProcess(pid + 1, pid);
     }
     addApplication(10, "Files", "org.example.Files");
     addApplication(20, std::nullopt, "org.example.Tray", ActivationPolicy::accessory);
@@ -122,7 +180,7 @@ TEST_P(ParentApplicationDepth, LooksAtMostTwelveAncestorsUp) {
     // A chain 1000 -> 1001 -> ... where the application sits `depth` levels up.
     const int depth = GetParam();
     for (int level = 0; level <= depth; ++level) {
-        fixture_.addProcess(1000 + level, level == depth ? 1 : 1001 + level);
+        addProcess(1000 + level, level == depth ? 1 : 1001 + level);
     }
     addApplication(1000 + depth, "Shell", "org.example.Shell");
     EXPECT_EQ(provider().parentApplication(1000).has_value(), depth <= 12);

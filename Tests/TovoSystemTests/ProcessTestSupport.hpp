@@ -18,6 +18,7 @@
 #include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
+#include <variant>
 #include <vector>
 
 extern char** environ;
@@ -36,7 +37,7 @@ public:
     bool isDone() const { return handle_.isDone(); }
     void cancel() const { handle_.requestCancellation(); }
     std::exception_ptr error() const { return outcome_->error; }
-    const std::optional<T>& value() const { return outcome_->value; }
+    const auto& value() const { return outcome_->value; }
 
     /// Drives `executor` until the task ends; false when it is still running after `limit`.
     bool finish(ManualExecutor& executor,
@@ -46,12 +47,17 @@ public:
 
 private:
     struct Outcome {
-        std::optional<T> value;
+        std::optional<std::conditional_t<std::is_void_v<T>, std::monostate, T>> value;
         std::exception_ptr error;
     };
     static Task<void> capture(Task<T> task, std::shared_ptr<Outcome> outcome) {
         try {
-            outcome->value.emplace(co_await std::move(task));
+            if constexpr (std::is_void_v<T>) {
+                co_await std::move(task);
+                outcome->value.emplace();
+            } else {
+                outcome->value.emplace(co_await std::move(task));
+            }
         } catch (...) {
             outcome->error = std::current_exception();
         }
@@ -71,7 +77,9 @@ T runToEnd(ManualExecutor& executor, Task<T> task) {
     if (started.error()) {
         std::rethrow_exception(started.error());
     }
-    return *started.value();
+    if constexpr (!std::is_void_v<T>) {
+        return *started.value();
+    }
 }
 
 /// A helper program built from Tests/Helpers.

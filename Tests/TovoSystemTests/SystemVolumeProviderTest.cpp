@@ -1,7 +1,8 @@
 #include "TovoSystem/Services/SystemVolumeProvider.hpp"
 
 #include "DiskFakeDeviceTree.hpp"
-#include "TovoCore/Async/Spawn.hpp"
+#include "TovoSystem/Services/CapacityPoolIdentifier.hpp"
+#include "TovoSystemTests/ProcessTestSupport.hpp"
 
 #include <gtest/gtest.h>
 
@@ -46,14 +47,7 @@ protected:
                     return VolumeCapacity{1000 + std::int64_t(path.string().size()), 400};
                 },
                 "en_US"});
-        std::vector<ExternalDisk> disks;
-        auto handle = spawn(
-            executor, [](SystemVolumeProvider& p, std::vector<ExternalDisk>& out) -> Task<void> {
-                out = co_await p.mountedExternalDisks();
-            }(provider, disks));
-        EXPECT_TRUE(executor.runUntil([&] { return handle.isDone(); }));
-        EXPECT_FALSE(handle.error());
-        return disks;
+        return testing::runToEnd(executor, provider.mountedExternalDisks());
     }
 
     ManualExecutor executor;
@@ -130,16 +124,11 @@ TEST_F(SystemVolumeProviderTest, NothingMountedExternallyListsNothing) {
     EXPECT_TRUE(list().empty()) << "an unreadable mount table lists nothing";
 }
 
-TEST(EjectableExternalVoteTest, NeedsALocalVolumeAndAnEjectableOrRemovableOrExternalSign) {
-    const auto vote = SystemVolumeProvider::ejectableExternalVote;
-    const auto none = std::nullopt;
-    EXPECT_FALSE(vote(none, true, true, false));
-    EXPECT_FALSE(vote(false, true, true, false));
-    EXPECT_TRUE(vote(true, true, none, true));
-    EXPECT_TRUE(vote(true, false, true, true));
-    EXPECT_TRUE(vote(true, false, false, false));
-    EXPECT_FALSE(vote(true, none, none, true));
-    EXPECT_FALSE(vote(true, none, none, none));
+TEST(CapacityPoolIdentifierTest, PoolsOnlyApfsVolumesByContainer) {
+    EXPECT_EQ(CapacityPoolIdentifier::make(std::nullopt, "disk4", "io:77"), std::nullopt);
+    EXPECT_EQ(CapacityPoolIdentifier::make("exfat", "disk4", "io:77"), std::nullopt);
+    EXPECT_EQ(CapacityPoolIdentifier::make(" APFS\n", "disk4", "io:77"), "apfs:disk4");
+    EXPECT_EQ(CapacityPoolIdentifier::make("apfs", std::nullopt, "io:77"), "apfs:io:77");
 }
 
 } // namespace

@@ -167,18 +167,4 @@ private:
     std::vector<std::filesystem::path> mounts_;
 };
 
-inline std::string skipReason() {
-    if (!isRoot()) {
-        return "needs root for loop devices and mounts";
-    }
-    for (const char* tool :
-         {"/usr/bin/dbus-daemon", "/lib/systemd/systemd-udevd", "/usr/sbin/losetup",
-          "/usr/sbin/mkfs.ext4", "/usr/bin/busctl", "/usr/libexec/udisks2/udisksd"}) {
-        if (!std::filesystem::exists(tool)) {
-            return std::string("needs ") + tool;
-        }
-    }
-    return "";
-}
-
 } // namespace tovo::testing
