@@ -107,35 +107,27 @@ TEST(DiskIdentityChoiceTest, BlankNamesFallThroughAndLogicalGroupingFallsBack) {
     EXPECT_EQ(DiskIdentityChoice::choose(std::nullopt, {}), std::nullopt);
 }
 
-DeviceNode node(std::string devPath, std::string subsystem, std::string devType = "",
-                std::optional<std::uint64_t> sequence = std::nullopt, bool removable = false) {
-    return DeviceNode{std::move(devPath),
-                      "x",
-                      std::move(subsystem),
-                      std::move(devType),
-                      sequence,
-                      std::nullopt,
-                      100,
-                      removable,
-                      false,
-                      0,
-                      {}};
-}
-
 TEST(DiskIdentityWalkTest, TheHighestWholeDiskWinsAndFlagsStick) {
-    const auto result = DiskIdentityWalk::scan(
-        {node("/devices/virtual/block/dm-1", "block", "disk", 90, true),
-         node("/devices/usb1/1-1", "usb"), node("/devices/pci/block/sdz", "block", "disk", 12),
-         node("/devices/pci", "pci")});
+    FakeDeviceTree tree;
+    tree.add("/devices/virtual/block/dm-1", "block", "disk", 90).isRemovable = true;
+    tree.add("/devices/usb1/1-1", "usb");
+    tree.add("/devices/pci/block/sdz", "block", "disk", 12);
+    tree.add("/devices/pci", "pci");
+    std::vector<DeviceNode> chain;
+    for (const auto* path : {"/devices/virtual/block/dm-1", "/devices/usb1/1-1",
+                             "/devices/pci/block/sdz", "/devices/pci"}) {
+        chain.push_back(tree.nodes.at(path));
+    }
+    const auto result = DiskIdentityWalk::scan(chain);
     ASSERT_TRUE(result.scan.physicalMedia);
     EXPECT_EQ(result.scan.physicalMedia->registryEntryID, 12u);
     EXPECT_TRUE(result.scan.isVirtual) << "virtual seen low in the chain sticks";
     EXPECT_TRUE(result.isExternal);
     EXPECT_FALSE(result.isRemovable) << "removable is the winning candidate's own flag";
-}
 
-TEST(DiskIdentityWalkTest, WithoutADiskSequenceTheInitialisationTimeIdentifies) {
-    auto disk = node("/devices/usb1/1-1/block/sdq", "block", "disk", std::nullopt, true);
+    // Without a disk sequence, udev's initialisation time identifies the disk.
+    auto disk = tree.add("/devices/usb1/1-1/block/sdq", "block", "disk");
+    disk.isRemovable = true;
     EXPECT_FALSE(DiskIdentityWalk::scan({disk}).scan.physicalMedia);
     disk.initializedMicroseconds = 5'000'123;
     EXPECT_EQ(DiskIdentityWalk::scan({disk}).scan.physicalMedia->registryEntryID, 5000123u);
