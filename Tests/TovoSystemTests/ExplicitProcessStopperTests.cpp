@@ -44,7 +44,6 @@ struct PlanCase {
     StopMethod method;
     std::string message;
     std::optional<std::string> warning = std::nullopt;
-    friend void PrintTo(const PlanCase& c, std::ostream* os) { *os << c.name; }
 };
 
 class StopPlan : public ::testing::TestWithParam<PlanCase> {};
@@ -136,7 +135,6 @@ struct RequestCase {
     std::string message;
     bool signalled = false;
     bool quitSent = false;
-    friend void PrintTo(const RequestCase& c, std::ostream* os) { *os << c.name; }
 };
 
 class StopRequest : public ::testing::TestWithParam<RequestCase> {};

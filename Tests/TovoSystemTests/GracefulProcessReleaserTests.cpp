@@ -29,7 +29,6 @@ struct PlanCase {
     std::function<void(EditorScene&)> arrange;
     std::string message;
     std::optional<std::string> quitName = std::nullopt; ///< set for a quit plan
-    friend void PrintTo(const PlanCase& c, std::ostream* os) { *os << c.name; }
 };
 
 class ReleasePlan : public ::testing::TestWithParam<PlanCase> {};
@@ -140,7 +139,6 @@ struct RequestCase {
     ReleaseDisposition disposition;
     std::string message;
     bool quitSent;
-    friend void PrintTo(const RequestCase& c, std::ostream* os) { *os << c.name; }
 };
 
 class ReleaseRequest : public ::testing::TestWithParam<RequestCase> {};

@@ -80,7 +80,6 @@ struct StatusCase {
     std::optional<DiagnosisError::Kind> error; ///< none: accepted
     std::string description;                   ///< of the error
     std::size_t processCount;                  ///< when accepted
-    friend void PrintTo(const StatusCase& c, std::ostream* os) { *os << c.name; }
 };
 
 class LsofExitStatus : public LsofBlockerDiagnoserTest,
@@ -156,7 +155,6 @@ struct DissentCase {
     const char* name;
     std::optional<std::int32_t> dissenter;
     std::vector<std::int32_t> expected;
-    friend void PrintTo(const DissentCase& c, std::ostream* os) { *os << c.name; }
 };
 
 class LsofDissenter : public LsofBlockerDiagnoserTest,

@@ -39,7 +39,6 @@ struct IdentityCase {
     std::string name;
     std::function<void(BlockingProcess&, ProcessMetadata&)> change;
     bool matches;
-    friend void PrintTo(const IdentityCase& c, std::ostream* os) { *os << c.name; }
 };
 
 class LiveIdentity : public ::testing::TestWithParam<IdentityCase> {};

@@ -23,7 +23,6 @@ struct StatCase {
     const char* name;
     std::string text;
     std::optional<Stat> expected;
-    friend void PrintTo(const StatCase& c, std::ostream* os) { *os << c.name; }
 };
 
 class ProcStatParsing : public ::testing::TestWithParam<StatCase> {};
@@ -97,7 +96,6 @@ struct AbsentCase {
     const char* name;
     std::int32_t pid;
     const char* removedFile; ///< of pid 4242 ("stat" at the root: the boot time), or nothing
-    friend void PrintTo(const AbsentCase& c, std::ostream* os) { *os << c.name; }
 };
 
 class ProcessMetadataAbsent : public ProcessMetadataProviderTest,

@@ -57,7 +57,6 @@ struct RunCase {
     const char* name;
     std::vector<std::string> command;
     CommandResult expected;
-    friend void PrintTo(const RunCase& c, std::ostream* os) { *os << c.name; }
 };
 
 class CommandRunnerResults : public CommandRunnerWithChildren,

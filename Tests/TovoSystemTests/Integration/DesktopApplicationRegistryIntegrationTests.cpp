@@ -74,7 +74,6 @@ struct QuitCase {
     const char* name;
     std::string answer; ///< the mock's code for the quit action
     bool accepted;
-    friend void PrintTo(const QuitCase& c, std::ostream* os) { *os << c.name; }
 };
 
 class DesktopApplicationQuit : public DesktopApplicationRegistryIntegration,
