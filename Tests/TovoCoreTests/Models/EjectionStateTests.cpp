@@ -9,17 +9,6 @@
 namespace tovo {
 namespace {
 
-TEST(EjectionPhaseTest, EqualityComparesEveryPayloadField) {
-    EXPECT_EQ(EjectionPhase(), EjectionPhase::ready());
-    EXPECT_NE(EjectionPhase::stopping("a"), EjectionPhase::stopping("b"));
-    EXPECT_NE(EjectionPhase::ejected("a"), EjectionPhase::stopping("a"));
-    const auto failed = EjectionPhase::failed("t", "m", FailureRecovery::retryEject);
-    EXPECT_EQ(failed, EjectionPhase::failed("t", "m", FailureRecovery::retryEject));
-    EXPECT_NE(failed, EjectionPhase::failed("t", "m", FailureRecovery::refreshDisks));
-    EXPECT_NE(failed, EjectionPhase::failed("t", "x", FailureRecovery::retryEject));
-    EXPECT_NE(failed, EjectionPhase::failed("x", "m", FailureRecovery::retryEject));
-}
-
 TEST(ReadableMessageTest, TrimsAndFallsBack) {
     auto message = [](auto error) { return readableMessage(std::make_exception_ptr(error)); };
     const auto failure = [](std::string text) {

@@ -16,45 +16,39 @@ WorkflowHarness& quitForApps(WorkflowHarness& h) {
     return h;
 }
 
-TEST(TovoWorkflowReleaseTest, FullReleaseFlowEndsOnTheSuccessScreen) {
+TEST(TovoWorkflowReleaseTest, EachRequestFollowsAFreshLookThenTheWaitEndsOnTheSuccessScreen) {
     WorkflowHarness h;
-    auto& workflow = *h.workflow;
     quitForApps(h).reachBlocked({editor, viewer});
+    std::vector<std::string> trace;
+    const std::vector<Processes> looks{{editor, viewer}, {viewer}, {viewer}, {}};
+    h.diagnoses->setResponder([&](const DiagnosisCall&) {
+        trace.push_back("look at " + std::to_string(h.clock.now() / 1ms) + "ms");
+        return DiagnosisOutcome::success(looks.at(trace.size() / 2));
+    });
+    std::vector<ReleaseAttempt> asked;
+    h.releaser->requests.setResponder([&](const Processes& processes) {
+        trace.push_back("ask " + processes.at(0).command);
+        asked.push_back(attemptFor(processes.at(0), ReleaseDisposition::requested));
+        return decltype(h.releaser->requests)::Outcome::success({asked.back()});
+    });
 
-    auto operation = h.start(workflow.performSafeTovo());
-    EXPECT_EQ(workflow.phase(), EjectionPhase::releasing());
-    // Each approval: a fresh diagnosis, then one request for the fresh process.
-    h.diagnoses->resolve({editor, viewer});
-    h.run();
-    EXPECT_EQ(h.releaser->requests.pendingArguments(), Processes{editor});
-    const auto asked = std::vector{attemptFor(editor, ReleaseDisposition::requested),
-                                   attemptFor(viewer, ReleaseDisposition::requested)};
-    h.releaser->requests.resolve({asked[0]});
-    h.run();
-    h.diagnoses->resolve({viewer});
-    h.run();
-    h.releaser->requests.resolve({asked[1]});
-    h.run();
-    // The wait: still closing at 1.2 s, gone at 2.4 s.
-    h.advance(1200ms);
-    h.diagnoses->resolve({viewer});
-    h.run();
-    EXPECT_EQ(workflow.phase(), EjectionPhase::releasing());
-    h.advance(1200ms);
-    h.diagnoses->resolve({});
-    h.run();
-    EXPECT_EQ(workflow.phase(), EjectionPhase::retrying());
+    auto operation = h.start(h.workflow->performSafeTovo());
+    EXPECT_EQ(h.workflow->phase(), EjectionPhase::releasing());
+    h.runOutTheClock();
+    EXPECT_EQ(h.workflow->phase(), EjectionPhase::retrying());
     EXPECT_EQ(h.ejector->ejects.pendingArguments(), photos);
     h.ejector->ejects.resolve();
     h.run();
 
+    // Still closing at 1.2 s, gone at 2.4 s.
+    EXPECT_EQ(trace, (std::vector<std::string>{"look at 0ms", "ask editor", "look at 0ms",
+                                               "ask viewer", "look at 1200ms", "look at 2400ms"}));
     EXPECT_TRUE(operation.isDone());
-    EXPECT_EQ(workflow.phase(), EjectionPhase::ejected("Photos"));
-    EXPECT_EQ(workflow.releaseAttempts(), asked);
-    EXPECT_THAT(workflow.blockers(), IsEmpty());
-    EXPECT_THAT(workflow.releasePlans(), IsEmpty());
-    EXPECT_EQ(workflow.disks(), std::vector{backup});
-    EXPECT_EQ(h.releaser->requests.calls(), (std::vector<Processes>{{editor}, {viewer}}));
+    EXPECT_EQ(h.workflow->phase(), EjectionPhase::ejected("Photos"));
+    EXPECT_EQ(h.workflow->releaseAttempts(), asked);
+    EXPECT_THAT(h.workflow->blockers(), IsEmpty());
+    EXPECT_THAT(h.workflow->releasePlans(), IsEmpty());
+    EXPECT_EQ(h.workflow->disks(), std::vector{backup});
     EXPECT_EQ(h.logger.entries(),
               (std::vector<Entry>{{Level::info, "Release review confirmed total=2 eligible=2"},
                                   {Level::info, "Release requests completed count=2"}}));

@@ -5,29 +5,24 @@ namespace {
 
 TEST(TovoWorkflowStopTest, FullStopFlowEndsOnTheSuccessScreen) {
     WorkflowHarness h;
-    auto& workflow = *h.workflow;
     h.reachBlocked({editor, shell});
-
-    auto operation = h.start(workflow.performStop(editor));
-    EXPECT_EQ(workflow.phase(), EjectionPhase::stopping("editor (plan)"));
-    h.diagnoses->resolve({editor, shell});
-    h.run();
-    EXPECT_EQ(h.stopper->stops.pendingArguments(), editor);
     const auto sent = attemptFor(editor, ReleaseDisposition::requested, "Sent one stop request.");
-    h.stopper->stops.resolve(sent);
-    h.run();
+    h.diagnoses->enqueueValue({editor, shell});
+    h.diagnoses->enqueueValue({});
+    h.stopper->stops.enqueueValue(sent);
+
+    auto operation = h.start(h.workflow->performStop(editor));
+    EXPECT_EQ(h.workflow->phase(), EjectionPhase::stopping("editor (plan)"));
     h.advance(1200ms);
-    h.diagnoses->resolve({});
-    h.run();
-    EXPECT_EQ(workflow.phase(), EjectionPhase::retrying());
+    EXPECT_EQ(h.workflow->phase(), EjectionPhase::retrying());
     h.ejector->ejects.resolve();
     h.run();
 
     EXPECT_TRUE(operation.isDone());
-    EXPECT_EQ(workflow.phase(), EjectionPhase::ejected("Photos"));
-    EXPECT_EQ(workflow.releaseAttempts(), std::vector{sent});
-    EXPECT_EQ(workflow.disks(), std::vector{backup});
-    EXPECT_EQ(h.stopper->stops.callCount(), 1u);
+    EXPECT_EQ(h.workflow->phase(), EjectionPhase::ejected("Photos"));
+    EXPECT_EQ(h.workflow->releaseAttempts(), std::vector{sent});
+    EXPECT_EQ(h.workflow->disks(), std::vector{backup});
+    EXPECT_EQ(h.stopper->stops.calls(), Processes{editor});
     EXPECT_EQ(h.logger.entries(),
               (std::vector<Entry>{{Level::info, "Stop requested method=terminateProcess"},
                                   {Level::info, "Stop request completed disposition=requested"}}));

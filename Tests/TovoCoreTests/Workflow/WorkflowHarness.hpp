@@ -61,8 +61,6 @@ struct WorkflowHarness {
                                                   options.settle, options.timeout, clock, logger,
                                                   executor);
     }
-    WorkflowHarness(const WorkflowHarness&) = delete;
-    WorkflowHarness& operator=(const WorkflowHarness&) = delete;
 
     /// Ends every operation still waiting on a double, so no coroutine outlives the test.
     ~WorkflowHarness() {
