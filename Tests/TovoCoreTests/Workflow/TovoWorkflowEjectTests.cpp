@@ -217,43 +217,5 @@ TEST(TovoWorkflowEjectTest, PassesTheDissenterOnlyToADiagnoserThatTakesIt) {
     }
 }
 
-// An eject or diagnosis result arriving after the user left for another disk.
-enum class Arrives { ejected, refusedBusy, diagnosis };
-
-class TovoWorkflowStaleEjectTest : public ::testing::TestWithParam<Arrives> {};
-
-TEST_P(TovoWorkflowStaleEjectTest, ResultIsDroppedAndTheNewSelectionStays) {
-    WorkflowHarness h;
-    auto& workflow = *h.workflow;
-    h.listDisks({photos, backup});
-    h.start(workflow.attemptEject());
-    if (GetParam() == Arrives::diagnosis) {
-        h.ejector->ejects.fail(WorkflowHarness::busyFailure());
-        h.run();
-        ASSERT_EQ(workflow.phase(), EjectionPhase::diagnosing());
-    }
-    h.selectOtherDisk();
-
-    if (GetParam() == Arrives::diagnosis) {
-        h.diagnoses->resolve({editor});
-    } else if (GetParam() == Arrives::refusedBusy) {
-        h.ejector->ejects.fail(WorkflowHarness::busyFailure());
-    } else {
-        h.ejector->ejects.resolve();
-    }
-    h.run();
-
-    EXPECT_EQ(workflow.phase(), EjectionPhase::ready());
-    EXPECT_EQ(workflow.selectedDiskID(), backup.id);
-    EXPECT_EQ(workflow.disks(), (std::vector{photos, backup}));
-    EXPECT_THAT(workflow.blockers(), IsEmpty());
-    EXPECT_EQ(h.diagnoses->callCount(), GetParam() == Arrives::diagnosis ? 1u : 0u);
-    EXPECT_THAT(h.logger.entries(), ElementsAre(staleDropped));
-}
-
-INSTANTIATE_TEST_SUITE_P(Results, TovoWorkflowStaleEjectTest,
-                         ::testing::Values(Arrives::ejected, Arrives::refusedBusy,
-                                           Arrives::diagnosis));
-
 } // namespace
 } // namespace tovo::testing

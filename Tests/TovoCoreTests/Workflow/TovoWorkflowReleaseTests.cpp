@@ -177,8 +177,11 @@ TEST(TovoWorkflowReleaseTest, ApprovalsAreFrozenWhenTheUserConfirms) {
     EXPECT_EQ(h.clock.sleeperCount(), 1u) << "still waiting for the two apps";
 }
 
-// Where a confirmed release or stop of `editor` waits; each stage answers the one before.
+// Where an eject, or a confirmed release or stop of `editor`, waits; each stage of the
+// release answers the one before.
 enum class Stage {
+    eject,
+    ejectDiagnosis,
     approvalDiagnosis,
     request,
     settleSleep,
@@ -188,6 +191,14 @@ enum class Stage {
 };
 
 void releaseUntil(WorkflowHarness& h, Stage stage) {
+    if (stage == Stage::eject || stage == Stage::ejectDiagnosis) {
+        h.listDisks({photos, backup});
+        if (stage == Stage::ejectDiagnosis) {
+            h.ejector->ejects.enqueueError(WorkflowHarness::busyFailure());
+        }
+        h.start(h.workflow->attemptEject());
+        return;
+    }
     quitForApps(h).reachBlocked({editor});
     if (stage == Stage::stopRequest) {
         h.start(h.workflow->performStop(editor));
@@ -215,7 +226,7 @@ void answerAt(WorkflowHarness& h, Stage stage, std::exception_ptr error) {
         error ? h.releaser->requests.fail(error) : h.releaser->requests.resolve({requested});
     } else if (stage == Stage::stopRequest) {
         error ? h.stopper->stops.fail(error) : h.stopper->stops.resolve(requested);
-    } else if (stage == Stage::retryEject) {
+    } else if (stage == Stage::retryEject || stage == Stage::eject) {
         error ? h.ejector->ejects.fail(error) : h.ejector->ejects.resolve();
     } else {
         error ? h.diagnoses->fail(error) : h.diagnoses->resolve({});
@@ -223,7 +234,7 @@ void answerAt(WorkflowHarness& h, Stage stage, std::exception_ptr error) {
     h.run();
 }
 
-// What ends a running release or stop early: cancellation, a failing service, or the user
+// What ends a running operation early: cancellation, a failing service, or the user
 // picking another disk before the pending result arrives.
 enum class Interruption { cancel, fail, leave };
 
@@ -268,6 +279,7 @@ TEST_P(TovoWorkflowInterruptionTest, EndsSafelyWithOneLogLine) {
     EXPECT_EQ(h.clock.sleeperCount(), 0u);
     if (param.by == Interruption::leave) {
         EXPECT_EQ(h.workflow->selectedDiskID(), backup.id);
+        EXPECT_EQ(h.workflow->disks(), (std::vector{photos, backup}));
         EXPECT_THAT(h.workflow->releaseAttempts(), IsEmpty());
     } else if (param.stage != Stage::retryEject) {
         EXPECT_EQ(h.workflow->blockers(), Processes{editor}) << "still shows who holds the disk";
@@ -285,6 +297,8 @@ INSTANTIATE_TEST_SUITE_P(
         InterruptionCase{"failPoll", Stage::pollDiagnosis, Interruption::fail},
         InterruptionCase{"failRetriedEject", Stage::retryEject, Interruption::fail},
         InterruptionCase{"failStop", Stage::stopRequest, Interruption::fail},
+        InterruptionCase{"leaveDuringEject", Stage::eject, Interruption::leave},
+        InterruptionCase{"leaveDuringEjectDiagnosis", Stage::ejectDiagnosis, Interruption::leave},
         InterruptionCase{"leaveDuringRequest", Stage::request, Interruption::leave},
         InterruptionCase{"leaveDuringPoll", Stage::pollDiagnosis, Interruption::leave},
         InterruptionCase{"leaveDuringRetriedEject", Stage::retryEject, Interruption::leave},
