@@ -21,8 +21,6 @@
 #include <variant>
 #include <vector>
 
-extern char** environ;
-
 namespace tovo::testing {
 
 /// A task started on a manual executor whose value or error the test reads.
@@ -161,7 +159,7 @@ inline bool isAliveAndNotZombie(pid_t pid) {
 }
 
 struct ChildOptions {
-    std::vector<std::string> environment = {}; ///< added to ours, taking precedence
+    std::vector<std::string> environment = {}; ///< added to ours
     std::filesystem::path folder = ".";
     std::filesystem::path output = "/dev/null"; ///< standard output and error
     int stopSignal = SIGKILL;                   ///< the test's own clean-up, never Tovo's
@@ -173,6 +171,12 @@ class TestChild {
 public:
     explicit TestChild(std::vector<std::string> arguments, ChildOptions options = {})
         : stopSignal_(options.stopSignal) {
+        // env(1) adds the variables and execs in place, so the pid stays the program's.
+        if (!options.environment.empty()) {
+            arguments.insert(arguments.begin(), options.environment.begin(),
+                             options.environment.end());
+            arguments.insert(arguments.begin(), "/usr/bin/env");
+        }
         // Everything the child needs is prepared before fork: other threads may hold
         // the allocator's lock, so the child only redirects, changes folder and executes.
         std::vector<char*> argv;
@@ -180,21 +184,13 @@ public:
             argv.push_back(argument.data());
         }
         argv.push_back(nullptr);
-        std::vector<char*> envp;
-        for (auto& variable : options.environment) {
-            envp.push_back(variable.data());
-        }
-        for (char** variable = environ; *variable != nullptr; ++variable) {
-            envp.push_back(*variable);
-        }
-        envp.push_back(nullptr);
         const int output =
             ::open(options.output.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644);
         pid_ = ::fork();
         if (pid_ == 0) {
             if (::dup2(output, 1) == 1 && ::dup2(output, 2) == 2 &&
                 ::chdir(options.folder.c_str()) == 0) {
-                ::execve(argv[0], argv.data(), envp.data());
+                ::execv(argv[0], argv.data());
             }
             ::_exit(127);
         }
