@@ -21,12 +21,17 @@ struct ToolScene : Scene {
     ToolScene()
         : Scene("convert") {}
     ExplicitProcessStopper stopper() {
-        return ExplicitProcessStopper(userID, ownPID, metadata, registry,
-                                      [this](std::int32_t target, std::int32_t number) {
-                                          signals.emplace_back(target, number);
-                                          errno = signalErrno;
-                                          return signalStatus;
-                                      });
+        return ExplicitProcessStopper(
+            userID, ownPID, metadata, registry,
+            [this](std::int32_t target, std::int32_t number, const std::function<bool()>& confirm) {
+                if (!confirm()) {
+                    errno = 0;
+                    return -1;
+                }
+                signals.emplace_back(target, number);
+                errno = signalErrno;
+                return signalStatus;
+            });
     }
 };
 

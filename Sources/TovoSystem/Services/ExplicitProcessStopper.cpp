@@ -6,6 +6,8 @@
 #include <cerrno>
 #include <csignal>
 #include <signal.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 
 namespace tovo {
 
@@ -22,8 +24,24 @@ ExplicitProcessStopper::ExplicitProcessStopper(
     , signaler_(std::move(signaler)) {}
 
 ExplicitProcessStopper::Signaler ExplicitProcessStopper::systemSignaler() {
-    return
-        [](std::int32_t pid, std::int32_t signal) -> std::int32_t { return ::kill(pid, signal); };
+    return [](std::int32_t pid, std::int32_t signal,
+              const std::function<bool()>& confirm) -> std::int32_t {
+        const int pinned = static_cast<int>(::syscall(SYS_pidfd_open, pid, 0));
+        if (pinned < 0) {
+            return -1; // ESRCH when it is gone; never a fallback to kill(2)
+        }
+        if (!confirm()) {
+            ::close(pinned);
+            errno = 0;
+            return -1;
+        }
+        const auto status =
+            static_cast<std::int32_t>(::syscall(SYS_pidfd_send_signal, pinned, signal, nullptr, 0));
+        const int error = errno;
+        ::close(pinned);
+        errno = error;
+        return status;
+    };
 }
 
 std::optional<std::string> ExplicitProcessStopper::warning(const BlockingProcess& process) {
@@ -105,18 +123,25 @@ ReleaseAttempt ExplicitProcessStopper::stop(const BlockingProcess& process) {
         return attempt(ReleaseDisposition::needsManualAction, planned.message);
 
     case StopMethod::terminateProcess: {
-        const auto live = metadataProvider_->metadata(process.pid);
-        if (!live) {
-            return attempt(ReleaseDisposition::alreadyClosed, "The process already exited.");
-        }
-        if (!liveIdentityMatches(process, *live)) {
-            return attempt(
-                ReleaseDisposition::failed,
-                "Tovo could not verify that this is the same process. Nothing was sent.");
-        }
+        // The identity is proved while the process is pinned, right before the signal.
+        std::optional<ReleaseAttempt> refusal;
+        const auto confirm = [&] {
+            const auto live = metadataProvider_->metadata(process.pid);
+            if (!live) {
+                refusal = attempt(ReleaseDisposition::alreadyClosed, "The process already exited.");
+            } else if (!liveIdentityMatches(process, *live)) {
+                refusal = attempt(
+                    ReleaseDisposition::failed,
+                    "Tovo could not verify that this is the same process. Nothing was sent.");
+            }
+            return !refusal;
+        };
         errno = 0;
-        const auto status = signaler_(process.pid, SIGTERM);
+        const auto status = signaler_(process.pid, SIGTERM, confirm);
         const int error = errno;
+        if (refusal) {
+            return *refusal;
+        }
         if (status == 0) {
             return attempt(ReleaseDisposition::requested,
                            "Tovo sent a stop request to " + planned.processName + ".");

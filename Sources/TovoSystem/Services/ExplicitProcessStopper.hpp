@@ -14,8 +14,11 @@ namespace tovo {
 /// other process gets exactly one SIGTERM, each only after its identity is re-proved.
 class ExplicitProcessStopper final : public ProcessStopping {
 public:
-    /// Sends `signal` to `pid`; 0 on success, otherwise errno tells why.
-    using Signaler = std::function<std::int32_t(std::int32_t pid, std::int32_t signal)>;
+    /// Pins the process `pid`, lets `confirm` re-prove its identity, and only then
+    /// sends `signal` to the pinned process. 0 when sent; otherwise -1 and errno
+    /// tells why (0 when `confirm` said no).
+    using Signaler = std::function<std::int32_t(std::int32_t pid, std::int32_t signal,
+                                                const std::function<bool()>& confirm)>;
 
     ExplicitProcessStopper(std::uint32_t currentUserID, std::int32_t currentProcessID,
                            std::shared_ptr<const ProcessMetadataProviding> metadataProvider,
@@ -27,7 +30,8 @@ public:
 
     /// The caution shown before the user confirms a stop, if any.
     static std::optional<std::string> warning(const BlockingProcess& process);
-    /// Calls kill(2).
+    /// Pins with a pidfd and signals through it, so the identity proved is the
+    /// identity signalled: a pid reused after the check can never receive it.
     static Signaler systemSignaler();
 
 private:

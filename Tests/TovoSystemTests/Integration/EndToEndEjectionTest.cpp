@@ -47,18 +47,21 @@ private:
     ExternalDisk disk_;
 };
 
-// Every signal Tovo sends, recorded before the real signaler sends it.
+// Every signal Tovo sends, recorded once its target is pinned and proved.
 struct SignalRecord {
     std::mutex mutex;
     std::vector<std::pair<std::int32_t, std::int32_t>> sent;
 
     ExplicitProcessStopper::Signaler signaler() {
-        return [this](std::int32_t pid, std::int32_t signal) {
-            {
+        return [this](std::int32_t pid, std::int32_t signal, const std::function<bool()>& confirm) {
+            return ExplicitProcessStopper::systemSignaler()(pid, signal, [&] {
+                if (!confirm()) {
+                    return false;
+                }
                 std::lock_guard lock(mutex);
                 sent.emplace_back(pid, signal);
-            }
-            return ExplicitProcessStopper::systemSignaler()(pid, signal);
+                return true;
+            });
         };
     }
 };
