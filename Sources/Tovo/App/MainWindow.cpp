@@ -30,6 +30,10 @@ MainWindow::MainWindow(ContentView::Environment environment, QWidget* parent)
 
     connect(content_, &ContentView::rendered, this, &MainWindow::updateMenu);
     updateMenu();
+}
+
+void MainWindow::resizeToDefault() {
+    // Measured when shown, not when built: the menu bar's height needs the fonts.
     resize(440, 500 + menuBar()->sizeHint().height());
 }
 

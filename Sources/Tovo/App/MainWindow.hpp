@@ -21,6 +21,8 @@ public:
     QMenu* diskMenu() const { return diskMenu_; }
     QAction* refreshAction() const { return refreshAction_; }
     QAction* ejectAction() const { return ejectAction_; }
+    /// 440 by 500 points for the content, plus the menu bar.
+    void resizeToDefault();
 
 private:
     void updateMenu();

@@ -75,6 +75,7 @@ void TovoApp::prepareApplication(QApplication& application, const LaunchOptions&
 }
 
 void TovoApp::show() {
+    window_->resizeToDefault();
     window_->show();
     window_->raise();
     window_->activateWindow();
