@@ -1,0 +1,89 @@
+#include "TovoSystem/Linux/JournalLogger.hpp"
+#include "TovoSystem/Services/ApplicationRegistry.hpp"
+#include "TovoSystemTests/ProcessTestSupport.hpp"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <sys/socket.h>
+#include <sys/un.h>
+
+namespace tovo::testing {
+namespace {
+
+namespace fs = std::filesystem;
+
+const fs::path journalSocket = "/run/systemd/journal/socket";
+
+// Stands in for journald where none runs: binds its socket and reads what
+// libsystemd sends, one datagram per entry of "FIELD=value" lines.
+class JournalLoggerTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        if (!isRoot()) {
+            GTEST_SKIP() << "needs root to stand in for journald";
+        }
+        if (fs::exists(journalSocket)) {
+            GTEST_SKIP() << "a journal is running here; its socket is not ours to take";
+        }
+        for (auto folder = journalSocket.parent_path(); !fs::exists(folder);
+             folder = folder.parent_path()) {
+            created.push_back(folder);
+        }
+        fs::create_directories(journalSocket.parent_path());
+        socket = ::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+        sockaddr_un address{};
+        address.sun_family = AF_UNIX;
+        journalSocket.native().copy(address.sun_path, sizeof address.sun_path - 1);
+        ASSERT_EQ(::bind(socket, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+        timeval wait{2, 0};
+        ::setsockopt(socket, SOL_SOCKET, SO_RCVTIMEO, &wait, sizeof wait);
+    }
+    void TearDown() override {
+        if (socket >= 0) {
+            ::close(socket);
+            fs::remove(journalSocket);
+        }
+        for (const auto& folder : created) {
+            fs::remove(folder);
+        }
+    }
+    // The next entry Tovo wrote; other programs that find the socket are skipped.
+    std::string nextEntry() {
+        std::string entry;
+        while (entry.find("SYSLOG_IDENTIFIER=tovo\n") == std::string::npos) {
+            entry.assign(65536, '\0');
+            const auto size = ::recv(socket, entry.data(), entry.size(), 0);
+            if (size <= 0) {
+                return {};
+            }
+            entry.resize(static_cast<std::size_t>(size));
+        }
+        return entry;
+    }
+
+    int socket = -1;
+    std::vector<fs::path> created;
+};
+
+TEST_F(JournalLoggerTest, WritesTheMessageWithItsPriorityAndTovosFields) {
+    JournalLogger logger;
+    logger.log(LogLevel::info, "Eject completed");
+    logger.log(LogLevel::error, "Eject failed domain=%s code=42");
+    logger.log(LogLevel::debug, "Checking again");
+
+    const auto info = nextEntry();
+    EXPECT_NE(info.find("MESSAGE=Eject completed\n"), std::string::npos) << info;
+    EXPECT_NE(info.find("PRIORITY=6\n"), std::string::npos);
+    EXPECT_NE(info.find("SYSLOG_IDENTIFIER=tovo\n"), std::string::npos);
+    EXPECT_NE(info.find("TOVO_SUBSYSTEM=" + std::string(tovoApplicationID) + "\n"),
+              std::string::npos);
+    EXPECT_NE(info.find("TOVO_CATEGORY=workflow\n"), std::string::npos);
+    const auto error = nextEntry();
+    EXPECT_NE(error.find("MESSAGE=Eject failed domain=%s code=42\n"), std::string::npos) << error;
+    EXPECT_NE(error.find("PRIORITY=3\n"), std::string::npos);
+    EXPECT_NE(nextEntry().find("PRIORITY=7\n"), std::string::npos);
+}
+
+} // namespace
+} // namespace tovo::testing
