@@ -1,10 +1,13 @@
 #include "TovoSystem/Linux/X11Windows.hpp"
 
+#include "TovoSystem/Linux/X11Connection.hpp"
+
 #include <X11/Xatom.h>
 #include <X11/Xlib.h>
 #include <X11/Xutil.h>
+#include <X11/extensions/XRes.h>
+#include <chrono>
 #include <climits>
-#include <memory>
 #include <unistd.h>
 #include <vector>
 
@@ -12,31 +15,8 @@ namespace tovo {
 
 namespace {
 
-using DisplayHandle = std::unique_ptr<Display, int (*)(Display*)>;
-
-// Xlib's default handler ends the process; a window may vanish while we look at it.
-int ignoreError(Display*, XErrorEvent*) {
-    return 0;
-}
-
-class ErrorGuard {
-public:
-    ErrorGuard()
-        : previous_(XSetErrorHandler(ignoreError)) {}
-    ~ErrorGuard() { XSetErrorHandler(previous_); }
-    ErrorGuard(const ErrorGuard&) = delete;
-    ErrorGuard& operator=(const ErrorGuard&) = delete;
-
-private:
-    XErrorHandler previous_;
-};
-
-DisplayHandle openDisplay(const std::optional<std::string>& name) {
-    if (!name || name->empty()) {
-        return {nullptr, XCloseDisplay};
-    }
-    return {XOpenDisplay(name->c_str()), XCloseDisplay};
-}
+// A local server answers in microseconds; one that takes longer is grabbed or hung.
+constexpr auto answerDeadline = std::chrono::seconds(2);
 
 std::vector<unsigned long> cardinals(Display* display, Window window, Atom property, Atom type) {
     Atom actualType = 0;
@@ -87,10 +67,49 @@ std::vector<Window> topLevelWindows(Display* display, Window root) {
     return windows;
 }
 
+bool hasClientIds(Display* display) {
+    int eventBase = 0;
+    int errorBase = 0;
+    int major = 0;
+    int minor = 0;
+    return XResQueryExtension(display, &eventBase, &errorBase) != 0 &&
+           XResQueryVersion(display, &major, &minor) != 0 &&
+           (major > 1 || (major == 1 && minor >= 2));
+}
+
+// The pid the server took from the socket of the client that created `resource`;
+// none for a client it cannot see (remote, or outside its pid namespace).
+std::optional<pid_t> creatorPid(Display* display, XID resource) {
+    XResClientIdSpec spec{resource, XRES_CLIENT_ID_PID_MASK};
+    long count = 0;
+    XResClientIdValue* values = nullptr;
+    std::optional<pid_t> pid;
+    if (XResQueryClientIds(display, 1, &spec, &count, &values) == Success) {
+        for (long i = 0; i < count; ++i) {
+            if (XResGetClientIdType(&values[i]) == XRES_CLIENT_ID_PID &&
+                XResGetClientPid(&values[i]) > 0) {
+                pid = XResGetClientPid(&values[i]);
+            }
+        }
+    }
+    if (values != nullptr) {
+        XResClientIdsDestroy(count, values);
+    }
+    return pid;
+}
+
+// The server's pids are ours only when it sees our own connection under our pid: not
+// when it runs on another machine (a forwarded display) or in another pid namespace.
+bool sharesOurPids(Display* display) {
+    return hasClientIds(display) && creatorPid(display, XAllocID(display)) == ::getpid();
+}
+
+// A client forwarded from another machine reaches the server through a local proxy,
+// whose pid the server reports; the window's stated machine can only exclude it.
 bool isOnThisMachine(Display* display, Window window) {
     XTextProperty machine{};
     if (XGetWMClientMachine(display, window, &machine) == 0 || machine.value == nullptr) {
-        return true; // not stated: the pid is taken as local
+        return true;
     }
     const std::string client(reinterpret_cast<const char*>(machine.value), machine.nitems);
     XFree(machine.value);
@@ -100,13 +119,12 @@ bool isOnThisMachine(Display* display, Window window) {
 }
 
 std::vector<Window> windowsOf(Display* display, std::int32_t pid) {
-    const auto root = DefaultRootWindow(display);
-    const auto pidAtom = XInternAtom(display, "_NET_WM_PID", False);
+    if (!sharesOurPids(display)) {
+        return {};
+    }
     std::vector<Window> result;
-    for (const auto window : topLevelWindows(display, root)) {
-        const auto pids = cardinals(display, window, pidAtom, XA_CARDINAL);
-        if (pids.size() == 1 && static_cast<long>(pids.front()) == pid &&
-            isOnThisMachine(display, window)) {
+    for (const auto window : topLevelWindows(display, DefaultRootWindow(display))) {
+        if (creatorPid(display, window) == pid && isOnThisMachine(display, window)) {
             result.push_back(window);
         }
     }
@@ -128,58 +146,74 @@ bool takesDeleteWindow(Display* display, Window window, Atom deleteWindow) {
     return takes;
 }
 
-} // namespace
-
-std::size_t X11Windows::requestClose(const std::optional<std::string>& displayName,
-                                     std::int32_t pid) {
-    auto display = openDisplay(displayName);
-    if (!display || pid < 1) {
-        return 0;
-    }
-    ErrorGuard guard;
-    const auto protocols = XInternAtom(display.get(), "WM_PROTOCOLS", False);
-    const auto deleteWindow = XInternAtom(display.get(), "WM_DELETE_WINDOW", False);
-    std::size_t asked = 0;
-    for (const auto window : windowsOf(display.get(), pid)) {
-        if (!takesDeleteWindow(display.get(), window, deleteWindow)) {
-            continue;
-        }
-        XEvent event{};
-        event.xclient.type = ClientMessage;
-        event.xclient.window = window;
-        event.xclient.message_type = protocols;
-        event.xclient.format = 32;
-        event.xclient.data.l[0] = static_cast<long>(deleteWindow);
-        event.xclient.data.l[1] = CurrentTime;
-        if (XSendEvent(display.get(), window, False, NoEventMask, &event) != 0) {
-            ++asked;
+std::vector<Window> closableWindowsOf(Display* display, std::int32_t pid) {
+    const auto deleteWindow = XInternAtom(display, "WM_DELETE_WINDOW", False);
+    std::vector<Window> result;
+    for (const auto window : windowsOf(display, pid)) {
+        if (takesDeleteWindow(display, window, deleteWindow)) {
+            result.push_back(window);
         }
     }
-    XSync(display.get(), False);
-    return asked;
+    return result;
 }
 
-bool X11Windows::activate(const std::optional<std::string>& displayName, std::int32_t pid) {
-    auto display = openDisplay(displayName);
-    if (!display || pid < 1) {
-        return false;
+std::size_t runFor(const std::optional<std::string>& display, std::int32_t pid,
+                   X11Connection::Work work) {
+    if (pid < 1) {
+        return 0;
     }
-    ErrorGuard guard;
-    const auto windows = windowsOf(display.get(), pid);
-    if (windows.empty()) {
-        return false;
-    }
-    XEvent event{};
-    event.xclient.type = ClientMessage;
-    event.xclient.window = windows.front();
-    event.xclient.message_type = XInternAtom(display.get(), "_NET_ACTIVE_WINDOW", False);
-    event.xclient.format = 32;
-    event.xclient.data.l[0] = 2; // a request on the user's behalf, as a pager makes it
-    event.xclient.data.l[1] = CurrentTime;
-    const auto sent = XSendEvent(display.get(), DefaultRootWindow(display.get()), False,
-                                 SubstructureRedirectMask | SubstructureNotifyMask, &event) != 0;
-    XSync(display.get(), False);
-    return sent;
+    return X11Connection::run(display, answerDeadline, std::move(work)).value_or(0);
+}
+
+} // namespace
+
+std::size_t X11Windows::requestClose(const std::optional<std::string>& display, std::int32_t pid) {
+    return runFor(display, pid, [pid](Display* connection) {
+        const auto protocols = XInternAtom(connection, "WM_PROTOCOLS", False);
+        const auto deleteWindow = XInternAtom(connection, "WM_DELETE_WINDOW", False);
+        std::size_t asked = 0;
+        for (const auto window : closableWindowsOf(connection, pid)) {
+            XEvent event{};
+            event.xclient.type = ClientMessage;
+            event.xclient.window = window;
+            event.xclient.message_type = protocols;
+            event.xclient.format = 32;
+            event.xclient.data.l[0] = static_cast<long>(deleteWindow);
+            event.xclient.data.l[1] = CurrentTime;
+            if (XSendEvent(connection, window, False, NoEventMask, &event) != 0) {
+                ++asked;
+            }
+        }
+        XSync(connection, False);
+        return asked;
+    });
+}
+
+bool X11Windows::canRequestClose(const std::optional<std::string>& display, std::int32_t pid) {
+    return runFor(display, pid, [pid](Display* connection) {
+               return closableWindowsOf(connection, pid).size();
+           }) > 0;
+}
+
+bool X11Windows::activate(const std::optional<std::string>& display, std::int32_t pid) {
+    return runFor(display, pid, [pid](Display* connection) -> std::size_t {
+               const auto windows = windowsOf(connection, pid);
+               if (windows.empty()) {
+                   return 0;
+               }
+               XEvent event{};
+               event.xclient.type = ClientMessage;
+               event.xclient.window = windows.front();
+               event.xclient.message_type = XInternAtom(connection, "_NET_ACTIVE_WINDOW", False);
+               event.xclient.format = 32;
+               event.xclient.data.l[0] = 2; // a request on the user's behalf, as a pager makes it
+               event.xclient.data.l[1] = CurrentTime;
+               const auto sent =
+                   XSendEvent(connection, DefaultRootWindow(connection), False,
+                              SubstructureRedirectMask | SubstructureNotifyMask, &event) != 0;
+               XSync(connection, False);
+               return sent ? 1 : 0;
+           }) > 0;
 }
 
 } // namespace tovo
