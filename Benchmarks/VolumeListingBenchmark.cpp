@@ -17,22 +17,6 @@ using tovo::testing::FakeDeviceTree;
 
 constexpr int diskCount = 25;
 
-std::string fixtureMountInfo() {
-    std::string text = "22 1 0:21 / /proc rw - proc proc rw\n"
-                       "27 1 8:2 / / rw,relatime - ext4 /dev/sda2 rw\n"
-                       "30 27 0:27 / /tmp rw - tmpfs tmpfs rw\n";
-    for (int disk = 0; disk < diskCount; ++disk) {
-        for (int part = 1; part <= 2; ++part) {
-            const auto name = "sd" + std::to_string(disk) + "x" + std::to_string(part);
-            text += std::to_string(100 + disk * 2 + part) +
-                    " 27 8:" + std::to_string(disk * 16 + part) +
-                    " / /media/user/Backup\\040Disk\\040" + std::to_string(disk * 2 + part) +
-                    " rw,nosuid,nodev - ext4 /dev/" + name + " rw,errors=remount-ro\n";
-        }
-    }
-    return text;
-}
-
 const FakeDeviceTree& fixtureTree() {
     static const FakeDeviceTree tree = [] {
         FakeDeviceTree built;
@@ -51,6 +35,23 @@ const FakeDeviceTree& fixtureTree() {
         return built;
     }();
     return tree;
+}
+
+std::string fixtureMountInfo() {
+    std::string text = "22 1 0:21 / /proc rw - proc proc rw\n"
+                       "27 1 8:2 / / rw,relatime - ext4 /dev/sda2 rw\n"
+                       "30 27 0:27 / /tmp rw - tmpfs tmpfs rw\n";
+    for (int disk = 0; disk < diskCount; ++disk) {
+        for (int part = 1; part <= 2; ++part) {
+            const auto name = "sd" + std::to_string(disk) + "x" + std::to_string(part);
+            const auto& device = fixtureTree().named("/dev/" + name);
+            text += std::to_string(100 + disk * 2 + part) + " 27 " + std::to_string(device.major) +
+                    ":" + std::to_string(device.minor) + " / /media/user/Backup\\040Disk\\040" +
+                    std::to_string(disk * 2 + part) + " rw,nosuid,nodev - ext4 /dev/" + name +
+                    " rw,errors=remount-ro\n";
+        }
+    }
+    return text;
 }
 
 void FixtureListingOfFiftyVolumes(benchmark::State& state) {

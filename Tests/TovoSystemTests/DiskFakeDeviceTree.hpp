@@ -3,6 +3,7 @@
 #include "TovoSystem/Services/DiskIdentityDeviceTree.hpp"
 
 #include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -19,7 +20,8 @@ public:
     std::map<std::string, std::vector<std::string>> slaveLinks;
 
     /// Adds a node named by the last component of `devPath`; block devices get
-    /// 1,000,000 sectors and the source "/dev/<name>".
+    /// 1,000,000 sectors, the source "/dev/<name>" and a device number as Linux
+    /// numbers them: "sdb1" 8:17, "loop0" 7:0, others 259:<n> in order of adding.
     DeviceNode& add(const std::string& devPath, const std::string& subsystem,
                     std::string devType = "", std::optional<std::uint64_t> diskSequence = {},
                     Properties properties = {}) {
@@ -33,8 +35,14 @@ public:
         if (node.isBlock()) {
             node.sizeInSectors = 1'000'000;
             sources["/dev/" + node.kernelName] = devPath;
+            number(node);
         }
         return nodes[devPath] = std::move(node);
+    }
+
+    /// The block node "/dev/<name>" stands for.
+    const DeviceNode& named(const std::string& source) const {
+        return nodes.at(sources.at(source));
     }
 
     /// A device built on others (dm, md), under /devices/virtual/block.
@@ -42,6 +50,15 @@ public:
         const auto devPath = "/devices/virtual/block/" + name;
         add(devPath, "block", "disk", 900).slaveCount = below.size();
         slaveLinks[devPath] = std::move(below);
+    }
+
+    std::optional<DeviceNode> blockDevice(unsigned major, unsigned minor) const override {
+        for (const auto& [path, node] : nodes) {
+            if (node.isBlock() && major != 0 && node.major == major && node.minor == minor) {
+                return node;
+            }
+        }
+        return std::nullopt;
     }
 
     std::optional<DeviceNode> blockDeviceOfSource(const std::string& source) const override {
@@ -70,6 +87,32 @@ public:
         }
         return result;
     }
+
+private:
+    static std::optional<unsigned> trailingNumber(const std::string& name, std::size_t from) {
+        if (from >= name.size() ||
+            name.find_first_not_of("0123456789", from) != std::string::npos) {
+            return std::nullopt;
+        }
+        return static_cast<unsigned>(std::stoul(name.substr(from)));
+    }
+
+    void number(DeviceNode& node) {
+        const auto& name = node.kernelName;
+        if (name.size() >= 3 && name.starts_with("sd") && name[2] >= 'a' && name[2] <= 'z') {
+            node.major = 8;
+            node.minor = 16 * unsigned(name[2] - 'a') + trailingNumber(name, 3).value_or(0);
+        } else if (const auto loop =
+                       name.starts_with("loop") ? trailingNumber(name, 4) : std::nullopt) {
+            node.major = 7;
+            node.minor = *loop;
+        } else {
+            node.major = 259;
+            node.minor = nextExtendedMinor_++;
+        }
+    }
+
+    unsigned nextExtendedMinor_ = 0;
 };
 
 /// A whole disk of 2,000,000 sectors at `diskPath` with partitions "<diskPath>/<disk><n>".

@@ -27,12 +27,12 @@ TEST_P(DiskIdentityResolveTest, GroupsAndIdentifiesTheWholeDisk) {
     const auto& c = GetParam();
     FakeDeviceTree tree;
     c.build(tree);
-    const auto resolved = DiskIdentityResolver(tree).resolve(c.source);
-    ASSERT_TRUE(resolved && resolved->resolved.identity);
-    EXPECT_EQ(resolved->resolved.identity->groupingID, c.groupingID);
-    EXPECT_EQ(resolved->resolved.identity->attachmentID, c.attachmentID);
-    EXPECT_EQ(resolved->resolved.isVirtual, c.isVirtual);
-    EXPECT_EQ(resolved->resolved.logicalWholeDiskIdentifier, c.logicalWholeDisk);
+    const auto resolved = DiskIdentityResolver(tree).resolve(tree.named(c.source));
+    ASSERT_TRUE(resolved.resolved.identity);
+    EXPECT_EQ(resolved.resolved.identity->groupingID, c.groupingID);
+    EXPECT_EQ(resolved.resolved.identity->attachmentID, c.attachmentID);
+    EXPECT_EQ(resolved.resolved.isVirtual, c.isVirtual);
+    EXPECT_EQ(resolved.resolved.logicalWholeDiskIdentifier, c.logicalWholeDisk);
 }
 
 const std::string sdfPath =
@@ -80,16 +80,15 @@ TEST(DiskIdentityResolveTest, ReportsTheWholeDiskFacts) {
                          {"ID_VENDOR_ENC", "SanDisk\\x20"},
                          {"ID_MODEL_ENC", "Cruzer\\x20Blade\\x20\\x20"}},
                         {testing::fileSystem("AB12-CD34", "STICK\\x202", "vfat")});
-    const auto resolved = DiskIdentityResolver(tree).resolve("/dev/sdb1");
-    ASSERT_TRUE(resolved && resolved->resolved.identity);
-    EXPECT_EQ(*resolved->resolved.identity,
+    const auto resolved = DiskIdentityResolver(tree).resolve(tree.named("/dev/sdb1"));
+    ASSERT_TRUE(resolved.resolved.identity);
+    EXPECT_EQ(*resolved.resolved.identity,
               (WholeDiskIdentity{"io:41", 41, "5f2c1e7a-01", "sdb", "SanDisk Cruzer Blade",
                                  2'000'000LL * 512}));
-    EXPECT_EQ(resolved->fileSystemUUID(), "AB12-CD34");
-    EXPECT_EQ(resolved->fileSystemLabel(), "STICK 2");
-    EXPECT_EQ(resolved->fileSystemType(), "vfat");
-    EXPECT_TRUE(resolved->isRemovable && resolved->isExternal);
-    EXPECT_FALSE(DiskIdentityResolver(tree).resolve("server:/export"));
+    EXPECT_EQ(resolved.fileSystemUUID(), "AB12-CD34");
+    EXPECT_EQ(resolved.fileSystemLabel(), "STICK 2");
+    EXPECT_EQ(resolved.fileSystemType(), "vfat");
+    EXPECT_TRUE(resolved.isRemovable && resolved.isExternal);
 }
 
 TEST(DiskIdentityChoiceTest, BlankNamesFallThroughAndLogicalGroupingFallsBack) {

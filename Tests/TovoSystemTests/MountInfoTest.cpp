@@ -11,6 +11,14 @@ struct DecodeCase {
     std::string expected;
 };
 
+std::string repeated(const std::string& text, std::size_t count) {
+    std::string result;
+    for (std::size_t i = 0; i < count; ++i) {
+        result += text;
+    }
+    return result;
+}
+
 class MountInfoDecodeTest : public ::testing::TestWithParam<DecodeCase> {};
 
 TEST_P(MountInfoDecodeTest, UndoesKernelEscapes) {
@@ -26,7 +34,9 @@ INSTANTIATE_TEST_SUITE_P(
                       DecodeCase{"non_octal_digit_kept", "/m/\\089", "/m/\\089"},
                       DecodeCase{"value_above_a_byte_kept", "/m/\\777", "/m/\\777"},
                       DecodeCase{"raw_invalid_utf8_bytes_pass", "/m/\xff\xfe", "/m/\xff\xfe"},
-                      DecodeCase{"escaped_high_byte", "/m/\\303\\251", "/m/\xc3\xa9"}),
+                      DecodeCase{"escaped_high_byte", "/m/\\303\\251", "/m/\xc3\xa9"},
+                      DecodeCase{"four_thousand_bytes", repeated("/abcde\\040\\134", 500),
+                                 repeated("/abcde \\", 500)}),
     [](const auto& info) { return std::string(info.param.label); });
 
 TEST(MountInfoParseTest, ReadsEveryFieldAroundTheOptionalOnes) {

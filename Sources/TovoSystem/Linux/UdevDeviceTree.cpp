@@ -8,6 +8,7 @@
 #include <memory>
 #include <string_view>
 #include <sys/stat.h>
+#include <sys/sysmacros.h>
 #include <system_error>
 
 namespace tovo {
@@ -61,6 +62,9 @@ DeviceNode toNode(udev_device* device) {
     node.kernelName = text(udev_device_get_sysname(device));
     node.subsystem = text(udev_device_get_subsystem(device));
     node.devType = text(udev_device_get_devtype(device));
+    const dev_t devnum = udev_device_get_devnum(device);
+    node.major = major(devnum);
+    node.minor = minor(devnum);
     for (const char* key : wantedProperties) {
         if (const char* value = udev_device_get_property_value(device, key)) {
             node.properties.emplace(key, value);
@@ -90,18 +94,25 @@ UdevDeviceTree::~UdevDeviceTree() {
     }
 }
 
-std::optional<DeviceNode>
-UdevDeviceTree::blockDeviceOfSource(const std::string& mountSource) const {
-    struct stat status {};
-    if (udev_ == nullptr || mountSource.empty() || mountSource.front() != '/' ||
-        ::stat(mountSource.c_str(), &status) != 0 || !S_ISBLK(status.st_mode)) {
+std::optional<DeviceNode> UdevDeviceTree::blockDevice(unsigned major, unsigned minor) const {
+    if (udev_ == nullptr || major == 0) {
         return std::nullopt;
     }
-    DevicePointer device(udev_device_new_from_devnum(udev_, 'b', status.st_rdev));
+    DevicePointer device(udev_device_new_from_devnum(udev_, 'b', makedev(major, minor)));
     if (!device) {
         return std::nullopt;
     }
     return toNode(device.get());
+}
+
+std::optional<DeviceNode>
+UdevDeviceTree::blockDeviceOfSource(const std::string& mountSource) const {
+    struct stat status {};
+    if (mountSource.empty() || mountSource.front() != '/' ||
+        ::stat(mountSource.c_str(), &status) != 0 || !S_ISBLK(status.st_mode)) {
+        return std::nullopt;
+    }
+    return blockDevice(major(status.st_rdev), minor(status.st_rdev));
 }
 
 std::optional<DeviceNode> UdevDeviceTree::node(const std::string& sysPath) const {

@@ -16,6 +16,7 @@ public:
     UdevDeviceTree(const UdevDeviceTree&) = delete;
     UdevDeviceTree& operator=(const UdevDeviceTree&) = delete;
 
+    std::optional<DeviceNode> blockDevice(unsigned major, unsigned minor) const override;
     std::optional<DeviceNode> blockDeviceOfSource(const std::string& mountSource) const override;
     std::optional<DeviceNode> parent(const DeviceNode& node) const override;
     std::vector<DeviceNode> slaves(const DeviceNode& node) const override;

@@ -15,6 +15,8 @@ struct DeviceNode {
     std::string kernelName; ///< "sdb1"
     std::string subsystem;  ///< "block", "usb", "scsi", ...
     std::string devType;    ///< "disk", "partition", "usb_device", ...
+    unsigned major = 0;     ///< device number; 0:0 for nodes that are not devices
+    unsigned minor = 0;
     std::optional<std::uint64_t> diskSequence;
     std::optional<std::uint64_t> initializedMicroseconds; ///< udev's USEC_INITIALIZED
     std::optional<std::int64_t> sizeInSectors;            ///< 512-byte units
@@ -33,7 +35,10 @@ struct DeviceNode {
 class DeviceTree {
 public:
     virtual ~DeviceTree() = default;
-    /// The block device a mount source names, when it is one.
+    /// The block device with this number; absent for anonymous numbers (major 0).
+    virtual std::optional<DeviceNode> blockDevice(unsigned major, unsigned minor) const = 0;
+    /// The block device a path names. The mounter wrote a mount's source text, so
+    /// this is only a candidate that something the kernel wrote must confirm.
     virtual std::optional<DeviceNode> blockDeviceOfSource(const std::string& mountSource) const = 0;
     virtual std::optional<DeviceNode> parent(const DeviceNode& node) const = 0;
     virtual std::vector<DeviceNode> slaves(const DeviceNode& node) const = 0;

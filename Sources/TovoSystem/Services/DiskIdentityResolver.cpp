@@ -63,15 +63,6 @@ WholeDiskDescription DiskIdentityResolver::describe(const DeviceNode& wholeDisk)
                                 size};
 }
 
-std::optional<ResolvedVolumeDevice>
-DiskIdentityResolver::resolve(const std::string& mountSource) const {
-    auto device = tree_.blockDeviceOfSource(mountSource);
-    if (!device) {
-        return std::nullopt;
-    }
-    return resolve(*device);
-}
-
 ResolvedVolumeDevice DiskIdentityResolver::resolve(const DeviceNode& volumeDevice) const {
     const auto whole = DiskIdentityWalk::wholeDisk(tree_, volumeDevice);
     const auto description = describe(whole);

@@ -25,8 +25,7 @@ public:
     explicit DiskIdentityResolver(const DeviceTree& tree)
         : tree_(tree) {}
 
-    /// Absent when the source is not a block device.
-    std::optional<ResolvedVolumeDevice> resolve(const std::string& mountSource) const;
+    /// `volumeDevice` is the block device a mount sits on: see MountDevice::blockDevice.
     ResolvedVolumeDevice resolve(const DeviceNode& volumeDevice) const;
 
     /// What the logical whole disk says of itself: name, partition-table UUID, size.

@@ -34,13 +34,13 @@ std::optional<std::int64_t> bytes(unsigned long long blocks, unsigned long long 
 }
 
 // One file system mounted twice, or bind-mounted, is one volume: its first whole
-// ("/") mount stands for it.
+// ("/") mount stands for it. The kernel's device number names the file system; the
+// source text is the mounter's and says nothing.
 std::vector<const MountEntry*> distinctFileSystems(const std::vector<MountEntry>& entries) {
     std::vector<const MountEntry*> chosen;
     std::unordered_map<std::string, std::size_t> byDevice;
     for (const auto& entry : entries) {
-        const auto key =
-            entry.source + "\n" + std::to_string(entry.major) + ":" + std::to_string(entry.minor);
+        const auto key = std::to_string(entry.major) + ":" + std::to_string(entry.minor);
         const auto [found, inserted] = byDevice.emplace(key, chosen.size());
         if (inserted) {
             chosen.push_back(&entry);
@@ -72,28 +72,32 @@ std::vector<ExternalDisk> listDisks(const VolumeListingSources& sources) {
     std::unordered_map<std::string, std::size_t> groupIndex;
     for (const MountEntry* entry : distinctFileSystems(entries)) {
         // Only block devices are local; network, fuse and pseudo file systems are not.
-        const auto device = resolver.resolve(entry->source);
-        if (!device || device->resolved.isVirtual) {
+        const auto blockDevice = MountDevice::blockDevice(*entry, *tree, sources.btrfsUUIDOf);
+        if (!blockDevice) {
             continue;
         }
-        const auto& identity = device->resolved.identity;
-        const auto uuid = device->fileSystemUUID();
+        const auto device = resolver.resolve(*blockDevice);
+        if (device.resolved.isVirtual) {
+            continue;
+        }
+        const auto& identity = device.resolved.identity;
+        const auto uuid = device.fileSystemUUID();
         const auto id = uuid ? *uuid : entry->mountPoint;
-        const auto type = device->fileSystemType().value_or(entry->fileSystemType);
+        const auto type = device.fileSystemType().value_or(entry->fileSystemType);
         const auto groupKey = identity ? identity->groupingID : "volume:" + id;
         const auto capacity = sources.capacityOf(entry->mountPoint);
         DiskVolume volume{id,
                           uuid,
                           CapacityPoolIdentifier::make(
-                              type, device->resolved.logicalWholeDiskIdentifier, groupKey),
-                          volumeName(device->fileSystemLabel(), entry->mountPoint),
+                              type, device.resolved.logicalWholeDiskIdentifier, groupKey),
+                          volumeName(device.fileSystemLabel(), entry->mountPoint),
                           entry->mountPoint,
                           capacity.total,
                           capacity.available,
                           FormatDescriptions::describe(type),
                           entry->isReadOnly()};
         const bool vote = SystemVolumeProvider::ejectableExternalVote(
-            true, std::nullopt, device->isRemovable, !device->isExternal);
+            true, std::nullopt, device.isRemovable, !device.isExternal);
 
         const auto [found, inserted] = groupIndex.emplace(groupKey, groups.size());
         if (inserted) {

@@ -2,6 +2,7 @@
 
 #include "TovoCore/Async/Executor.hpp"
 #include "TovoCore/Services/TovoServices.hpp"
+#include "TovoSystem/Linux/MountDevice.hpp"
 #include "TovoSystem/Services/DiskIdentityDeviceTree.hpp"
 
 #include <filesystem>
@@ -25,6 +26,7 @@ struct VolumeListingSources {
     std::function<std::unique_ptr<DeviceTree>()> makeDeviceTree = makeUdevDeviceTree;
     std::function<VolumeCapacity(const std::filesystem::path&)> capacityOf = fileSystemCapacity;
     std::string collationLocale; ///< empty: the user's locale
+    BtrfsUUIDReader btrfsUUIDOf = MountDevice::btrfsUUID;
 };
 
 /// Lists the mounted volumes on detachable hardware, grouped by whole disk, sorted

@@ -1,4 +1,5 @@
 #include "TovoCore/Async/Spawn.hpp"
+#include "TovoSystem/Linux/MountDevice.hpp"
 #include "TovoSystem/Linux/MountInfo.hpp"
 #include "TovoSystem/Linux/UdevDeviceTree.hpp"
 #include "TovoSystem/Services/DiskIdentityResolver.hpp"
@@ -13,8 +14,24 @@ namespace {
 
 using namespace tovo::testing;
 
-// The real resolver and provider with systemd-udevd running, over a real loop image.
-TEST(VolumeProviderIntegrationTest, ResolverReportsTheLoopDiskAndProviderListsNothing) {
+std::optional<MountEntry> mountAt(const std::filesystem::path& mountPoint) {
+    std::optional<MountEntry> last;
+    for (auto& entry : MountInfo::read("/proc/self/mountinfo")) {
+        if (entry.mountPoint == mountPoint.string()) {
+            last = std::move(entry);
+        }
+    }
+    return last;
+}
+
+/// "/dev/<name>" of the device a mount sits on; readable when a check fails.
+std::optional<std::string> devicePath(const std::optional<DeviceNode>& node) {
+    return node ? std::optional("/dev/" + node->kernelName) : std::nullopt;
+}
+
+// The real mount resolution and provider with systemd-udevd running, over a real
+// loop image.
+TEST(VolumeProviderIntegrationTest, AMountSitsOnItsDeviceNumberNotOnItsSourceText) {
     if (!isRoot()) {
         GTEST_SKIP() << "needs root for loop devices and mounts";
     }
@@ -28,18 +45,29 @@ TEST(VolumeProviderIntegrationTest, ResolverReportsTheLoopDiskAndProviderListsNo
     disk.format(partition, "Tovo Vol 2");
     udev.keepRunningAndSettle();
     const auto mountPoint = disk.mount(partition, folder.path() / "image mount");
+    // A tmpfs whose source text names the partition.
+    const auto forgedPoint = disk.mount("-t tmpfs " + partition, folder.path() / "forged");
 
     UdevDeviceTree tree;
-    const auto resolved = DiskIdentityResolver(tree).resolve(partition);
-    ASSERT_TRUE(resolved && resolved->resolved.identity);
-    EXPECT_EQ(resolved->fileSystemUUID(), shell("blkid -s UUID -o value " + partition));
-    EXPECT_EQ(resolved->fileSystemLabel(), "Tovo Vol 2");
-    EXPECT_EQ(resolved->fileSystemType(), "ext4");
-    EXPECT_TRUE(resolved->resolved.isVirtual) << "a loop device showing a file is a disk image";
-    EXPECT_EQ(resolved->resolved.logicalWholeDiskIdentifier, disk.kernelName());
-    EXPECT_EQ(resolved->resolved.identity->attachmentID, std::nullopt);
-    EXPECT_EQ(resolved->resolved.identity->mediaSize, 64LL * 1024 * 1024);
-    const auto whole = DiskIdentityWalk::wholeDisk(tree, resolved->device);
+    const auto real = mountAt(mountPoint);
+    ASSERT_TRUE(real);
+    const auto device = MountDevice::blockDevice(*real, tree);
+    ASSERT_EQ(devicePath(device), partition);
+    const auto forged = mountAt(forgedPoint);
+    ASSERT_TRUE(forged);
+    EXPECT_EQ(forged->source, partition);
+    EXPECT_EQ(devicePath(MountDevice::blockDevice(*forged, tree)), std::nullopt);
+
+    const auto resolved = DiskIdentityResolver(tree).resolve(*device);
+    ASSERT_TRUE(resolved.resolved.identity);
+    EXPECT_EQ(resolved.fileSystemUUID(), shell("blkid -s UUID -o value " + partition));
+    EXPECT_EQ(resolved.fileSystemLabel(), "Tovo Vol 2");
+    EXPECT_EQ(resolved.fileSystemType(), "ext4");
+    EXPECT_TRUE(resolved.resolved.isVirtual) << "a loop device showing a file is a disk image";
+    EXPECT_EQ(resolved.resolved.logicalWholeDiskIdentifier, disk.kernelName());
+    EXPECT_EQ(resolved.resolved.identity->attachmentID, std::nullopt);
+    EXPECT_EQ(resolved.resolved.identity->mediaSize, 64LL * 1024 * 1024);
+    const auto whole = DiskIdentityWalk::wholeDisk(tree, resolved.device);
     EXPECT_EQ(whole.diskSequence,
               std::stoull(shell("cat /sys/class/block/" + disk.kernelName() + "/diskseq")));
     EXPECT_EQ(DiskIdentityResolver::describe(whole).mediaUUID,
@@ -47,9 +75,12 @@ TEST(VolumeProviderIntegrationTest, ResolverReportsTheLoopDiskAndProviderListsNo
         << "the partition table's UUID names the media";
 
     for (const auto& entry : MountInfo::read("/proc/self/mountinfo")) {
-        const auto root = DiskIdentityResolver(tree).resolve(entry.source);
-        if (entry.mountPoint == "/" && root && root->resolved.identity) {
-            EXPECT_EQ(root->resolved.identity->attachmentID, std::nullopt)
+        const auto rootDevice =
+            entry.mountPoint == "/" ? MountDevice::blockDevice(entry, tree) : std::nullopt;
+        const auto root = rootDevice ? DiskIdentityResolver(tree).resolve(*rootDevice).resolved
+                                     : ResolvedDiskIdentity{};
+        if (root.identity) {
+            EXPECT_EQ(root.identity->attachmentID, std::nullopt)
                 << "the internal disk " << entry.source << " is not detachable";
         }
     }
@@ -59,9 +90,51 @@ TEST(VolumeProviderIntegrationTest, ResolverReportsTheLoopDiskAndProviderListsNo
     for (const auto& listed : disks) {
         for (const auto& url : listed.mountURLs()) {
             EXPECT_NE(url, mountPoint);
+            EXPECT_NE(url, forgedPoint);
             EXPECT_NE(url, "/");
         }
     }
+}
+
+// btrfs shows an anonymous device number: the device its source names counts only
+// when it carries the UUID the mounted file system reports.
+TEST(VolumeProviderIntegrationTest, BtrfsSitsOnTheDeviceCarryingItsUUID) {
+    if (!isRoot()) {
+        GTEST_SKIP() << "needs root for loop devices and mounts";
+    }
+    TemporaryFolder folder;
+    UdevDaemon udev;
+    LoopDisk pool(folder.path(), "pool");
+    LoopDisk other(folder.path(), "other");
+    ASSERT_TRUE(pool.isAttached() && other.isAttached());
+    // Mixed block groups: the 64 MiB images are below btrfs's usual minimum.
+    for (const auto* disk : {&pool, &other}) {
+        shell("mkfs.btrfs -q -f -M " + disk->device());
+    }
+    udev.keepRunningAndSettle();
+    const auto uuid = shell("blkid -s UUID -o value " + pool.device());
+    ASSERT_EQ(uuid.size(), 36u);
+    const auto mountPoint = pool.mount(pool.device(), folder.path() / "pool mount");
+    const auto entry = mountAt(mountPoint);
+    ASSERT_TRUE(entry);
+    ASSERT_EQ(entry->fileSystemType, "btrfs");
+    EXPECT_EQ(entry->major, 0u) << "btrfs shows an anonymous device number";
+
+    UdevDeviceTree tree;
+    EXPECT_EQ(MountDevice::btrfsUUID(*entry), uuid);
+    const auto device = MountDevice::blockDevice(*entry, tree);
+    ASSERT_EQ(devicePath(device), pool.device());
+    EXPECT_EQ(DiskIdentityResolver(tree).resolve(*device).fileSystemUUID(), uuid);
+
+    auto claimingOther = *entry;
+    claimingOther.source = other.device();
+    EXPECT_EQ(devicePath(MountDevice::blockDevice(claimingOther, tree)), std::nullopt)
+        << "another btrfs device does not carry this file system's UUID";
+
+    // Another btrfs stacked on the path answers for itself, not for this mount.
+    other.mount(other.device(), mountPoint);
+    EXPECT_EQ(MountDevice::btrfsUUID(*entry), std::nullopt);
+    EXPECT_EQ(devicePath(MountDevice::blockDevice(*entry, tree)), std::nullopt);
 }
 
 } // namespace
