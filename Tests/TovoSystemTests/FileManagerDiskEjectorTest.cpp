@@ -11,11 +11,10 @@ namespace {
 class FakeUnmounter final : public Unmounter {
 public:
     std::optional<UnmountError> refusal;
-    std::vector<std::pair<std::filesystem::path, std::optional<std::string>>> calls;
+    std::vector<ProvedDisk> calls;
 
-    Task<void> unmountAndEject(std::filesystem::path mountPath,
-                               std::optional<std::string> wholeDisk) override {
-        calls.emplace_back(std::move(mountPath), std::move(wholeDisk));
+    Task<void> unmountAndEject(ProvedDisk disk) override {
+        calls.push_back(std::move(disk));
         if (refusal) {
             throw *refusal;
         }
@@ -59,6 +58,8 @@ protected:
     FileManagerDiskEjector ejector{unmounter, validator};
 };
 
+const std::string changedMessage = "The disk identity changed. Refresh the list and try again.";
+
 TEST_F(FileManagerDiskEjectorTest, UnmountsOnlyAMountedDiskWhoseIdentityIsProved) {
     auto unmounted = testing::makeDisk(7);
     unmounted.volumes.clear();
@@ -66,11 +67,22 @@ TEST_F(FileManagerDiskEjectorTest, UnmountsOnlyAMountedDiskWhoseIdentityIsProved
               failure("This disk is no longer mounted.", EjectionFailureKind::identityChanged));
     validator.changed = true;
     EXPECT_EQ(eject(testing::makeDisk(7))->kind, EjectionFailureKind::identityChanged);
+    validator.changed = false;
+    // Without both the kernel name and the attachment, nothing can hold the device to it.
+    auto unnamed = testing::makeDisk(7);
+    unnamed.wholeDiskIdentifier.reset();
+    auto unattached = testing::makeDisk(7);
+    unattached.attachmentID.reset();
+    for (const auto& disk : {unnamed, unattached}) {
+        EXPECT_EQ(eject(disk), failure(changedMessage, EjectionFailureKind::identityChanged));
+    }
     EXPECT_TRUE(unmounter.calls.empty());
 
-    validator.changed = false;
-    EXPECT_EQ(eject(testing::makeDisk(7, "STICK")), std::nullopt);
-    EXPECT_EQ(unmounter.calls, (decltype(unmounter.calls){{"/media/user/STICK", "sdb"}}));
+    auto disk = testing::makeDisk(7, "STICK");
+    disk.volumes.push_back(testing::makeVolume("VOL-8", "/media/user/STICK2"));
+    EXPECT_EQ(eject(disk), std::nullopt);
+    EXPECT_EQ(unmounter.calls,
+              (std::vector<ProvedDisk>{{"sdb", 7, {"/media/user/STICK", "/media/user/STICK2"}}}));
 }
 
 struct RefusalCase {
@@ -90,20 +102,27 @@ TEST_P(EjectorRefusalTest, MapsTheRefusal) {
 const std::string busyName = "org.freedesktop.UDisks2.Error.DeviceBusy";
 const std::string busyText = "Error unmounting /dev/sdb1: target is busy";
 const std::string failedName = "org.freedesktop.UDisks2.Error.Failed";
+const std::string changedName = UnmountError::identityChangedName;
+const std::string inUseName = UnmountError::stillInUseName;
+const std::string inUseText = "A file system of this disk is still mounted elsewhere.";
 constexpr auto busy = EjectionFailureKind::busy;
 constexpr auto other = EjectionFailureKind::other;
 
-INSTANTIATE_TEST_SUITE_P(Refusals, EjectorRefusalTest,
-                         ::testing::Values(RefusalCase{"busy_with_code_and_dissenter",
-                                                       UnmountError(busyName, busyText, 14, 4242),
-                                                       failure(busyText, busy, busyName, 4242, 14)},
-                                           RefusalCase{"other_keeps_its_dissenter",
-                                                       UnmountError(failedName, "Error", {}, 99),
-                                                       failure("Error", other, failedName, 99)},
-                                           RefusalCase{"busy_name_must_match_exactly",
-                                                       UnmountError(busyName + "X", "x"),
-                                                       failure("x", other, busyName + "X")}),
-                         [](const auto& info) { return std::string(info.param.label); });
+INSTANTIATE_TEST_SUITE_P(
+    Refusals, EjectorRefusalTest,
+    ::testing::Values(
+        RefusalCase{"busy_with_code_and_dissenter", UnmountError(busyName, busyText, 14, 4242),
+                    failure(busyText, busy, busyName, 4242, 14)},
+        RefusalCase{"other_keeps_its_dissenter", UnmountError(failedName, "Error", {}, 99),
+                    failure("Error", other, failedName, 99)},
+        RefusalCase{"busy_name_must_match_exactly", UnmountError(busyName + "X", "x"),
+                    failure("x", other, busyName + "X")},
+        RefusalCase{"still_in_use_is_busy", UnmountError(inUseName, inUseText),
+                    failure(inUseText, busy, inUseName)},
+        RefusalCase{"changed_disk_says_so_as_the_check_does",
+                    UnmountError(changedName, "sdb changed"),
+                    failure(changedMessage, EjectionFailureKind::identityChanged, changedName)}),
+    [](const auto& info) { return std::string(info.param.label); });
 
 } // namespace
 } // namespace tovo

@@ -1,23 +1,45 @@
 #include "TovoSystem/Services/FileManagerDiskEjector.hpp"
 
+#include "TovoSystem/Services/SystemDiskIdentityValidator.hpp"
+
 namespace tovo {
 
+namespace {
+
+EjectionFailure identityChanged(std::optional<std::string> domain = std::nullopt) {
+    return EjectionFailure(SystemDiskIdentityValidator::changedMessage, std::nullopt,
+                           EjectionFailureKind::identityChanged, std::move(domain), std::nullopt);
+}
+
+} // namespace
+
 EjectionFailure FileManagerDiskEjector::failure(const UnmountError& error) {
-    const auto kind =
-        error.name == busyErrorName ? EjectionFailureKind::busy : EjectionFailureKind::other;
-    return EjectionFailure(error.message, error.dissentingProcessID, kind, error.name,
-                           error.errorCode);
+    if (error.name == UnmountError::identityChangedName) {
+        return identityChanged(error.name);
+    }
+    // Still mounted elsewhere is busy too: the user must release the disk first.
+    const bool busy = error.name == busyErrorName || error.name == UnmountError::stillInUseName;
+    return EjectionFailure(error.message, error.dissentingProcessID,
+                           busy ? EjectionFailureKind::busy : EjectionFailureKind::other,
+                           error.name, error.errorCode);
 }
 
 Task<void> FileManagerDiskEjector::eject(ExternalDisk disk) {
     co_await identityValidator_.validate(disk);
-    const auto mountPath = disk.primaryMountURL();
-    if (!mountPath) {
+    auto mountPaths = disk.mountURLs();
+    if (mountPaths.empty()) {
         throw EjectionFailure(notMountedMessage, std::nullopt, EjectionFailureKind::identityChanged,
                               std::nullopt, std::nullopt);
     }
+    // The unmounter holds the device to exactly what was proved.
+    if (!disk.wholeDiskIdentifier || !disk.attachmentID) {
+        throw identityChanged();
+    }
     try {
-        co_await unmounter_.unmountAndEject(*mountPath, disk.wholeDiskIdentifier);
+        // Named: GCC 12 mishandles temporaries inside co_await.
+        auto task = unmounter_.unmountAndEject(
+            ProvedDisk{*disk.wholeDiskIdentifier, *disk.attachmentID, std::move(mountPaths)});
+        co_await task;
     } catch (const UnmountError& error) {
         throw failure(error);
     }

@@ -7,7 +7,8 @@
 namespace tovo {
 
 /// Ejects a disk after re-proving its identity: every volume unmounted, then the
-/// media ejected. A busy refusal becomes kind `busy` so that diagnosis can follow.
+/// media ejected, by an unmounter held to what was proved. A busy refusal, or a disk
+/// still mounted elsewhere, becomes kind `busy` so that diagnosis can follow.
 class FileManagerDiskEjector final : public DiskEjecting {
 public:
     FileManagerDiskEjector(Unmounter& unmounter, DiskIdentityValidating& identityValidator)

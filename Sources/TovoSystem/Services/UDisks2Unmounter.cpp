@@ -1,11 +1,16 @@
 #include "TovoSystem/Services/UDisks2Unmounter.hpp"
 
 #include "TovoCore/Async/Background.hpp"
+#include "TovoSystem/Linux/BlockDeviceUsage.hpp"
+#include "TovoSystem/Linux/SysfsBlockDevices.hpp"
+#include "TovoSystem/Services/SystemDiskIdentityValidator.hpp"
 
+#include <libudev.h>
 #include <sdbus-c++/sdbus-c++.h>
 #include <systemd/sd-bus.h>
 
 #include <algorithm>
+#include <charconv>
 #include <cstring>
 #include <map>
 #include <set>
@@ -23,8 +28,8 @@ const std::string filesystemInterface = "org.freedesktop.UDisks2.Filesystem";
 const std::string encryptedInterface = "org.freedesktop.UDisks2.Encrypted";
 const std::string driveInterface = "org.freedesktop.UDisks2.Drive";
 const std::string notFoundName = "org.tovo.Tovo.Error.DiskNotFound";
-// A mount listed twice needs one unmount per mount point.
-constexpr int maximumRounds = 4;
+// Each Unmount removes one mount point; a round that removes none ends the loop first.
+constexpr int maximumRounds = 256;
 
 using Properties = std::map<std::string, sdbus::Variant>;
 using Interfaces = std::map<std::string, Properties>;
@@ -61,6 +66,7 @@ std::string bytesText(const std::vector<std::uint8_t>& bytes) {
 struct BlockObject {
     sdbus::ObjectPath path;
     std::string device;
+    std::optional<dev_t> deviceNumber;
     sdbus::ObjectPath drive;
     std::optional<sdbus::ObjectPath> partitionTable;
     std::optional<sdbus::ObjectPath> cryptoBackingDevice;
@@ -74,10 +80,13 @@ std::vector<BlockObject> blocks(const ManagedObjects& objects) {
         if (!interfaces.contains(blockInterface)) {
             continue;
         }
-        BlockObject block{path, {}, {}, {}, {}, interfaces.contains(encryptedInterface), {}};
+        BlockObject block{path, {}, {}, {}, {}, {}, interfaces.contains(encryptedInterface), {}};
         if (auto device =
                 property<std::vector<std::uint8_t>>(interfaces, blockInterface, "Device")) {
             block.device = bytesText(*device);
+        }
+        if (auto number = property<std::uint64_t>(interfaces, blockInterface, "DeviceNumber")) {
+            block.deviceNumber = static_cast<dev_t>(*number);
         }
         block.drive = property<sdbus::ObjectPath>(interfaces, blockInterface, "Drive")
                           .value_or(sdbus::ObjectPath("/"));
@@ -98,39 +107,24 @@ std::vector<BlockObject> blocks(const ManagedObjects& objects) {
     return result;
 }
 
-const BlockObject* wholeDisk(const std::vector<BlockObject>& all,
-                             const std::filesystem::path& mountPath,
-                             const std::optional<std::string>& identifier) {
-    const auto byPath = [&all](const sdbus::ObjectPath& path) -> const BlockObject* {
-        for (const auto& block : all) {
-            if (block.path == path) {
-                return &block;
-            }
-        }
-        return nullptr;
-    };
-    if (identifier) {
-        for (const auto& block : all) {
-            if (block.device == "/dev/" + *identifier) {
-                return &block;
-            }
-        }
-        return nullptr;
-    }
-    const auto wanted = mountPath.lexically_normal();
-    for (const auto& block : all) {
-        for (const auto& point : block.mountPoints) {
-            if (std::filesystem::path(point).lexically_normal() == wanted) {
-                return block.partitionTable ? byPath(*block.partitionTable) : &block;
-            }
-        }
-    }
-    return nullptr;
+const BlockObject* byDeviceNumber(const std::vector<BlockObject>& all, dev_t number) {
+    const auto found = std::find_if(all.begin(), all.end(), [number](const BlockObject& block) {
+        return block.deviceNumber == number;
+    });
+    return found == all.end() ? nullptr : &*found;
 }
 
-// The whole disk, its partitions and what is unlocked on them, deepest first.
+bool contains(const std::vector<BlockDevice>& devices, const std::optional<dev_t>& number) {
+    return number && std::any_of(devices.begin(), devices.end(), [&](const BlockDevice& device) {
+               return device.number == *number;
+           });
+}
+
+// The whole disk, its partitions, what is unlocked on them and any other device the
+// kernel builds on them, deepest first.
 std::vector<const BlockObject*> membersDeepestFirst(const std::vector<BlockObject>& all,
-                                                    const BlockObject& whole) {
+                                                    const BlockObject& whole,
+                                                    const std::vector<BlockDevice>& family) {
     std::vector<const BlockObject*> members{&whole};
     std::set<std::string> paths{whole.path};
     for (bool grew = true; grew;) {
@@ -138,7 +132,8 @@ std::vector<const BlockObject*> membersDeepestFirst(const std::vector<BlockObjec
         for (const auto& block : all) {
             const bool below =
                 (block.partitionTable && paths.contains(*block.partitionTable)) ||
-                (block.cryptoBackingDevice && paths.contains(*block.cryptoBackingDevice));
+                (block.cryptoBackingDevice && paths.contains(*block.cryptoBackingDevice)) ||
+                contains(family, block.deviceNumber);
             if (below && paths.insert(block.path).second) {
                 members.push_back(&block);
                 grew = true;
@@ -147,6 +142,81 @@ std::vector<const BlockObject*> membersDeepestFirst(const std::vector<BlockObjec
     }
     std::reverse(members.begin(), members.end());
     return members;
+}
+
+std::size_t mountCount(const std::vector<const BlockObject*>& members) {
+    std::size_t count = 0;
+    for (const auto* member : members) {
+        count += member->mountPoints.size();
+    }
+    return count;
+}
+
+// What sysfs lists now, and what udisks2 last showed of the disk, each device once.
+std::vector<BlockDevice> devicesOf(std::vector<BlockDevice> family,
+                                   const std::vector<const BlockObject*>& members) {
+    for (const auto* member : members) {
+        if (member->deviceNumber && !contains(family, member->deviceNumber)) {
+            family.push_back(
+                {std::filesystem::path(member->device).filename().string(), *member->deviceNumber});
+        }
+    }
+    return family;
+}
+
+UnmountError identityChanged() {
+    return UnmountError(UnmountError::identityChangedName,
+                        SystemDiskIdentityValidator::changedMessage);
+}
+
+std::string quoted(const std::string& text) {
+    return "“" + text + "”";
+}
+
+UnmountError stillInUse(const BlockDeviceUse& use) {
+    const std::string risk = ", so data may still be waiting to be written: ";
+    if (use.inOtherNamespace) {
+        auto holder = use.processName ? quoted(*use.processName) : std::string("a process");
+        if (use.processID) {
+            holder += " (process " + std::to_string(*use.processID) + ")";
+        }
+        return UnmountError(UnmountError::stillInUseName,
+                            "A file system of this disk is still mounted in another mount "
+                            "namespace by " +
+                                holder + risk +
+                                "quit that program or its container before you unplug the disk.");
+    }
+    if (use.mountPoint) {
+        return UnmountError(UnmountError::stillInUseName,
+                            "A file system of this disk is still mounted at " +
+                                quoted(*use.mountPoint) + risk +
+                                "close what uses it, then try again.");
+    }
+    return UnmountError(UnmountError::stillInUseName,
+                        "/dev/" + use.device +
+                            " of this disk is still in use by the system (mounted where Tovo "
+                            "cannot look, a swap area or a volume group)" +
+                            risk + "stop using it, then try again.");
+}
+
+// udev's USEC_INITIALIZED of a block device, which stands in for diskseq where the
+// kernel has none.
+std::optional<std::uint64_t> udevInitializedMicroseconds(dev_t number) {
+    std::optional<std::uint64_t> result;
+    udev* context = udev_new();
+    udev_device* device = context ? udev_device_new_from_devnum(context, 'b', number) : nullptr;
+    if (const char* text =
+            device ? udev_device_get_property_value(device, "USEC_INITIALIZED") : nullptr) {
+        std::uint64_t value = 0;
+        const auto* end = text + std::strlen(text);
+        if (const auto [rest, error] = std::from_chars(text, end, value);
+            error == std::errc() && rest == end && rest != text) {
+            result = value;
+        }
+    }
+    udev_device_unref(device);
+    udev_unref(context);
+    return result;
 }
 
 class Session {
@@ -242,78 +312,178 @@ private:
     std::unique_ptr<sdbus::IConnection> connection_;
 };
 
+// One unmount and power-off of the proved disk, on one bus connection.
+class Ejection {
+public:
+    Ejection(const SysfsBlockDevices& sysfs, const ProvedDisk& proved, dev_t number,
+             Session& session)
+        : sysfs_(sysfs)
+        , proved_(proved)
+        , number_(number)
+        , session_(session) {}
+
+    void run() {
+        confirm();
+        refresh();
+        if (whole_ == nullptr) {
+            throw UnmountError(notFoundName,
+                               "Could not eject: udisks2 does not know the disk /dev/" +
+                                   proved_.wholeDiskIdentifier + ".");
+        }
+        requireProvedMounts();
+        unmountEverything();
+        // Unmounted here, but a copy in another mount namespace keeps the file system alive.
+        if (const auto use = usage_.mount(devices())) {
+            throw stillInUse(*use);
+        }
+        lockUnlocked();
+        if (const auto use = usage_.use(devices())) {
+            throw stillInUse(*use);
+        }
+        powerOffOrEject();
+    }
+
+private:
+    // The device still has the number and the attachment that were proved.
+    void confirm() const {
+        const auto& name = proved_.wholeDiskIdentifier;
+        bool same = sysfs_.deviceNumber(name) == number_;
+        if (const auto sequence = sysfs_.diskSequence(name); same && sequence) {
+            same = *sequence == proved_.attachmentID;
+        } else if (same) {
+            // Kernels without diskseq: udev's initialization time, as the listing used.
+            same = udevInitializedMicroseconds(number_) == proved_.attachmentID;
+        }
+        if (!same) {
+            throw identityChanged();
+        }
+    }
+
+    void call(const std::string& path, const std::string& interface, const std::string& method) {
+        confirm();
+        session_.call(path, interface, method);
+    }
+
+    void refresh() {
+        objects_ = session_.managedObjects();
+        all_ = blocks(objects_);
+        whole_ = byDeviceNumber(all_, number_);
+        members_ =
+            whole_ != nullptr
+                ? membersDeepestFirst(all_, *whole_, sysfs_.family(proved_.wholeDiskIdentifier))
+                : std::vector<const BlockObject*>{};
+    }
+
+    // Every path the check proved must be mounted from this disk now.
+    void requireProvedMounts() const {
+        std::set<std::filesystem::path> mounted;
+        for (const auto* member : members_) {
+            for (const auto& point : member->mountPoints) {
+                mounted.insert(std::filesystem::path(point).lexically_normal());
+            }
+        }
+        for (const auto& path : proved_.mountPaths) {
+            if (!mounted.contains(path.lexically_normal())) {
+                throw identityChanged();
+            }
+        }
+    }
+
+    // Each Unmount removes one mount point, so a file system mounted several times
+    // takes several rounds; a disk that drops out of udisks2 has nothing left.
+    void unmountEverything() {
+        auto remaining = mountCount(members_);
+        for (int round = 0; round < maximumRounds && remaining > 0 && whole_ != nullptr; ++round) {
+            for (const auto* member : members_) {
+                if (!member->mountPoints.empty()) {
+                    call(member->path, filesystemInterface, "Unmount");
+                }
+            }
+            refresh();
+            const auto left = mountCount(members_);
+            if (left >= remaining) {
+                break;
+            }
+            remaining = left;
+        }
+        for (const auto* member : members_) {
+            if (!member->mountPoints.empty()) {
+                throw stillInUse(
+                    BlockDeviceUse{std::filesystem::path(member->device).filename().string(),
+                                   member->mountPoints.front(), false, std::nullopt, std::nullopt});
+            }
+        }
+    }
+
+    // Lock what was unlocked on the disk, so that it can be powered off.
+    void lockUnlocked() {
+        for (const auto* member : members_) {
+            const bool unlocked =
+                member->isEncrypted &&
+                std::any_of(all_.begin(), all_.end(), [member](const BlockObject& block) {
+                    return block.cryptoBackingDevice == member->path;
+                });
+            if (unlocked) {
+                call(member->path, encryptedInterface, "Lock");
+            }
+        }
+    }
+
+    void powerOffOrEject() {
+        refresh();
+        const auto drive = whole_ != nullptr ? whole_->drive : sdbus::ObjectPath("/");
+        const auto found = drive == "/" ? objects_.end() : objects_.find(drive);
+        if (found == objects_.end()) {
+            return; // a loop device or similar: unmounted, nothing to power off
+        }
+        if (property<bool>(found->second, driveInterface, "CanPowerOff").value_or(false)) {
+            call(drive, driveInterface, "PowerOff");
+        } else if (property<bool>(found->second, driveInterface, "Ejectable").value_or(false)) {
+            call(drive, driveInterface, "Eject");
+        }
+    }
+
+    // What sysfs lists now and what udisks2 last showed of the disk.
+    std::vector<BlockDevice> devices() const {
+        return devicesOf(sysfs_.family(proved_.wholeDiskIdentifier), members_);
+    }
+
+    const SysfsBlockDevices& sysfs_;
+    const ProvedDisk& proved_;
+    dev_t number_;
+    Session& session_;
+    BlockDeviceUsage usage_;
+    ManagedObjects objects_;
+    std::vector<BlockObject> all_;
+    const BlockObject* whole_ = nullptr;
+    std::vector<const BlockObject*> members_;
+};
+
 } // namespace
 
 UDisks2Unmounter::UDisks2Unmounter(Executor& executor, std::optional<std::string> busAddress,
-                                   std::chrono::milliseconds callTimeout)
+                                   std::chrono::milliseconds callTimeout,
+                                   std::filesystem::path sysRoot)
     : executor_(executor)
     , busAddress_(std::move(busAddress))
-    , callTimeout_(callTimeout) {}
+    , callTimeout_(callTimeout)
+    , sysRoot_(std::move(sysRoot)) {}
 
-Task<void> UDisks2Unmounter::unmountAndEject(std::filesystem::path mountPath,
-                                             std::optional<std::string> wholeDiskIdentifier) {
+Task<void> UDisks2Unmounter::unmountAndEject(ProvedDisk disk) {
     // Named, so that GCC 12 keeps the work and its captures alive across the suspension.
-    auto work = [this, mountPath = std::move(mountPath),
-                 wholeDiskIdentifier = std::move(wholeDiskIdentifier)] {
-        unmountAndEjectNow(mountPath, wholeDiskIdentifier);
-    };
+    auto work = [this, disk = std::move(disk)] { unmountAndEjectNow(disk); };
     auto background = runInBackground(executor_, std::move(work));
     co_await std::move(background);
 }
 
-void UDisks2Unmounter::unmountAndEjectNow(
-    const std::filesystem::path& mountPath,
-    const std::optional<std::string>& wholeDiskIdentifier) const {
+void UDisks2Unmounter::unmountAndEjectNow(const ProvedDisk& disk) const {
+    const SysfsBlockDevices sysfs(sysRoot_);
+    const auto number = sysfs.deviceNumber(disk.wholeDiskIdentifier);
+    if (!number) {
+        throw identityChanged();
+    }
     Session session(busAddress_, callTimeout_);
-    std::optional<sdbus::ObjectPath> drive;
-    ManagedObjects objects;
-    for (int round = 0; round < maximumRounds; ++round) {
-        objects = session.managedObjects();
-        const auto all = blocks(objects);
-        const auto* whole = wholeDisk(all, mountPath, wholeDiskIdentifier);
-        if (whole == nullptr) {
-            if (round > 0) {
-                break; // gone from udisks2 after its last unmount: nothing left to do
-            }
-            throw UnmountError(notFoundName, "Could not eject: udisks2 does not know the disk "
-                                             "mounted at " +
-                                                 mountPath.string() + ".");
-        }
-        drive = whole->drive;
-        bool unmounted = false;
-        for (const auto* member : membersDeepestFirst(all, *whole)) {
-            if (!member->mountPoints.empty()) {
-                session.call(member->path, filesystemInterface, "Unmount");
-                unmounted = true;
-            }
-        }
-        if (!unmounted) {
-            // Lock what was unlocked on the disk, so that it can be powered off.
-            for (const auto* member : membersDeepestFirst(all, *whole)) {
-                const bool unlocked =
-                    member->isEncrypted &&
-                    std::any_of(all.begin(), all.end(), [member](const BlockObject& block) {
-                        return block.cryptoBackingDevice == member->path;
-                    });
-                if (unlocked) {
-                    session.call(member->path, encryptedInterface, "Lock");
-                }
-            }
-            break;
-        }
-    }
-    if (!drive || *drive == "/") {
-        return; // a loop device or similar: unmounted, nothing to power off
-    }
-    const auto found = objects.find(*drive);
-    if (found == objects.end()) {
-        return;
-    }
-    if (property<bool>(found->second, driveInterface, "CanPowerOff").value_or(false)) {
-        session.call(*drive, driveInterface, "PowerOff");
-    } else if (property<bool>(found->second, driveInterface, "Ejectable").value_or(false)) {
-        session.call(*drive, driveInterface, "Eject");
-    }
+    Ejection(sysfs, disk, *number, session).run();
 }
 
 } // namespace tovo

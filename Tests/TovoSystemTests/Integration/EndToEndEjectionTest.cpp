@@ -91,7 +91,8 @@ protected:
 
         auto registry = std::make_shared<FakeApplicationRegistry>();
         auto metadata = std::make_shared<SystemProcessMetadataProvider>(registry);
-        auto listed = makeDisk(4242, "E2E");
+        // Listed by its real attachment, which the unmounter proves again.
+        auto listed = makeDisk(disk_->diskSequence(), "E2E");
         listed.wholeDiskIdentifier = disk_->kernelName();
         listed.volumes[0].mountURL = mountPoint_;
         provider_ = std::make_shared<LoopDiskProvider>(std::move(listed));
@@ -169,7 +170,7 @@ TEST_F(EndToEndEjectionTest, ExplicitStopsReleaseARealDiskOneSignalEach) {
     ASSERT_GT(std::min({folderPID, writerPID, stubbornPID}), 1);
 
     drive(workflow_->refresh());
-    ASSERT_EQ(workflow_->selectedDiskID(), "attachment:4242");
+    ASSERT_EQ(workflow_->selectedDiskID(), "attachment:" + std::to_string(disk_->diskSequence()));
 
     // The normal eject is refused as busy, and the diagnosis names exactly the holders.
     drive(workflow_->attemptEject());

@@ -2,11 +2,15 @@
 """A stand-in for udisks2 with one USB drive of two mounted partitions, for what the
 real daemon cannot show without hardware: powering off and ejecting a drive.
 
-usage: UDisks2MockService.py BUS_ADDRESS LOG_FILE SCENARIO
+usage: UDisks2MockService.py BUS_ADDRESS LOG_FILE SCENARIO DISKSEQ_FILE
 SCENARIO: poweroff (the drive can power off), eject (it cannot, but is ejectable),
-          poweroff-fails (power off is refused), neither (neither is possible).
-Every method call is appended to LOG_FILE as one line.
+          poweroff-fails (power off is refused), neither (neither is possible),
+          stuck (sdx1 stays mounted), replaced (the disk is replaced once sdx1 is
+          unmounted: DISKSEQ_FILE, the test's sysfs diskseq of sdx, changes).
+Every method call is appended to LOG_FILE as one line. The blocks are numbered
+4000:0 (sdx), 4000:1 and 4000:2, a major no real device has.
 """
+import os
 import sys
 
 import dbus
@@ -21,7 +25,7 @@ FILESYSTEM = "org.freedesktop.UDisks2.Filesystem"
 DRIVE = "org.freedesktop.UDisks2.Drive"
 DRIVE_PATH = ROOT + "/drives/Mock_USB_Stick"
 
-address, log_path, scenario = sys.argv[1], sys.argv[2], sys.argv[3]
+address, log_path, scenario, diskseq_path = sys.argv[1:5]
 
 
 def log(line):
@@ -36,9 +40,10 @@ def path_bytes(text):
 objects = {}
 
 
-def block(name, table=None, mount=None):
+def block(name, minor, table=None, mount=None):
     path = ROOT + "/block_devices/" + name
     interfaces = {BLOCK: {"Device": path_bytes("/dev/" + name),
+                          "DeviceNumber": dbus.UInt64(os.makedev(4000, minor)),
                           "Drive": dbus.ObjectPath(DRIVE_PATH),
                           "CryptoBackingDevice": dbus.ObjectPath("/")}}
     if table:
@@ -48,9 +53,9 @@ def block(name, table=None, mount=None):
     objects[path] = interfaces
 
 
-block("sdx")
-block("sdx1", "sdx", "/media/mock/ONE")
-block("sdx2", "sdx", "/media/mock/TWO")
+block("sdx", 0)
+block("sdx1", 1, "sdx", "/media/mock/ONE")
+block("sdx2", 2, "sdx", "/media/mock/TWO")
 objects[DRIVE_PATH] = {DRIVE: {"CanPowerOff": scenario in ("poweroff", "poweroff-fails"),
                                "Ejectable": scenario != "neither"}}
 
@@ -68,9 +73,14 @@ class Filesystem(dbus.service.Object):
 
     @dbus.service.method(FILESYSTEM, in_signature="a{sv}")
     def Unmount(self, options):
-        log("Unmount " + self.path.rsplit("/", 1)[1] + " " +
-            str(bool(options.get("auth.no_user_interaction", False))))
+        name = self.path.rsplit("/", 1)[1]
+        log("Unmount " + name + " " + str(bool(options.get("auth.no_user_interaction", False))))
+        if scenario == "stuck" and name == "sdx1":
+            return
         objects[self.path][FILESYSTEM]["MountPoints"] = dbus.Array([], signature="ay")
+        if scenario == "replaced" and name == "sdx1":
+            with open(diskseq_path, "w") as diskseq:
+                diskseq.write("78\n")
 
 
 class Drive(dbus.service.Object):

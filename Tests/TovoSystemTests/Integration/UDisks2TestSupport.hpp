@@ -123,10 +123,18 @@ struct RealUdisks {
 /// now and detached, after unmounting what the test mounted, when this goes.
 class LoopDisk {
 public:
-    LoopDisk(const std::filesystem::path& folder, const std::string& name) {
+    /// On `preferred` ("/dev/loop3") when it is free, else on the first free device.
+    LoopDisk(const std::filesystem::path& folder, const std::string& name,
+             const std::string& preferred = "") {
         image_ = folder / (name + ".img");
         shell("truncate -s 64M '" + image_.string() + "'");
-        device_ = shell("losetup -f --show '" + image_.string() + "'");
+        const auto image = " '" + image_.string() + "'";
+        device_ = preferred.empty()
+                      ? ""
+                      : shell("losetup " + preferred + image + " && echo " + preferred);
+        if (!isAttached()) {
+            device_ = shell("losetup -f --show" + image);
+        }
     }
     ~LoopDisk() {
         for (auto it = mounts_.rbegin(); it != mounts_.rend(); ++it) {
@@ -145,6 +153,10 @@ public:
     bool isAttached() const { return device_.starts_with("/dev/loop"); }
     const std::string& device() const { return device_; }
     std::string kernelName() const { return device_.substr(5); }
+    /// The attachment the volume provider lists for this disk.
+    std::uint64_t diskSequence() const {
+        return std::stoull(readText("/sys/class/block/" + kernelName() + "/diskseq").value_or("0"));
+    }
 
     /// Two partitions, visible as <device>p1 and p2.
     void partitionInTwo() {
