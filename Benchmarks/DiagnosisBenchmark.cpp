@@ -127,7 +127,8 @@ private:
 class Diagnosis {
 public:
     explicit Diagnosis(const std::filesystem::path& mount)
-        : diagnoser_(std::make_shared<SystemCommandRunner>(executor_,
+        : diagnoser_(executor_,
+                     std::make_shared<SystemCommandRunner>(executor_,
                                                            SystemCommandRunner::productionTimeout),
                      LsofFieldParser(), std::make_shared<SystemProcessMetadataProvider>(nullptr))
         , disk_{"attachment:1",

@@ -8,7 +8,8 @@
 namespace tovo::testing {
 
 /// A runner that records every command and answers with scripted results or errors,
-/// in order; an unscripted call answers status 1 with nothing written.
+/// in order; an unscripted call answers status 1 with nothing written. Called on a
+/// worker thread; read `calls` once the task that ran it has ended.
 class FakeCommandRunner final : public CommandRunning {
 public:
     struct Call {
@@ -27,14 +28,14 @@ public:
         answers.emplace_back([error]() -> CommandResult { throw error; });
     }
 
-    Task<CommandResult> run(std::filesystem::path executable,
-                            std::vector<std::string> arguments) override {
+    CommandResult runSynchronously(std::filesystem::path executable,
+                                   std::vector<std::string> arguments, std::stop_token) override {
         calls.push_back({std::move(executable), std::move(arguments)});
         auto next = answers.empty() ? [] { return CommandResult{1, "", ""}; } : answers.front();
         if (!answers.empty()) {
             answers.pop_front();
         }
-        co_return next();
+        return next();
     }
 };
 

@@ -30,7 +30,7 @@ TEST(CommandRunner, FailuresBeforeTheChildRunsLeaveNothingBehind) {
     try {
         runToEnd(executor, runner.run(folder.path() / "no-such-tool", {"--version"}));
         ADD_FAILURE() << "a missing executable must not run";
-    } catch (const std::system_error& error) {
+    } catch (const CommandLaunchError& error) {
         EXPECT_EQ(error.code(), std::errc::no_such_file_or_directory);
     }
 

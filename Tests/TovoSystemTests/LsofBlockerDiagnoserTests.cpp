@@ -9,6 +9,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <deque>
+#include <map>
+#include <thread>
+
 namespace tovo {
 namespace {
 
@@ -16,9 +20,11 @@ using ::testing::ElementsAre;
 using testing::runToEnd;
 
 constexpr std::int32_t ownPID = 777;
+const std::string diskPath = "/media/user/DISK";
+const std::string dataPath = "/media/user/DATA";
 
 /// One process set of `lsof -F0pcuLftanR` output holding one file read-only.
-std::string holder(std::int32_t pid, const std::string& path = "/media/user/DISK/a.txt") {
+std::string holder(std::int32_t pid, const std::string& path = diskPath + "/a.txt") {
     using namespace std::string_literals;
     return "p" + std::to_string(pid) + "\0R1\0cholder"s + std::to_string(pid) +
            "\0u1000\0Luser\0\nf3\0ar\0tREG\0n"s + path + "\0\n"s;
@@ -38,13 +44,52 @@ ProcessMetadata metadataOf(std::int32_t pid) {
     return {pid, 42, 501, "live" + n, "/usr/bin/live" + n, start};
 }
 
+MountEntry mountAt(const std::string& path, int id) {
+    return {id, 1, 8, static_cast<unsigned>(id), "/", path, "rw", "ext4", "/dev/sdb", "rw"};
+}
+
+/// The kernel's view as a test scripts it. `tables` are answered in turn, the last
+/// one for good.
+class FakeOpenFileScanner final : public OpenFileScanning {
+public:
+    mutable std::deque<std::vector<MountEntry>> tables{
+        {mountAt(diskPath, 100), mountAt(dataPath, 101)}};
+    std::map<std::int32_t, std::string> commands;
+    std::vector<BlockingProcess> found;
+    mutable std::vector<std::vector<MountEntry>> scans;
+    mutable std::vector<std::thread::id> threads;
+
+    std::vector<MountEntry> mounts() const override {
+        threads.push_back(std::this_thread::get_id());
+        auto table = tables.front();
+        if (tables.size() > 1) {
+            tables.pop_front();
+        }
+        return table;
+    }
+    std::optional<std::string> commandName(std::int32_t pid) const override {
+        threads.push_back(std::this_thread::get_id());
+        const auto command = commands.find(pid);
+        return command == commands.end() ? std::nullopt : std::optional(command->second);
+    }
+    std::vector<BlockingProcess> holders(const std::vector<MountEntry>& mounts) const override {
+        threads.push_back(std::this_thread::get_id());
+        scans.push_back(mounts);
+        return found;
+    }
+};
+
 class LsofBlockerDiagnoserTest : public ::testing::Test {
 protected:
     std::vector<BlockingProcess> diagnose(std::optional<std::int32_t> dissenter = std::nullopt) {
         return runToEnd(executor_, diagnoser_.blockers(disk_, dissenter));
     }
-    void addSecondVolume() {
-        disk_.volumes.push_back(testing::makeVolume("VOL-2", "/media/user/DATA"));
+    void addSecondVolume() { disk_.volumes.push_back(testing::makeVolume("VOL-2", dataPath)); }
+    /// Holders 500 and 600 as lsof lists them, both alive.
+    void listTwoLiveHolders() {
+        runner_->answer({0, holder(500) + holder(600), ""});
+        metadata_->add(metadataOf(500));
+        metadata_->add(metadataOf(600));
     }
 
     ManualExecutor executor_;
@@ -52,14 +97,19 @@ protected:
         std::make_shared<testing::FakeCommandRunner>();
     std::shared_ptr<testing::FakeProcessMetadataProvider> metadata_ =
         std::make_shared<testing::FakeProcessMetadataProvider>();
-    LsofBlockerDiagnoser diagnoser_{runner_, LsofFieldParser(), metadata_, ownPID};
+    std::shared_ptr<FakeOpenFileScanner> scanner_ = std::make_shared<FakeOpenFileScanner>();
+    LsofBlockerDiagnoser diagnoser_{executor_, runner_,  LsofFieldParser(),
+                                    metadata_, scanner_, ownPID};
     ExternalDisk disk_ = testing::makeDisk(7);
 };
 
 TEST_F(LsofBlockerDiagnoserTest, RunsLsofPerMountAndMergesByPidInFirstSeenOrder) {
     addSecondVolume();
     runner_->answer({0, holder(500) + holder(600), ""});
-    runner_->answer({0, holder(700, "/media/user/DATA/b") + holder(500, "/media/user/DATA/c"), ""});
+    runner_->answer({0, holder(700, dataPath + "/b") + holder(500, dataPath + "/c"), ""});
+    for (const auto pid : {500, 600, 700}) {
+        metadata_->add(metadataOf(pid));
+    }
     const auto blockers = diagnose();
     EXPECT_THAT(pids(blockers), ElementsAre(500, 600, 700));
     EXPECT_EQ(blockers[0].openFiles.size(), 2u);
@@ -67,9 +117,9 @@ TEST_F(LsofBlockerDiagnoserTest, RunsLsofPerMountAndMergesByPidInFirstSeenOrder)
     ASSERT_EQ(runner_->calls.size(), 2u);
     EXPECT_TRUE(runner_->calls[0].executable.is_absolute());
     EXPECT_EQ(runner_->calls[0].executable.filename(), "lsof");
-    EXPECT_THAT(runner_->calls[0].arguments, ElementsAre("-S", "2", "-nP", "-F0pcuLftanR", "+c",
-                                                         "0", "+f", "--", "/media/user/DISK"));
-    EXPECT_EQ(runner_->calls[1].arguments.back(), "/media/user/DATA");
+    EXPECT_THAT(runner_->calls[0].arguments,
+                ElementsAre("-S", "2", "-nP", "-F0pcuLftanR", "+c", "0", "+f", "--", diskPath));
+    EXPECT_EQ(runner_->calls[1].arguments.back(), dataPath);
 }
 
 struct StatusCase {
@@ -80,6 +130,7 @@ struct StatusCase {
     std::optional<DiagnosisError::Kind> error; ///< none: accepted
     std::string description;                   ///< of the error
     std::size_t processCount;                  ///< when accepted
+    std::string mountPath = diskPath;
 };
 
 class LsofExitStatus : public LsofBlockerDiagnoserTest,
@@ -87,7 +138,12 @@ class LsofExitStatus : public LsofBlockerDiagnoserTest,
 
 TEST_P(LsofExitStatus, DecidesWhetherTheListCanBeTrusted) {
     const auto& row = GetParam();
+    disk_.volumes[0].mountURL = row.mountPath;
+    scanner_->tables = {{mountAt(row.mountPath, 100)}};
     runner_->answer({row.status, row.output, row.standardError});
+    for (const auto pid : {500, 600}) {
+        metadata_->add(metadataOf(pid));
+    }
     try {
         EXPECT_EQ(diagnose().size(), row.processCount);
         EXPECT_FALSE(row.error) << "expected a diagnosis error";
@@ -99,7 +155,15 @@ TEST_P(LsofExitStatus, DecidesWhetherTheListCanBeTrusted) {
 
 constexpr auto failed = DiagnosisError::Kind::lsofFailed;
 constexpr auto incomplete = DiagnosisError::Kind::incompleteOutput;
-const std::string couldNotInspect = "macOS could not inspect the disk.";
+const std::string couldNotInspect = "The system could not inspect the disk.";
+const std::string partialList = "The system returned an incomplete process list.";
+const std::string mayBeIncomplete = "      Output information may be incomplete.\n";
+const std::string gvfsWarning =
+    "lsof: WARNING: can't stat() fuse.gvfsd-fuse file system /run/user/1000/gvfs\n" +
+    mayBeIncomplete;
+const std::string ownWarning =
+    "lsof: WARNING: can't stat() ext4 file system " + diskPath + "\n" + mayBeIncomplete;
+const std::string notAFileSystem = "lsof: not a file system: " + diskPath + "\n";
 
 INSTANTIATE_TEST_SUITE_P(
     Table, LsofExitStatus,
@@ -111,37 +175,192 @@ INSTANTIATE_TEST_SUITE_P(
         StatusCase{"OneWithAComplaint", 1, "", "\n lsof: status error on /x \n", failed,
                    "lsof: status error on /x", 0},
         StatusCase{"OtherStatusQuiet", 2, "garbage", "", failed, couldNotInspect, 0},
-        StatusCase{"PartialQuiet", 1, holder(500), "", incomplete,
-                   "macOS returned an incomplete process list.", 0},
+        StatusCase{"PartialQuiet", 1, holder(500), "", incomplete, partialList, 0},
         StatusCase{"PartialWithAComplaint", 2, holder(500), "  lsof: can't read kernel  \n",
-                   incomplete, "macOS returned an incomplete process list. lsof: can't read kernel",
-                   0}),
+                   incomplete, partialList + " lsof: can't read kernel", 0},
+        StatusCase{"WarningsAboutOtherMountsMeanNothingOpen",
+                   1,
+                   "",
+                   gvfsWarning + "lsof: WARNING: can't stat() tmpfs file system /run/user/1001\n" +
+                       mayBeIncomplete + "lsof: assuming dev=0x2b for /run/user/1001 from " +
+                       "/proc/self/mountinfo\n",
+                   {},
+                   "",
+                   0},
+        StatusCase{"AMountInsideTheDiskIsAnotherFileSystem",
+                   1,
+                   "",
+                   "lsof: WARNING: can't stat() fuse file system " + diskPath + "/inner\n" +
+                       mayBeIncomplete,
+                   {},
+                   "",
+                   0},
+        StatusCase{"OtherWarningsLeaveTheRealComplaint", 1, "",
+                   gvfsWarning + "lsof: status error on " + diskPath + ": I/O error\n" +
+                       gvfsWarning,
+                   failed, "lsof: status error on " + diskPath + ": I/O error", 0},
+        StatusCase{"PartialWithOnlyOtherWarnings", 1, holder(500), gvfsWarning, incomplete,
+                   partialList, 0},
+        StatusCase{"AWarningAboutThisDiskStays", 1, "", ownWarning + notAFileSystem, failed,
+                   ownWarning + "lsof: not a file system: " + diskPath, 0},
+        StatusCase{"ThisDiskAsLsofEscapesItsPath", 1, "",
+                   "lsof: WARNING: can't stat() ext4 file system /media/A\\nB\\\\C\\xff\n" +
+                       mayBeIncomplete,
+                   failed,
+                   "lsof: WARNING: can't stat() ext4 file system /media/A\\nB\\\\C\\xff\n" +
+                       mayBeIncomplete.substr(0, mayBeIncomplete.size() - 1),
+                   0, "/media/A\nB\\C\xff"}),
     [](const auto& info) { return info.param.name; });
 
-TEST_F(LsofBlockerDiagnoserTest, EnrichesWithTheLiveIdentityOrKeepsTheParsedProcess) {
-    const auto output = holder(500) + holder(600);
-    runner_->answer({0, output, ""});
-    metadata_->add(metadataOf(500));
+struct MountChangeCase {
+    const char* name;
+    std::vector<std::vector<std::string>> tables; ///< mount points, read in turn
+    std::vector<CommandResult> answers;
+    std::vector<std::string> inspected;                ///< the paths lsof is run on
+    std::optional<std::vector<std::int32_t>> expected; ///< none: lsofFailed
+};
+
+class LsofMountChanges : public LsofBlockerDiagnoserTest,
+                         public ::testing::WithParamInterface<MountChangeCase> {};
+
+TEST_P(LsofMountChanges, OnlyVolumesStillMountedCount) {
+    const auto& row = GetParam();
+    addSecondVolume();
+    scanner_->tables.clear();
+    for (const auto& table : row.tables) {
+        std::vector<MountEntry> entries;
+        for (const auto& path : table) {
+            entries.push_back(mountAt(path, path == diskPath ? 100 : 101));
+        }
+        scanner_->tables.push_back(entries);
+    }
+    for (const auto& answer : row.answers) {
+        runner_->answer(answer);
+    }
+    metadata_->add(metadataOf(700));
+    if (row.expected) {
+        EXPECT_EQ(pids(diagnose()), *row.expected);
+    } else {
+        EXPECT_THROW(diagnose(), DiagnosisError);
+    }
+    std::vector<std::string> inspected;
+    for (const auto& call : runner_->calls) {
+        inspected.push_back(call.arguments.back());
+    }
+    EXPECT_EQ(inspected, row.inspected);
+}
+
+const CommandResult dataHolder{0, holder(700, dataPath + "/b"), ""};
+
+INSTANTIATE_TEST_SUITE_P(Table, LsofMountChanges,
+                         ::testing::Values(MountChangeCase{"UnmountedBeforeTheDiagnosis",
+                                                           {{dataPath}},
+                                                           {dataHolder},
+                                                           {dataPath},
+                                                           std::vector<std::int32_t>{700}},
+                                           MountChangeCase{"UnmountedWhileLsofRan",
+                                                           {{diskPath, dataPath}, {dataPath}},
+                                                           {{1, "", notAFileSystem}, dataHolder},
+                                                           {diskPath, dataPath},
+                                                           std::vector<std::int32_t>{700}},
+                                           MountChangeCase{"NotAFileSystemThoughStillMounted",
+                                                           {{diskPath, dataPath}},
+                                                           {{1, "", notAFileSystem}},
+                                                           {diskPath},
+                                                           std::nullopt}),
+                         [](const auto& info) { return info.param.name; });
+
+TEST_F(LsofBlockerDiagnoserTest, TakesParentAndCommandFromTheKernelAndLeavesOutTheGone) {
+    listTwoLiveHolders();
+    runner_->answers.clear();
+    runner_->answer({0, holder(500) + holder(600) + holder(650), ""});
     metadata_->parents[500] = ParentApplication{42, "Files", "org.example.Files"};
+    scanner_->commands[500] = "x) S 1";    // lsof cut the name and read "1" as the parent
+    scanner_->commands[600] = "holder600"; // lsof agrees
 
     const auto blockers = diagnose();
-    const auto parsed = LsofFieldParser().parse(output);
-    ASSERT_EQ(blockers.size(), 2u);
-    EXPECT_EQ(blockers[0], parsed[0].withExecutionIdentity(
-                               "/usr/bin/live500", ProcessStartTime{1'700'000'500u, 5},
-                               ParentApplication{42, "Files", "org.example.Files"}));
-    EXPECT_EQ(blockers[1], parsed[1]) << "a process gone before enrichment stays as parsed";
+    const auto parsed = LsofFieldParser().parse(holder(500) + holder(600));
+    ASSERT_EQ(blockers.size(), 2u) << "650 ended before its identity was read";
+    auto expected =
+        parsed[0].withExecutionIdentity("/usr/bin/live500", ProcessStartTime{1'700'000'500u, 5},
+                                        ParentApplication{42, "Files", "org.example.Files"});
+    expected.parentPID = 42;
+    expected.command = "x) S 1";
+    EXPECT_EQ(blockers[0], expected);
+    EXPECT_EQ(blockers[1].command, "holder600");
+    EXPECT_EQ(blockers[1].parentPID, 42);
+}
+
+struct CommandCase {
+    const char* name;
+    std::string lsof;
+    std::string kernel;
+    std::string expected;
+};
+
+class ReconciledCommand : public ::testing::TestWithParam<CommandCase> {};
+
+TEST_P(ReconciledCommand, PrefersTheKernelsNameUnlessItIsLsofsCut) {
+    EXPECT_EQ(LsofBlockerDiagnoser::reconciledCommand(GetParam().lsof, GetParam().kernel),
+              GetParam().expected);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Names, ReconciledCommand,
+    ::testing::Values(CommandCase{"Same", "editor", "editor", "editor"},
+                      CommandCase{"ClosingParenthesis", "x", "x) S 1", "x) S 1"},
+                      CommandCase{"EscapedLineFeed", "nl\\nx", "nl\nx", "nl\nx"},
+                      CommandCase{"CutToFifteenBytes", "tracker-miner-fs-3", "tracker-miner-f",
+                                  "tracker-miner-fs-3"},
+                      CommandCase{"ShortPrefixIsNoCut", "editor-2", "editor", "editor"},
+                      CommandCase{"InvalidBytes", "bad\\xff", "bad\xff", "bad\uFFFD"}),
+    [](const auto& info) { return info.param.name; });
+
+TEST_F(LsofBlockerDiagnoserTest, AsksTheKernelForHoldersOnlyWhenLsofListsNobody) {
+    addSecondVolume();
+    scanner_->tables = {{mountAt(diskPath, 100)}};
+    auto lost = testing::makeProcess(800, "(x");
+    lost.openFiles = {{diskPath, "cwd", "DIR", OpenAccess::unknown}};
+    scanner_->found = {testing::makeProcess(ownPID), lost, testing::makeProcess(801)};
+    metadata_->add(metadataOf(800)); // 801 is gone
+
+    const auto blockers = diagnose();
+    ASSERT_EQ(scanner_->scans.size(), 1u);
+    EXPECT_EQ(scanner_->scans[0], std::vector<MountEntry>{mountAt(diskPath, 100)})
+        << "only the mounts lsof inspected";
+    ASSERT_THAT(pids(blockers), ElementsAre(800));
+    EXPECT_EQ(blockers[0].startTime, metadataOf(800).startTime) << "enriched like the others";
+    EXPECT_EQ(blockers[0].openFiles, lost.openFiles);
+
+    scanner_->scans.clear();
+    listTwoLiveHolders();
+    EXPECT_THAT(pids(diagnose()), ElementsAre(500, 600));
+    EXPECT_TRUE(scanner_->scans.empty());
+}
+
+TEST_F(LsofBlockerDiagnoserTest, ReadsTheSystemOnlyOffTheMainThread) {
+    listTwoLiveHolders();
+    scanner_->commands = {{500, "holder500"}, {600, "holder600"}};
+    diagnose();
+    runner_->answer({1, "", ""});
+    diagnose();
+    ASSERT_GE(scanner_->threads.size(), 5u);
+    for (const auto& thread : scanner_->threads) {
+        EXPECT_NE(thread, std::this_thread::get_id());
+    }
 }
 
 TEST_F(LsofBlockerDiagnoserTest, NeverListsTovoItself) {
     runner_->answer({0, holder(ownPID) + holder(500), ""});
     metadata_->add(metadataOf(ownPID));
+    metadata_->add(metadataOf(500));
     EXPECT_THAT(pids(diagnose(ownPID)), ElementsAre(500));
     EXPECT_THAT(metadata_->metadataQueries, ::testing::Not(::testing::Contains(ownPID)));
 }
 
 TEST_F(LsofBlockerDiagnoserTest, FailuresOnAnyMountAndRunnerErrorsPassThrough) {
     addSecondVolume();
+    metadata_->add(metadataOf(500));
     runner_->answer({0, holder(500), ""});
     runner_->answer({2, "", "boom"});
     EXPECT_THROW(diagnose(), DiagnosisError) << "what earlier mounts found is discarded";
@@ -149,6 +368,23 @@ TEST_F(LsofBlockerDiagnoserTest, FailuresOnAnyMountAndRunnerErrorsPassThrough) {
     EXPECT_THROW(diagnose(), CommandRunnerError);
     runner_->fail(CancellationError());
     EXPECT_THROW(diagnose(), CancellationError);
+    runner_->fail(CommandLaunchError(EAGAIN));
+    EXPECT_THROW(diagnose(), CommandLaunchError) << "a busy system is no missing program";
+}
+
+TEST_F(LsofBlockerDiagnoserTest, AMissingOrUnusableLsofNamesItsPackage) {
+    for (const int error : {ENOENT, EACCES, ENOEXEC}) {
+        runner_->fail(CommandLaunchError(error));
+        try {
+            diagnose();
+            ADD_FAILURE() << "a diagnosis without lsof must fail";
+        } catch (const DiagnosisError& diagnosis) {
+            EXPECT_EQ(diagnosis.kind, DiagnosisError::Kind::lsofMissing);
+            EXPECT_EQ(diagnosis.description(),
+                      "Tovo needs the lsof program to see which apps use the disk. Install the "
+                      "\u201Clsof\u201D package, then try again.");
+        }
+    }
 }
 
 struct DissentCase {

@@ -44,7 +44,7 @@ ServiceGraph makeSystemServiceGraph(Executor& mainExecutor) {
     auto registry = std::make_shared<DesktopApplicationRegistry>();
     auto metadata = std::make_shared<SystemProcessMetadataProvider>(registry);
     auto diagnoser = std::make_shared<LsofBlockerDiagnoser>(
-        std::make_shared<SystemCommandRunner>(mainExecutor, commandTimeoutSeconds),
+        mainExecutor, std::make_shared<SystemCommandRunner>(mainExecutor, commandTimeoutSeconds),
         LsofFieldParser(), metadata);
 
     auto releaser =

@@ -101,13 +101,9 @@ std::int32_t terminationStatus(int waitStatus) {
     return waitStatus;
 }
 
-// Direct system calls: this C library's pidfd header lacks C linkage for C++.
+// A direct system call: this C library's pidfd header lacks C linkage for C++.
 int openPidfd(pid_t pid) {
     return static_cast<int>(::syscall(SYS_pidfd_open, pid, 0));
-}
-
-void sendTerminate(int pidfd) {
-    ::syscall(SYS_pidfd_send_signal, pidfd, SIGTERM, nullptr, 0);
 }
 
 } // namespace
@@ -146,14 +142,10 @@ CommandResult CommandExecution::runSynchronously() {
     }
 
     launch(standardOutput.get(), standardError.get());
-    {
-        std::unique_lock lock(mutex_);
-        child_ = Child{pid_, pidfd_};
-        if (cancellationRequested_) {
-            lock.unlock();
-            stop();
-            throw CancellationError();
-        }
+    // A cancellation that came before the launch found no child to signal.
+    if (isCancellationRequested()) {
+        stop();
+        throw CancellationError();
     }
 
     const auto deadline = Clock::now() + timeout_;
@@ -170,7 +162,6 @@ CommandResult CommandExecution::runSynchronously() {
         const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - now);
         waitForExit(std::min(pollInterval, left));
     }
-    forgetChild();
     // A result that arrives after a cancellation is discarded.
     if (isCancellationRequested()) {
         throw CancellationError();
@@ -189,8 +180,12 @@ void CommandExecution::launch(int standardOutput, int standardError) {
         posix_spawn_file_actions_t* actions;
         ~ActionsGuard() { posix_spawn_file_actions_destroy(actions); }
     } actionsGuard{&actions};
+    // Nothing to read: a child in a background group must never touch a terminal.
+    int error = posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
     // dup2 clears close-on-exec on the targets; nothing else of ours leaks into the child.
-    int error = posix_spawn_file_actions_adddup2(&actions, standardOutput, STDOUT_FILENO);
+    if (error == 0) {
+        error = posix_spawn_file_actions_adddup2(&actions, standardOutput, STDOUT_FILENO);
+    }
     if (error == 0) {
         error = posix_spawn_file_actions_adddup2(&actions, standardError, STDERR_FILENO);
     }
@@ -199,6 +194,24 @@ void CommandExecution::launch(int standardOutput, int standardError) {
     }
     if (error != 0) {
         throwErrno(error, "posix_spawn_file_actions");
+    }
+
+    // A group of its own, so that the one SIGTERM also reaches the helpers the
+    // child forks (lsof runs its kernel calls in one).
+    posix_spawnattr_t attributes;
+    if (const int attributesError = posix_spawnattr_init(&attributes)) {
+        throwErrno(attributesError, "posix_spawnattr_init");
+    }
+    struct AttributesGuard {
+        posix_spawnattr_t* attributes;
+        ~AttributesGuard() { posix_spawnattr_destroy(attributes); }
+    } attributesGuard{&attributes};
+    error = posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETPGROUP);
+    if (error == 0) {
+        error = posix_spawnattr_setpgroup(&attributes, 0);
+    }
+    if (error != 0) {
+        throwErrno(error, "posix_spawnattr");
     }
 
     std::vector<char*> argv;
@@ -211,14 +224,17 @@ void CommandExecution::launch(int standardOutput, int standardError) {
 
     pid_t pid = -1;
     if (const int spawnError =
-            posix_spawn(&pid, executable_.c_str(), &actions, nullptr, argv.data(), environ)) {
-        throwErrno(spawnError, "posix_spawn");
+            posix_spawn(&pid, executable_.c_str(), &actions, &attributes, argv.data(), environ)) {
+        throw CommandLaunchError(spawnError);
     }
-    pid_ = pid;
+    {
+        std::lock_guard lock(mutex_);
+        pid_ = pid;
+    }
     pidfd_ = openPidfd(pid);
     if (pidfd_ < 0) {
-        // Without a pidfd the cancellation callback cannot signal safely, so the
-        // child is never published to it: stop it here and report the failure.
+        // Without a pidfd there is no way to wait for the child: stop it here and
+        // report the failure.
         const int openError = errno;
         stop();
         throwErrno(openError, "pidfd_open");
@@ -226,19 +242,17 @@ void CommandExecution::launch(int standardOutput, int standardError) {
 }
 
 void CommandExecution::cancel() {
-    std::optional<Child> child;
-    {
-        std::lock_guard lock(mutex_);
-        cancellationRequested_ = true;
-        if (child_ && !terminateSent_) {
-            terminateSent_ = true;
-            child = child_;
-        }
+    std::lock_guard lock(mutex_);
+    cancellationRequested_ = true;
+    terminateGroupLocked();
+}
+
+void CommandExecution::terminateGroupLocked() {
+    if (pid_ <= 0 || reaped_ || terminateSent_) {
+        return;
     }
-    if (child) {
-        // A child already reaped answers ESRCH; the pidfd never names another process.
-        sendTerminate(child->pidfd);
-    }
+    terminateSent_ = true;
+    ::kill(-pid_, SIGTERM);
 }
 
 bool CommandExecution::isCancellationRequested() {
@@ -247,9 +261,14 @@ bool CommandExecution::isCancellationRequested() {
 }
 
 bool CommandExecution::hasEnded() {
+    std::lock_guard lock(mutex_);
+    if (reaped_) {
+        return true;
+    }
     while (true) {
         const pid_t result = ::waitpid(pid_, &waitStatus_, WNOHANG);
         if (result == pid_) {
+            reaped_ = true;
             return true;
         }
         if (result == 0) {
@@ -271,16 +290,12 @@ void CommandExecution::waitForExit(std::chrono::milliseconds interval) const {
 }
 
 void CommandExecution::stop() {
-    bool send = false;
+    bool ended = hasEnded();
     {
         std::lock_guard lock(mutex_);
-        send = !terminateSent_;
+        terminateGroupLocked();
+        // Whatever happens next, no signal follows: not even a late cancellation.
         terminateSent_ = true;
-    }
-    bool ended = hasEnded();
-    if (send && !ended) {
-        // The child is not reaped yet, so its pid cannot have been reused.
-        ::kill(pid_, SIGTERM);
     }
     const auto graceDeadline = Clock::now() + stopGrace;
     while (!ended && Clock::now() < graceDeadline) {
@@ -290,12 +305,6 @@ void CommandExecution::stop() {
     if (!ended) {
         abandonChild();
     }
-    forgetChild();
-}
-
-void CommandExecution::forgetChild() {
-    std::lock_guard lock(mutex_);
-    child_.reset();
 }
 
 void CommandExecution::abandonChild() {

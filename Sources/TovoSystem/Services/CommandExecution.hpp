@@ -5,7 +5,6 @@
 #include <chrono>
 #include <filesystem>
 #include <mutex>
-#include <optional>
 #include <string>
 #include <sys/types.h>
 #include <vector>
@@ -28,15 +27,10 @@ public:
 
     /// Blocks until the child has finished, timed out or been cancelled.
     CommandResult runSynchronously();
-    /// Marks the run cancelled and sends the running child one SIGTERM. Any thread.
+    /// Marks the run cancelled and sends the running child's group one SIGTERM. Any thread.
     void cancel();
 
 private:
-    struct Child {
-        pid_t pid;
-        int pidfd; // signals through it can never reach a later process reusing the pid
-    };
-
     void launch(int standardOutput, int standardError);
     bool isCancellationRequested();
     /// Reaps the child if it has ended; false while it runs.
@@ -45,7 +39,9 @@ private:
     void waitForExit(std::chrono::milliseconds interval) const;
     /// One SIGTERM, a bounded grace, then reap or abandon. Never a second signal.
     void stop();
-    void forgetChild();
+    /// The one SIGTERM to the child's process group, unless sent already or the child
+    /// is reaped (its pid, and so the group id, could then be reused). Under `mutex_`.
+    void terminateGroupLocked();
     void abandonChild();
 
     const std::filesystem::path executable_;
@@ -53,17 +49,17 @@ private:
     const std::chrono::nanoseconds timeout_;
     const std::filesystem::path temporaryDirectory_;
 
-    // `child_` and `cancellationRequested_` only under `mutex_`, never held
-    // across a sleep, a launch or a signal.
+    // Reaping and signalling happen under `mutex_`, so the group is signalled only
+    // while its leader is unreaped. Never held across a sleep or a launch.
     std::mutex mutex_;
-    std::optional<Child> child_;
+    pid_t pid_ = -1; ///< the child, also its process group; written once, by the worker
+    bool reaped_ = false;
     bool cancellationRequested_ = false;
+    bool terminateSent_ = false;
 
     // Written by the worker only.
-    pid_t pid_ = -1;
-    int pidfd_ = -1;
+    int pidfd_ = -1; ///< for waiting only
     int waitStatus_ = 0;
-    bool terminateSent_ = false;
 };
 
 } // namespace tovo

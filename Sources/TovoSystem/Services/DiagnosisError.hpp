@@ -6,10 +6,12 @@
 
 namespace tovo {
 
-/// Why `lsof` gave no usable answer. The payload is the run's trimmed standard error.
+/// Why `lsof` gave no usable answer. The payload is what the run left on standard
+/// error (trimmed, without warnings about other file systems), or for `lsofMissing`
+/// the launch error.
 class DiagnosisError final : public Error {
 public:
-    enum class Kind { lsofFailed, incompleteOutput };
+    enum class Kind { lsofFailed, incompleteOutput, lsofMissing };
     DiagnosisError(Kind kind, std::string payload)
         : kind(kind)
         , payload(std::move(payload)) {}

@@ -1,19 +1,102 @@
 #include "TovoSystem/Services/LsofBlockerDiagnoser.hpp"
 
+#include "TovoCore/Async/Background.hpp"
+#include "TovoCore/Async/CancellationError.hpp"
+#include "TovoCore/Models/Error.hpp"
+#include "TovoCore/Services/Utf8.hpp"
 #include "TovoSystem/Services/DiagnosisError.hpp"
+#include "TovoSystem/Services/LsofWarningFilter.hpp"
 
 #include <algorithm>
+#include <cerrno>
 #include <unordered_map>
 
 namespace tovo {
 
+namespace {
+
+/// The kernel keeps 15 bytes of a command name.
+constexpr std::size_t kernelCommandLength = 15;
+
+/// lsof's complaint about a path that is not (any longer) a mount point.
+constexpr std::string_view notAFileSystem = "lsof: not a file system: ";
+
+std::string mountPointText(const std::filesystem::path& path) {
+    auto text = path.native();
+    while (text.size() > 1 && text.back() == '/') {
+        text.pop_back();
+    }
+    return text;
+}
+
+std::vector<MountEntry> mountsAt(const std::vector<MountEntry>& table,
+                                 const std::filesystem::path& path) {
+    const auto text = mountPointText(path);
+    std::vector<MountEntry> entries;
+    std::ranges::copy_if(table, std::back_inserter(entries),
+                         [&text](const MountEntry& entry) { return entry.mountPoint == text; });
+    return entries;
+}
+
+/// A launch error that means the program is missing or cannot be run, as opposed to
+/// a shortage of memory or processes.
+bool isUnusableProgram(const std::system_error& error) {
+    switch (error.code().value()) {
+    case ENOENT:
+    case ENOTDIR:
+    case EACCES:
+    case EPERM:
+    case ENOEXEC:
+    case ELIBBAD:
+    case ELOOP:
+        return true;
+    default:
+        return false;
+    }
+}
+
+/// Processes by pid, in the order of first sight.
+class MergedProcesses {
+public:
+    void add(BlockingProcess process) {
+        const auto pid = process.pid;
+        if (auto found = byPID_.find(pid); found != byPID_.end()) {
+            found->second = found->second.merging(process);
+        } else {
+            order_.push_back(pid);
+            byPID_.emplace(pid, std::move(process));
+        }
+    }
+    bool contains(std::int32_t pid) const { return byPID_.contains(pid); }
+    bool empty() const { return order_.empty(); }
+    std::vector<BlockingProcess> take() {
+        std::vector<BlockingProcess> result;
+        result.reserve(order_.size());
+        for (const auto pid : order_) {
+            result.push_back(std::move(byPID_.at(pid)));
+        }
+        return result;
+    }
+
+private:
+    std::unordered_map<std::int32_t, BlockingProcess> byPID_;
+    std::vector<std::int32_t> order_;
+};
+
+} // namespace
+
 LsofBlockerDiagnoser::LsofBlockerDiagnoser(
-    std::shared_ptr<CommandRunning> runner, LsofFieldParser parser,
-    std::shared_ptr<const ProcessMetadataProviding> metadataProvider, std::int32_t ownPID)
-    : runner_(std::move(runner))
+    Executor& executor, std::shared_ptr<CommandRunning> runner, LsofFieldParser parser,
+    std::shared_ptr<const ProcessMetadataProviding> metadataProvider,
+    std::shared_ptr<const OpenFileScanning> scanner, std::int32_t ownPID,
+    std::optional<std::filesystem::path> lsof)
+    : executor_(executor)
+    , runner_(std::move(runner))
     , parser_(parser)
     , metadataProvider_(std::move(metadataProvider))
-    , ownPID_(ownPID) {}
+    , scanner_(std::move(scanner))
+    , ownPID_(ownPID)
+    , lsof_(std::move(lsof)) {}
 
 std::filesystem::path LsofBlockerDiagnoser::lsofExecutable() {
     const std::filesystem::path candidates[] = {"/usr/bin/lsof", "/usr/sbin/lsof"};
@@ -31,6 +114,14 @@ LsofBlockerDiagnoser::lsofArguments(const std::filesystem::path& mountPath) {
     return {"-S", "2", "-nP", "-F0pcuLftanR", "+c", "0", "+f", "--", mountPath.string()};
 }
 
+std::string LsofBlockerDiagnoser::reconciledCommand(const std::string& lsofCommand,
+                                                    const std::string& kernelCommand) {
+    if (kernelCommand.size() >= kernelCommandLength && lsofCommand.starts_with(kernelCommand)) {
+        return lsofCommand;
+    }
+    return decodeUtf8Lossy(kernelCommand);
+}
+
 Task<std::vector<BlockingProcess>> LsofBlockerDiagnoser::blockers(ExternalDisk disk) {
     // Named tasks throughout: GCC 12 mishandles temporaries inside co_await.
     auto task = blockers(std::move(disk), std::nullopt);
@@ -39,75 +130,130 @@ Task<std::vector<BlockingProcess>> LsofBlockerDiagnoser::blockers(ExternalDisk d
 
 Task<std::vector<BlockingProcess>>
 LsofBlockerDiagnoser::blockers(ExternalDisk disk, std::optional<std::int32_t> dissentingProcessID) {
-    std::unordered_map<std::int32_t, BlockingProcess> byPID;
-    std::vector<std::int32_t> order;
+    // lsof, its parsing and every /proc read stay off the main thread.
+    auto task = runInBackground(
+        executor_, [this, disk = std::move(disk), dissentingProcessID](std::stop_token stop) {
+            return diagnose(disk, dissentingProcessID, stop);
+        });
+    co_return co_await task;
+}
+
+std::vector<BlockingProcess>
+LsofBlockerDiagnoser::diagnose(const ExternalDisk& disk,
+                               std::optional<std::int32_t> dissentingProcessID,
+                               const std::stop_token& stop) const {
+    MergedProcesses merged;
     const auto mountPaths = disk.mountURLs();
-    const auto executable = mountPaths.empty() ? std::filesystem::path() : lsofExecutable();
-    for (const auto& mountPath : mountPaths) {
-        auto task = blockersOfMount(mountPath, executable);
-        auto processes = co_await task;
-        for (auto& process : processes) {
-            const auto pid = process.pid;
-            if (auto found = byPID.find(pid); found != byPID.end()) {
-                found->second = found->second.merging(process);
-            } else {
-                order.push_back(pid);
-                byPID.emplace(pid, std::move(process));
+    if (!mountPaths.empty()) {
+        const auto executable = lsof_ ? *lsof_ : lsofExecutable();
+        const auto table = scanner_->mounts();
+        std::vector<MountEntry> inspected;
+        for (const auto& mountPath : mountPaths) {
+            // A volume unmounted before the busy one refused holds nothing any more.
+            auto entries = mountsAt(table, mountPath);
+            if (entries.empty()) {
+                continue;
+            }
+            auto processes = blockersOfMount(mountPath, executable, stop);
+            if (!processes) {
+                continue;
+            }
+            inspected.insert(inspected.end(), entries.begin(), entries.end());
+            for (auto& process : *processes) {
+                merged.add(std::move(process));
+            }
+        }
+
+        // lsof leaves out some processes (a "(" in the command); the kernel's own
+        // tables name them.
+        if (merged.empty() && !inspected.empty()) {
+            if (stop.stop_requested()) {
+                throw CancellationError();
+            }
+            for (const auto& process : scanner_->holders(inspected)) {
+                if (process.pid == ownPID_) {
+                    continue;
+                }
+                if (auto live = enriched(process)) {
+                    merged.add(std::move(*live));
+                }
             }
         }
     }
 
     if (dissentingProcessID && *dissentingProcessID >= 2 && *dissentingProcessID != ownPID_ &&
-        !byPID.contains(*dissentingProcessID)) {
+        !merged.contains(*dissentingProcessID)) {
         if (auto process = dissenter(*dissentingProcessID)) {
-            order.push_back(process->pid);
-            byPID.emplace(process->pid, std::move(*process));
+            merged.add(std::move(*process));
         }
     }
-
-    std::vector<BlockingProcess> result;
-    result.reserve(order.size());
-    for (const auto pid : order) {
-        result.push_back(std::move(byPID.at(pid)));
-    }
-    co_return result;
+    return merged.take();
 }
 
-Task<std::vector<BlockingProcess>>
-LsofBlockerDiagnoser::blockersOfMount(std::filesystem::path mountPath,
-                                      std::filesystem::path executable) {
-    auto task = runner_->run(std::move(executable), lsofArguments(mountPath));
-    const auto run = co_await task;
+std::optional<std::vector<BlockingProcess>>
+LsofBlockerDiagnoser::blockersOfMount(const std::filesystem::path& mountPath,
+                                      const std::filesystem::path& executable,
+                                      const std::stop_token& stop) const {
+    CommandResult run;
+    try {
+        run = runner_->runSynchronously(executable, lsofArguments(mountPath), stop);
+    } catch (const CommandLaunchError& error) {
+        if (!isUnusableProgram(error)) {
+            throw;
+        }
+        throw DiagnosisError(DiagnosisError::Kind::lsofMissing, error.what());
+    }
+
+    // Exit-status rules apply to what is left once warnings about other mounts are gone.
+    const auto errorText =
+        trimmed(decodeUtf8Lossy(LsofWarningFilter(mountPath.native()).filtered(run.standardError)));
     auto parsed = parser_.parse(run.standardOutput);
     std::erase_if(parsed,
                   [this](const BlockingProcess& process) { return process.pid == ownPID_; });
-    std::vector<BlockingProcess> processes;
-    processes.reserve(parsed.size());
-    for (const auto& process : parsed) {
-        processes.push_back(enriched(process));
-    }
 
     if (run.status != 0) {
-        const auto errorText = run.errorText();
         // A partial list is never taken for the whole truth.
-        if (!processes.empty()) {
+        if (!parsed.empty()) {
             throw DiagnosisError(DiagnosisError::Kind::incompleteOutput, errorText);
         }
         // lsof says "nothing open" by exiting 1 quietly.
         if (run.status != 1 || !errorText.empty()) {
+            if (errorText.find(notAFileSystem) != std::string::npos && !isMounted(mountPath)) {
+                return std::nullopt;
+            }
             throw DiagnosisError(DiagnosisError::Kind::lsofFailed, errorText);
         }
     }
-    co_return processes;
+
+    std::vector<BlockingProcess> processes;
+    processes.reserve(parsed.size());
+    for (const auto& process : parsed) {
+        if (auto live = enriched(process)) {
+            processes.push_back(std::move(*live));
+        }
+    }
+    return processes;
 }
 
-BlockingProcess LsofBlockerDiagnoser::enriched(const BlockingProcess& process) const {
+bool LsofBlockerDiagnoser::isMounted(const std::filesystem::path& mountPath) const {
+    return !mountsAt(scanner_->mounts(), mountPath).empty();
+}
+
+std::optional<BlockingProcess>
+LsofBlockerDiagnoser::enriched(const BlockingProcess& process) const {
     const auto metadata = metadataProvider_->metadata(process.pid);
     if (!metadata) {
-        return process;
+        return std::nullopt;
     }
-    return process.withExecutionIdentity(metadata->executablePath, metadata->startTime,
-                                         metadataProvider_->parentApplication(process.pid));
+    auto live = process.withExecutionIdentity(metadata->executablePath, metadata->startTime,
+                                              metadataProvider_->parentApplication(process.pid));
+    // lsof misreads /proc/<pid>/stat when the command holds a ")"; identity checks
+    // compare against the kernel's parent.
+    live.parentPID = metadata->parentPID;
+    if (const auto name = scanner_->commandName(process.pid)) {
+        live.command = reconciledCommand(live.command, *name);
+    }
+    return live;
 }
 
 std::optional<BlockingProcess> LsofBlockerDiagnoser::dissenter(std::int32_t pid) const {

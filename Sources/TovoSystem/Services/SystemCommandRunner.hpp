@@ -1,17 +1,21 @@
 #pragma once
 
 #include "TovoCore/Async/Executor.hpp"
+#include "TovoCore/Async/Task.hpp"
 #include "TovoSystem/Services/CommandRunning.hpp"
 
 #include <filesystem>
+#include <memory>
+#include <optional>
 
 namespace tovo {
 
+class CommandExecution;
+
 /// Runs a child with a hard time limit. Its output goes to two scratch files (a
-/// chatty child can never block on a full pipe); the blocking wait happens on a
-/// worker thread and resumes on `executor`. On time-out or cancellation the child
-/// gets one SIGTERM and a short grace; a child that ignores it is abandoned, never
-/// killed.
+/// chatty child can never block on a full pipe). The child leads a process group of
+/// its own; on time-out or cancellation that group gets one SIGTERM and a short
+/// grace, and a child that ignores it is abandoned, never killed.
 class SystemCommandRunner final : public CommandRunning {
 public:
     static constexpr double minimumTimeout = 0.05;
@@ -25,13 +29,19 @@ public:
 
     double timeout() const { return timeout_; }
 
-    Task<CommandResult> run(std::filesystem::path executable,
-                            std::vector<std::string> arguments) override;
+    /// The run on a worker thread, resumed on the executor.
+    Task<CommandResult> run(std::filesystem::path executable, std::vector<std::string> arguments);
+    CommandResult runSynchronously(std::filesystem::path executable,
+                                   std::vector<std::string> arguments,
+                                   std::stop_token stop) override;
 
     /// `$TMPDIR` when set and not empty, else /tmp.
     static std::filesystem::path defaultTemporaryDirectory();
 
 private:
+    std::shared_ptr<CommandExecution> execution(std::filesystem::path executable,
+                                                std::vector<std::string> arguments) const;
+
     Executor& executor_;
     double timeout_;
     std::optional<std::filesystem::path> temporaryDirectory_;

@@ -139,6 +139,23 @@ TEST_F(CommandRunnerWithChildren, CancellingAStubbornChildEndsTheRunAfterTheGrac
     EXPECT_TRUE(isAliveAndNotZombie(pid));
 }
 
+TEST_F(CommandRunnerWithChildren, TheStopReachesTheHelpersTheChildForked) {
+    // Time-out and cancellation: each ends the child's whole group with its one SIGTERM.
+    const auto helperOf = [this](const std::string& run) {
+        return std::vector<std::string>{"/", (work_.path() / (run + "-parent")).string(),
+                                        (work_.path() / run).string()};
+    };
+    EXPECT_THROW(run(helperProgram("holder_cwd"), helperOf("timed-out"), 0.3), CommandRunnerError);
+    cancelRunning(helperProgram("holder_cwd"), helperOf("cancelled"));
+
+    for (const auto* name : {"timed-out", "cancelled"}) {
+        const auto helper = awaitPidFile(work_.path() / name);
+        ASSERT_GT(helper, 0);
+        EXPECT_TRUE(eventually([helper] { return !isAliveAndNotZombie(helper); }, 2s))
+            << "the " << name << " child's helper outlived it";
+    }
+}
+
 class CommandRunnerOnFullDisk : public ::testing::TestWithParam<int> {};
 
 TEST_P(CommandRunnerOnFullDisk, ScratchFilesThatCannotBeMadeAreReportedAsSuch) {

@@ -101,7 +101,8 @@ protected:
         workflow_ = std::make_unique<TovoWorkflow>(
             provider_, std::make_shared<FileManagerDiskEjector>(*unmounter_, *validator_),
             std::make_shared<LsofBlockerDiagnoser>(
-                std::make_shared<SystemCommandRunner>(executor_, 8.0), LsofFieldParser{}, metadata),
+                executor_, std::make_shared<SystemCommandRunner>(executor_, 8.0), LsofFieldParser{},
+                metadata),
             std::make_shared<GracefulProcessReleaser>(::getuid(), ::getpid(), metadata, registry),
             std::make_shared<ExplicitProcessStopper>(::getuid(), ::getpid(), metadata, registry,
                                                      signals_.signaler()),
