@@ -2,6 +2,7 @@
 
 #include "TovoSystem/Services/ApplicationRegistry.hpp"
 
+#include <functional>
 #include <map>
 #include <optional>
 #include <vector>
@@ -13,10 +14,14 @@ class FakeApplicationRegistry final : public ApplicationRegistry {
 public:
     std::map<std::int32_t, RunningApplication> applications;
     std::map<std::int32_t, bool> terminated;
-    bool acceptsTerminate = true;
+    /// Runs once the process is "pinned", before the identity check: a test can
+    /// change the world at the last moment.
+    std::function<void()> onPin;
+    /// The answer to a quit request whose identity check passed.
+    QuitRequestOutcome terminateOutcome = QuitRequestOutcome::sent;
     bool acceptsActivate = true;
     std::optional<std::string> ownIdentifier = std::string(tovoApplicationID);
-    std::vector<std::int32_t> terminateRequests;
+    std::vector<std::int32_t> terminateRequests; ///< requests that went out
     std::vector<std::int32_t> activateRequests;
     /// Set: every application is gone after this many lookups, as when an app
     /// quits between the plan and the request.
@@ -40,9 +45,19 @@ public:
         auto found = terminated.find(pid);
         return found != terminated.end() && found->second;
     }
-    bool terminate(std::int32_t pid) override {
-        terminateRequests.push_back(pid);
-        return acceptsTerminate;
+    QuitRequestOutcome terminate(std::int32_t pid,
+                                 const std::function<bool()>& confirmIdentity) override {
+        if (onPin) {
+            onPin();
+        }
+        if (!confirmIdentity()) {
+            return QuitRequestOutcome::identityChanged;
+        }
+        if (terminateOutcome == QuitRequestOutcome::sent ||
+            terminateOutcome == QuitRequestOutcome::refused) {
+            terminateRequests.push_back(pid);
+        }
+        return terminateOutcome;
     }
     bool activate(std::int32_t pid) override {
         activateRequests.push_back(pid);

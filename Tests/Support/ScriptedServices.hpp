@@ -9,7 +9,7 @@
 #include <vector>
 
 // Doubles of the six service interfaces whose answers and timing the test scripts
-// (see ScriptedOperation). Plans are synchronous and come from replaceable planners.
+// (see ScriptedOperation). Plans answer at once unless a test holds them.
 
 namespace tovo::testing {
 
@@ -88,17 +88,39 @@ public:
     using Planner =
         std::function<std::vector<ProcessReleasePlan>(const std::vector<BlockingProcess>&)>;
 
+    /// Plans answer at once from `planner`; a test that clears the responder of
+    /// `plans` holds them pending instead.
     explicit ScriptedProcessReleaser(Executor& executor)
-        : requests(executor) {}
+        : plans(executor)
+        , requests(executor) {
+        answerPlansAtOnce();
+    }
 
-    /// Without a planner, the interface's default (everything left to the user).
-    std::vector<ProcessReleasePlan>
-    planRelease(const std::vector<BlockingProcess>& processes) const override {
-        return planner ? planner(processes) : ProcessReleasing::planRelease(processes);
+    void answerPlansAtOnce() {
+        plans.setResponder([this](const std::vector<BlockingProcess>& processes) {
+            return decltype(plans)::Outcome::success(planned(processes));
+        });
+    }
+
+    Task<std::vector<ProcessReleasePlan>>
+    planRelease(std::vector<BlockingProcess> processes) const override {
+        return plans.call(std::move(processes));
     }
     Task<std::vector<ReleaseAttempt>>
     requestRelease(std::vector<BlockingProcess> processes) override {
         return requests.call(std::move(processes));
+    }
+
+    /// Without a planner, everything is left to the user, as the interface's default.
+    std::vector<ProcessReleasePlan> planned(const std::vector<BlockingProcess>& processes) const {
+        if (planner) {
+            return planner(processes);
+        }
+        std::vector<ProcessReleasePlan> result;
+        for (const auto& process : processes) {
+            result.push_back(manualPlan(process));
+        }
+        return result;
     }
 
     /// Plans each process with `plan`, one plan per process.
@@ -123,24 +145,32 @@ public:
     }
 
     Planner planner;
+    mutable ScriptedOperation<std::vector<ProcessReleasePlan>, std::vector<BlockingProcess>> plans;
     ScriptedOperation<std::vector<ReleaseAttempt>, std::vector<BlockingProcess>> requests;
 };
 
 class ScriptedProcessStopper final : public ProcessStopping {
 public:
-    explicit ScriptedProcessStopper(Executor& executor)
-        : stops(executor) {}
-
     /// Plans one terminate signal for everybody unless told otherwise.
-    ProcessStopPlan planStop(const BlockingProcess& process) const override {
-        return {process.pid, process.command + " (plan)", method, "Tovo will stop it.",
-                std::nullopt};
+    explicit ScriptedProcessStopper(Executor& executor)
+        : plans(executor)
+        , stops(executor) {
+        plans.setResponder([this](const BlockingProcess& process) {
+            return decltype(plans)::Outcome::success(
+                ProcessStopPlan{process.pid, process.command + " (plan)", method,
+                                "Tovo will stop it.", std::nullopt});
+        });
+    }
+
+    Task<ProcessStopPlan> planStop(BlockingProcess process) const override {
+        return plans.call(std::move(process));
     }
     Task<ReleaseAttempt> requestStop(BlockingProcess process) override {
         return stops.call(std::move(process));
     }
 
     StopMethod method = StopMethod::terminateProcess;
+    mutable ScriptedOperation<ProcessStopPlan, BlockingProcess> plans;
     ScriptedOperation<ReleaseAttempt, BlockingProcess> stops;
 };
 

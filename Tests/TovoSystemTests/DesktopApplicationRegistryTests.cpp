@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <sys/stat.h>
+
 namespace tovo {
 namespace {
 
@@ -106,15 +108,56 @@ TEST_F(DesktopApplicationRegistryTest, PlainGoneAndZombieProcesses) {
     EXPECT_TRUE(registry.isTerminated(8999));
 }
 
-TEST_F(DesktopApplicationRegistryTest, WithoutBusOrDisplayQuitAndActivateAreRefused) {
-    addProcess(4242, 900, "evince", appSlice + "app-gnome-org.gnome.Evince-4242.scope\n");
+TEST_F(DesktopApplicationRegistryTest, WithoutBusOrDisplayNothingIsSent) {
+    // Our own pid, so that the registry can pin a live process.
+    const auto pid = static_cast<std::int32_t>(::getpid());
+    addProcess(pid, 900, "evince", appSlice + "app-gnome-org.gnome.Evince-1.scope\n");
     options.sessionBusAddress = "unix:path=" + (root.path() / "no-bus").string();
     options.display = ":97"; // nothing listens there
     DesktopApplicationRegistry registry(options);
-    EXPECT_FALSE(registry.terminate(4242));
-    EXPECT_FALSE(registry.activate(4242));
+    EXPECT_EQ(registry.terminate(pid, [] { return true; }), QuitRequestOutcome::noProvenRoute);
+    EXPECT_FALSE(registry.activate(pid));
     EXPECT_EQ(registry.ownBundleIdentifier(), "org.tovo.Tovo");
 }
+
+struct HostileFile {
+    const char* name;
+    std::function<void(const fs::path&)> make; ///< makes the file at the given path
+};
+
+class DesktopApplicationHostileFiles : public DesktopApplicationRegistryTest,
+                                       public ::testing::WithParamInterface<HostileFile> {};
+
+// Another program chose these paths: a FIFO must not hang the lookup, and an endless
+// or huge file must not be read whole. The application is still known by its id.
+TEST_P(DesktopApplicationHostileFiles, LaunchFileAndSandboxInfoAreReadSafely) {
+    const auto launched = root.path() / "elsewhere/org.example.Notes.desktop";
+    fs::create_directories(launched.parent_path());
+    GetParam().make(launched);
+    addProcess(6000, 900, "notes", "0::/\n",
+               "GIO_LAUNCHED_DESKTOP_FILE=" + launched.string() + '\0' +
+                   "GIO_LAUNCHED_DESKTOP_FILE_PID=6000" + '\0');
+    EXPECT_EQ(lookUp(6000), (RunningApplication{6000, std::nullopt, "org.example.Notes",
+                                                ActivationPolicy::regular}));
+
+    addProcess(7001, 7000, "paint", "0::/\n");
+    fs::create_directories(options.procRoot / "7001/root");
+    GetParam().make(options.procRoot / "7001/root/.flatpak-info");
+    EXPECT_EQ(lookUp(7001), std::nullopt);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Files, DesktopApplicationHostileFiles,
+    ::testing::Values(
+        HostileFile{"Fifo", [](const fs::path& at) { ASSERT_EQ(::mkfifo(at.c_str(), 0600), 0); }},
+        HostileFile{"EndlessDevice",
+                    [](const fs::path& at) { fs::create_symlink("/dev/zero", at); }},
+        HostileFile{"TooLarge",
+                    [](const fs::path& at) {
+                        std::ofstream(at) << "[Desktop Entry]\nName=Big\n"
+                                          << std::string(2 * 1024 * 1024, '#');
+                    }}),
+    [](const auto& info) { return std::string(info.param.name); });
 
 } // namespace
 } // namespace tovo

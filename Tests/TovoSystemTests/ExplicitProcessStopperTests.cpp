@@ -22,7 +22,7 @@ struct ToolScene : Scene {
         : Scene("convert") {}
     ExplicitProcessStopper stopper() {
         return ExplicitProcessStopper(
-            userID, ownPID, metadata, registry,
+            executor, userID, ownPID, metadata, registry,
             [this](std::int32_t target, std::int32_t number, const std::function<bool()>& confirm) {
                 if (!confirm()) {
                     errno = 0;
@@ -57,7 +57,7 @@ TEST_P(StopPlan, FirstMatchingRuleWins) {
     ToolScene scene;
     GetParam().arrange(scene);
     const auto& c = GetParam();
-    EXPECT_EQ(scene.stopper().planStop(scene.process),
+    EXPECT_EQ(scene.await(scene.stopper().planStop(scene.process)),
               (ProcessStopPlan{scene.process.pid, c.processName, c.method, c.message, c.warning}));
     EXPECT_TRUE(scene.signals.empty());
 }
@@ -193,9 +193,25 @@ INSTANTIATE_TEST_SUITE_P(
                     [](auto& s) { s.makeApplication(), s.registry->lookupsBeforeVanishing = 1; },
                     ReleaseDisposition::alreadyClosed, "The app is no longer running."},
         RequestCase{"appRefused",
-                    [](auto& s) { s.makeApplication(), s.registry->acceptsTerminate = false; },
+                    [](auto& s) {
+                        s.makeApplication();
+                        s.registry->terminateOutcome = QuitRequestOutcome::refused;
+                    },
                     ReleaseDisposition::failed, "The app did not accept the quit request.", false,
                     true},
+        RequestCase{"appWithoutProvenReceiver",
+                    [](auto& s) {
+                        s.makeApplication();
+                        s.registry->terminateOutcome = QuitRequestOutcome::noProvenRoute;
+                    },
+                    ReleaseDisposition::needsManualAction, noProvenQuitRouteMessage},
+        RequestCase{"appReusedWhilePinned",
+                    [](auto& s) {
+                        s.makeApplication();
+                        s.registry->onPin = [&s] { s.metadata->processes.at(pid).parentPID = 9; };
+                    },
+                    ReleaseDisposition::failed,
+                    "Tovo could not verify that this is the same app. Nothing was sent."},
         RequestCase{
             "appReusedPid",
             [](auto& s) { s.makeApplication(), s.metadata->processes.at(pid).parentPID = 1; },

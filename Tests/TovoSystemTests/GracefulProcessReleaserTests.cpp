@@ -15,8 +15,8 @@ struct EditorScene : Scene {
         : Scene("editor") {
         makeApplication();
     }
-    GracefulProcessReleaser releaser() const {
-        return GracefulProcessReleaser(userID, ownPID, metadata, registry);
+    GracefulProcessReleaser releaser() {
+        return GracefulProcessReleaser(executor, userID, ownPID, metadata, registry);
     }
 };
 
@@ -41,7 +41,7 @@ TEST_P(ReleasePlan, FirstMatchingRuleWins) {
                                       quitName ? ReleaseStrategy::quitApplication
                                                : ReleaseStrategy::manualAction,
                                       GetParam().message};
-    EXPECT_EQ(scene.releaser().planRelease({scene.process}),
+    EXPECT_EQ(scene.await(scene.releaser().planRelease({scene.process})),
               std::vector<ProcessReleasePlan>{expected});
     EXPECT_TRUE(scene.registry->terminateRequests.empty());
 }
@@ -172,8 +172,24 @@ INSTANTIATE_TEST_SUITE_P(
                     ReleaseDisposition::alreadyClosed, "The app is already closed.", false},
         RequestCase{"accepted", [](auto&) {}, "Editor", ReleaseDisposition::requested,
                     "Tovo asked the app to quit.", true},
-        RequestCase{"refused", [](auto& s) { s.registry->acceptsTerminate = false; }, "editor",
-                    ReleaseDisposition::failed, "The app did not accept the quit request.", true}),
+        RequestCase{
+            "refused", [](auto& s) { s.registry->terminateOutcome = QuitRequestOutcome::refused; },
+            "editor", ReleaseDisposition::failed, "The app did not accept the quit request.", true},
+        // Another process owns the app's bus name, and no window proves to be this one's.
+        RequestCase{
+            "noProvenReceiver",
+            [](auto& s) { s.registry->terminateOutcome = QuitRequestOutcome::noProvenRoute; },
+            "editor", ReleaseDisposition::needsManualAction, noProvenQuitRouteMessage, false},
+        RequestCase{"reusedWhilePinned",
+                    [](auto& s) {
+                        s.registry->onPin = [&s] { s.metadata->processes.at(pid).parentPID = 9; };
+                    },
+                    "editor", ReleaseDisposition::needsManualAction,
+                    "Tovo could not verify that this is the same app.", false},
+        RequestCase{"exitedBeforePin",
+                    [](auto& s) { s.registry->terminateOutcome = QuitRequestOutcome::exited; },
+                    "Editor", ReleaseDisposition::alreadyClosed, "The app is already closed.",
+                    false}),
     [](const auto& info) { return info.param.name; });
 
 TEST(ReleaseRequestList, OneAttemptPerBlockerInOrderAndEachPidAskedOnce) {

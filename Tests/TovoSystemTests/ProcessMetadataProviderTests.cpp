@@ -11,8 +11,8 @@ namespace {
 constexpr std::uint64_t bootTime = 1'700'000'000;
 
 std::string statLine(std::int32_t pid, const std::string& command, std::int32_t parent,
-                     std::uint64_t startTicks) {
-    return std::to_string(pid) + " (" + command + ") S " + std::to_string(parent) +
+                     std::uint64_t startTicks, char state = 'S') {
+    return std::to_string(pid) + " (" + command + ") " + state + " " + std::to_string(parent) +
            " 4242 4242 34816 4242 4194560 1180 0 0 0 2 1 0 0 20 0 1 0 " +
            std::to_string(startTicks) + " 9334784 1280 18446744073709551615 1 1 0 0\n";
 }
@@ -34,8 +34,9 @@ TEST_P(ProcStatParsing, ReadsParentAndStartAfterTheLastParenthesis) {
 INSTANTIATE_TEST_SUITE_P(
     Lines, ProcStatParsing,
     ::testing::Values(
-        StatCase{"Plain", statLine(4242, "bash", 300, 987654), Stat{300, 987654}},
-        StatCase{"CommandImitatingFields", statLine(7, "x) S 99 (1) 2 3", 6, 55), Stat{6, 55}},
+        StatCase{"Plain", statLine(4242, "bash", 300, 987654), Stat{300, 987654, 'S'}},
+        StatCase{"CommandImitatingFields", statLine(7, "x) S 99 (1) 2 3", 6, 55), Stat{6, 55, 'S'}},
+        StatCase{"Zombie", statLine(9, "gone", 6, 55, 'Z'), Stat{6, 55, 'Z'}},
         StatCase{"NoParenthesis", "4242 bash S 300 1 2 3", std::nullopt},
         StatCase{"CutShort", "4242 (bash) S 300 4242 4242 34816 4242 4194560", std::nullopt},
         StatCase{"ParentNotANumber", "4242 (bash) S x1 4242 4242 0 -1 0 0 0 0 0 0 0 0 0 20 0 1 0 5",

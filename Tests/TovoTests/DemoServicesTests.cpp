@@ -1,5 +1,6 @@
 #include "Support/ModelBuilders.hpp"
 #include "Support/RecordingLogger.hpp"
+#include "Support/TaskRunning.hpp"
 #include "Tovo/Support/DemoWorkflowFactory.hpp"
 #include "Tovo/Support/DiskCardPresentation.hpp"
 #include "TovoCore/Async/Spawn.hpp"
@@ -141,22 +142,27 @@ TEST(DemoProcessReleaser, AsksOnlyOrdinaryAppsWhenAllowedAndAlwaysOffersAStop) {
     const auto scenario = std::make_shared<DemoScenario>(std::vector<BlockingProcess>{}, main);
     DemoProcessReleaser automatic(scenario, true);
     DemoProcessReleaser manual(scenario, false);
+    const auto release = [&](const DemoProcessReleaser& releaser, BlockingProcess process) {
+        return testing::runToEnd(main, releaser.planRelease({std::move(process)})).at(0);
+    };
+    const auto stop = [&](BlockingProcess process) {
+        return testing::runToEnd(main, manual.planStop(std::move(process)));
+    };
     const auto stopVM = "Stop the virtual machine, then try again.";
-    EXPECT_EQ(automatic.planRelease({preview}).at(0),
+    EXPECT_EQ(release(automatic, preview),
               (ProcessReleasePlan{63120, "Preview", ReleaseStrategy::quitApplication,
                                   "Tovo will ask this app to quit."}));
-    EXPECT_EQ(automatic.planRelease({testing::makeProcess(5, "my-VIRTUALIZATION.virtualmachine-2")})
-                  .at(0)
-                  .message,
-              stopVM);
-    EXPECT_EQ(manual.planRelease({preview}).at(0).message, stopVM);
-    EXPECT_EQ(manual.planStop(virtualMachine),
+    EXPECT_EQ(
+        release(automatic, testing::makeProcess(5, "my-VIRTUALIZATION.virtualmachine-2")).message,
+        stopVM);
+    EXPECT_EQ(release(manual, preview).message, stopVM);
+    EXPECT_EQ(stop(virtualMachine),
               (ProcessStopPlan{90294, "Virtual Machine", StopMethod::terminateProcess,
                                "Tovo will send one stop request (SIGTERM) to Virtual Machine. Most "
                                "tools stop cleanly. Tovo never forces a kill.",
                                "A running virtual machine can lose unsaved state. Stop it from its "
                                "own app if you can."}));
-    EXPECT_EQ(manual.planStop(preview).method, StopMethod::quitApplication);
+    EXPECT_EQ(stop(preview).method, StopMethod::quitApplication);
 }
 
 } // namespace

@@ -47,10 +47,10 @@ ServiceGraph makeSystemServiceGraph(Executor& mainExecutor) {
         mainExecutor, std::make_shared<SystemCommandRunner>(mainExecutor, commandTimeoutSeconds),
         LsofFieldParser(), metadata);
 
-    auto releaser =
-        std::make_shared<GracefulProcessReleaser>(::getuid(), ::getpid(), metadata, registry);
-    auto stopper =
-        std::make_shared<ExplicitProcessStopper>(::getuid(), ::getpid(), metadata, registry);
+    auto releaser = std::make_shared<GracefulProcessReleaser>(mainExecutor, ::getuid(), ::getpid(),
+                                                              metadata, registry);
+    auto stopper = std::make_shared<ExplicitProcessStopper>(mainExecutor, ::getuid(), ::getpid(),
+                                                            metadata, registry);
     return ServiceGraph{volumeProvider,
                         ejector,
                         diagnoser,

@@ -34,10 +34,23 @@ TovoApp::TovoApp(LaunchOptions options, Overrides overrides)
           services_.volumeProvider, services_.ejector, services_.diagnoser, services_.releaser,
           services_.stopper, services_.settleDelayNanoseconds, services_.releaseTimeoutNanoseconds,
           *clock_, *logger_, executor_))
-    , presentation_(services_.registry.get())
+    , applications_(services_.registry ? std::make_unique<BackgroundApplicationLookup>(
+                                             services_.registry, executor_)
+                                       : nullptr)
+    , presentation_(applications_.get())
     , window_(std::make_unique<MainWindow>(ContentView::Environment{
-          *workflow_, executor_, presentation_, services_.registry.get(), *logger_,
+          *workflow_, executor_, presentation_, applications_.get(), *logger_,
           overrides.reduceMotion.value_or(ContentView::reduceMotionRequested())})) {
+    if (applications_) {
+        // New blockers may be new processes under old pids: look their apps up again.
+        workflow_->addObserver([lookup = applications_.get()](WorkflowProperty property) {
+            if (property == WorkflowProperty::blockers) {
+                lookup->invalidate();
+            }
+        });
+        applications_->setChangeHandler(
+            [bridge = &window_->contentView()->bridge()] { bridge->requestRedraw(); });
+    }
     if (overrides.watchMounts) {
         watcher_ = std::make_unique<MountChangeWatcher>();
         QObject::connect(watcher_.get(), &MountChangeWatcher::changed, window_->contentView(),
@@ -47,6 +60,9 @@ TovoApp::TovoApp(LaunchOptions options, Overrides overrides)
 
 TovoApp::~TovoApp() {
     // The window and its sheets go first: they point into the workflow.
+    if (applications_) {
+        applications_->setChangeHandler(nullptr);
+    }
     watcher_.reset();
     window_.reset();
 }

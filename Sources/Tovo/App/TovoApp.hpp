@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Tovo/App/ServiceGraph.hpp"
+#include "Tovo/Support/BackgroundApplicationLookup.hpp"
 #include "Tovo/Support/LaunchOptions.hpp"
 #include "Tovo/Support/ProcessPresentation.hpp"
 #include "Tovo/Support/Qt/QtMainExecutor.hpp"
@@ -60,6 +61,7 @@ private:
     std::unique_ptr<Clock> clock_;
     ServiceGraph services_;
     std::unique_ptr<TovoWorkflow> workflow_;
+    std::unique_ptr<BackgroundApplicationLookup> applications_; ///< absent in demo mode
     ProcessPresentation presentation_;
     std::unique_ptr<MainWindow> window_;
     std::unique_ptr<MountChangeWatcher> watcher_;

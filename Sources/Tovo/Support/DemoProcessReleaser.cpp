@@ -12,8 +12,13 @@ constexpr const char* virtualMachineMessage = "Stop the virtual machine, then tr
 
 } // namespace
 
+Task<std::vector<ProcessReleasePlan>>
+DemoProcessReleaser::planRelease(std::vector<BlockingProcess> processes) const {
+    co_return plansFor(processes);
+}
+
 std::vector<ProcessReleasePlan>
-DemoProcessReleaser::planRelease(const std::vector<BlockingProcess>& processes) const {
+DemoProcessReleaser::plansFor(const std::vector<BlockingProcess>& processes) const {
     std::vector<ProcessReleasePlan> plans;
     plans.reserve(processes.size());
     for (const auto& process : processes) {
@@ -53,7 +58,11 @@ DemoProcessReleaser::requestRelease(std::vector<BlockingProcess> processes) {
     co_return attempts;
 }
 
-ProcessStopPlan DemoProcessReleaser::planStop(const BlockingProcess& process) const {
+Task<ProcessStopPlan> DemoProcessReleaser::planStop(BlockingProcess process) const {
+    co_return stopPlanFor(process);
+}
+
+ProcessStopPlan DemoProcessReleaser::stopPlanFor(const BlockingProcess& process) const {
     const auto name = ProcessPresentation().name(process);
     if (ProcessPresentation::isVirtualMachine(process.command)) {
         return ProcessStopPlan{

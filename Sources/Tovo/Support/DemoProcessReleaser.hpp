@@ -16,17 +16,20 @@ public:
         : scenario_(std::move(scenario))
         , allowsAutomaticQuit_(allowsAutomaticQuit) {}
 
-    std::vector<ProcessReleasePlan>
-    planRelease(const std::vector<BlockingProcess>& processes) const override;
+    Task<std::vector<ProcessReleasePlan>>
+    planRelease(std::vector<BlockingProcess> processes) const override;
     Task<std::vector<ReleaseAttempt>>
     requestRelease(std::vector<BlockingProcess> processes) override;
 
-    ProcessStopPlan planStop(const BlockingProcess& process) const override;
+    Task<ProcessStopPlan> planStop(BlockingProcess process) const override;
     Task<ReleaseAttempt> requestStop(BlockingProcess process) override;
 
     bool allowsAutomaticQuit() const { return allowsAutomaticQuit_; }
 
 private:
+    std::vector<ProcessReleasePlan> plansFor(const std::vector<BlockingProcess>& processes) const;
+    ProcessStopPlan stopPlanFor(const BlockingProcess& process) const;
+
     std::shared_ptr<DemoScenario> scenario_;
     bool allowsAutomaticQuit_;
 };

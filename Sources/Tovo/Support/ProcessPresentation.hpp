@@ -17,7 +17,7 @@ namespace tovo {
 /// applications and finds the one that can be brought to the front.
 class ProcessPresentation {
 public:
-    explicit ProcessPresentation(const ApplicationRegistry* registry = nullptr)
+    explicit ProcessPresentation(const ApplicationDirectory* registry = nullptr)
         : registry_(registry) {}
 
     /// "Virtual Machine", "Spotlight", the desktop entry's name, else the command.
@@ -51,7 +51,7 @@ public:
     static bool isSpotlight(std::string_view command);
 
 private:
-    const ApplicationRegistry* registry_;
+    const ApplicationDirectory* registry_;
 };
 
 } // namespace tovo

@@ -32,7 +32,7 @@ ContentView::ContentView(Environment environment, QWidget* parent)
     , workflow_(environment.workflow)
     , executor_(environment.mainExecutor)
     , presentation_(environment.presentation)
-    , registry_(environment.registry)
+    , applications_(environment.applications)
     , logger_(environment.logger)
     , reduceMotion_(environment.reduceMotion)
     , bridge_(environment.workflow)
@@ -114,11 +114,11 @@ void ContentView::requestStop(const BlockingProcess& process) {
 }
 
 void ContentView::showApplication(const BlockingProcess& process) {
-    if (registry_ == nullptr) {
+    if (applications_ == nullptr) {
         return;
     }
     if (const auto application = presentation_.showableApplication(process)) {
-        registry_->activate(application->pid);
+        applications_->activate(application->pid);
     }
 }
 

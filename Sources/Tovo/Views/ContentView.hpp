@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Tovo/Support/BackgroundApplicationLookup.hpp"
 #include "Tovo/Support/ProcessPresentation.hpp"
 #include "Tovo/Support/Qt/PhaseAnnouncer.hpp"
 #include "Tovo/Support/Qt/WorkflowBridge.hpp"
@@ -33,7 +34,7 @@ public:
         TovoWorkflow& workflow;
         Executor& mainExecutor;
         const ProcessPresentation& presentation;
-        ApplicationRegistry* registry; ///< brings applications to the front; absent in demo
+        BackgroundApplicationLookup* applications; ///< brings apps to the front; absent in demo
         Logger& logger;
         bool reduceMotion;
     };
@@ -85,7 +86,7 @@ private:
     TovoWorkflow& workflow_;
     Executor& executor_;
     const ProcessPresentation& presentation_;
-    ApplicationRegistry* registry_;
+    BackgroundApplicationLookup* applications_;
     Logger& logger_;
     bool reduceMotion_;
 

@@ -9,7 +9,7 @@ namespace tovo {
 class CancellationError final : public Error {
 public:
     std::string description() const override { return "The operation was cancelled."; }
-    std::string domain() const override { return "Swift.CancellationError"; }
+    std::string domain() const override { return "tovo.CancellationError"; }
     std::int64_t code() const override { return 1; }
 };
 

@@ -2,15 +2,15 @@
 
 namespace tovo {
 
-std::vector<ProcessReleasePlan>
-ProcessReleasing::planRelease(const std::vector<BlockingProcess>& processes) const {
+Task<std::vector<ProcessReleasePlan>>
+ProcessReleasing::planRelease(std::vector<BlockingProcess> processes) const {
     std::vector<ProcessReleasePlan> plans;
     plans.reserve(processes.size());
     for (const auto& process : processes) {
         plans.push_back({process.pid, process.command, ReleaseStrategy::manualAction,
                          "Close this process, then try again."});
     }
-    return plans;
+    co_return plans;
 }
 
 } // namespace tovo

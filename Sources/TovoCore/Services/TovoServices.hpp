@@ -45,9 +45,11 @@ public:
 class ProcessReleasing {
 public:
     virtual ~ProcessReleasing() = default;
-    /// One plan per process, same order. By default every process is left to the user.
-    virtual std::vector<ProcessReleasePlan>
-    planRelease(const std::vector<BlockingProcess>& processes) const;
+    /// One plan per process, same order. Planning may consult the live system (its
+    /// process table, the session bus, the display), so it is asynchronous. By default
+    /// every process is left to the user.
+    virtual Task<std::vector<ProcessReleasePlan>>
+    planRelease(std::vector<BlockingProcess> processes) const;
     /// One attempt per process asked. Never throws: outcomes are attempts.
     virtual Task<std::vector<ReleaseAttempt>>
     requestRelease(std::vector<BlockingProcess> processes) = 0;
@@ -56,7 +58,8 @@ public:
 class ProcessStopping {
 public:
     virtual ~ProcessStopping() = default;
-    virtual ProcessStopPlan planStop(const BlockingProcess& process) const = 0;
+    /// Asynchronous for the same reason as release planning.
+    virtual Task<ProcessStopPlan> planStop(BlockingProcess process) const = 0;
     /// Never throws: the outcome is the attempt.
     virtual Task<ReleaseAttempt> requestStop(BlockingProcess process) = 0;
 };

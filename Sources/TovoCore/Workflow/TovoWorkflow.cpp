@@ -100,6 +100,14 @@ Task<void> TovoWorkflow::refresh() {
     setDisks(std::move(*listed));
     logger_.info("Disk refresh completed count=" + std::to_string(count));
     if (selectedDisk()) {
+        // A refresh is how the user leaves a failure that asked for one: whatever the
+        // list now holds, the screen must be usable again.
+        const auto* failure = phase_.getIf<EjectionPhase::Failed>();
+        if (failure && failure->recovery == FailureRecovery::refreshDisks) {
+            activeOperationID_.reset();
+            clearLists();
+            setPhase(EjectionPhase::ready());
+        }
         co_return;
     }
     activeOperationID_.reset();

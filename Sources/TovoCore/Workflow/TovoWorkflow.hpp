@@ -88,7 +88,9 @@ private:
     void logEjectionFailure(std::exception_ptr error);
     Task<std::vector<BlockingProcess>>
     diagnoseBlockers(ExternalDisk disk, std::optional<std::int32_t> dissentingProcessID);
-    void enterBlockedState(std::vector<BlockingProcess> found);
+    /// Plans every blocker, then shows them; dropped when the operation moved on meanwhile.
+    Task<void> enterBlockedState(Uuid operationID, std::string diskID,
+                                 std::vector<BlockingProcess> found);
     void failOperation(const Uuid& operationID, const std::string& diskID,
                        std::exception_ptr error);
     void recoverFromCancellation(const Uuid& operationID, const std::string& diskID);

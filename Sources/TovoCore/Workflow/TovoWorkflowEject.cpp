@@ -90,7 +90,19 @@ Task<void> TovoWorkflow::attemptEject() {
     }
     logger_.info("Diagnosis completed blockers=" + std::to_string(found.size()));
     if (!found.empty()) {
-        enterBlockedState(std::move(found));
+        std::exception_ptr planningError;
+        try {
+            co_await enterBlockedState(operationID, disk->id, std::move(found));
+        } catch (...) {
+            planningError = std::current_exception();
+        }
+        if (planningError && isCurrent(operationID, disk->id)) {
+            logger_.error("Diagnosis failed " + domainAndCode(planningError));
+            activeOperationID_.reset();
+            setPhase(EjectionPhase::failed("Could not inspect this disk",
+                                           message + " " + readableMessage(planningError),
+                                           FailureRecovery::retryEject));
+        }
         co_return;
     }
     activeOperationID_.reset();
@@ -129,16 +141,24 @@ TovoWorkflow::diagnoseBlockers(ExternalDisk disk, std::optional<std::int32_t> di
     co_return co_await diagnoser_->blockers(std::move(disk));
 }
 
-void TovoWorkflow::enterBlockedState(std::vector<BlockingProcess> found) {
-    setBlockers(std::move(found));
-    setReleasePlans(releaser_->planRelease(blockers_));
+Task<void> TovoWorkflow::enterBlockedState(Uuid operationID, std::string diskID,
+                                           std::vector<BlockingProcess> found) {
+    // Named tasks: GCC 12 mishandles temporaries inside co_await.
+    auto releasePlanning = releaser_->planRelease(found);
+    auto releasePlans = co_await releasePlanning;
     std::vector<ProcessStopPlan> stopPlans;
     if (stopper_) {
-        stopPlans.reserve(blockers_.size());
-        for (const auto& blocker : blockers_) {
-            stopPlans.push_back(stopper_->planStop(blocker));
+        stopPlans.reserve(found.size());
+        for (const auto& blocker : found) {
+            auto stopPlanning = stopper_->planStop(blocker);
+            stopPlans.push_back(co_await stopPlanning);
         }
     }
+    if (!isCurrent(operationID, diskID)) {
+        co_return;
+    }
+    setBlockers(std::move(found));
+    setReleasePlans(std::move(releasePlans));
     setStopPlans(std::move(stopPlans));
     activeOperationID_.reset();
     setPhase(EjectionPhase::blocked());

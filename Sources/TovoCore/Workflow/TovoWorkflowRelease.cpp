@@ -91,7 +91,11 @@ Task<void> TovoWorkflow::releaseApproved(ExternalDisk disk, Uuid operationID,
                                                alreadyClosedMessage));
             continue;
         }
-        const auto freshPlans = releaser_->planRelease(std::vector<BlockingProcess>(1, *process));
+        auto planning = releaser_->planRelease(std::vector<BlockingProcess>(1, *process));
+        const auto freshPlans = co_await planning;
+        if (!isCurrent(operationID, disk.id)) {
+            co_return;
+        }
         if (approval.plan.strategy != ReleaseStrategy::quitApplication) {
             // Left to the user: never asked, whatever the fresh plan says.
             attempts.push_back(recordedAttempt(approval.process.pid, approval.plan.processName,
@@ -134,32 +138,42 @@ Task<void> TovoWorkflow::releaseApproved(ExternalDisk disk, Uuid operationID,
 }
 
 Task<void> TovoWorkflow::performStop(BlockingProcess process) {
-    const auto disk = selectedDisk();
-    if (!disk) {
-        co_return;
-    }
-    if (!phase_.is<EjectionPhase::Blocked>() || !stopper_) {
+    if (!selectedDisk() || !phase_.is<EjectionPhase::Blocked>() || !stopper_) {
         co_return;
     }
     const auto shown = findSameProcess(blockers_, process);
     if (!shown) {
         co_return;
     }
-    // The plan on screen may be stale: ask again.
-    auto plan = stopper_->planStop(*shown);
-    if (plan.method == StopMethod::unavailable) {
+    const auto diskID = *selectedDiskID_;
+    // The plan on screen may be stale: ask again. Nothing has started yet, so a plan
+    // that cannot be made leaves everything as it is.
+    std::optional<ProcessStopPlan> plan;
+    try {
+        auto planning = stopper_->planStop(*shown);
+        plan = co_await planning;
+    } catch (...) {
         co_return;
     }
-    logger_.info("Stop requested method=" + std::string(name(plan.method)));
+    if (plan->method == StopMethod::unavailable) {
+        co_return;
+    }
+    // Planning suspended: the user may have moved on, or another operation begun.
+    const auto disk = selectedDisk();
+    if (!disk || disk->id != diskID || !phase_.is<EjectionPhase::Blocked>() || activeOperationID_ ||
+        !findSameProcess(blockers_, *shown)) {
+        co_return;
+    }
+    logger_.info("Stop requested method=" + std::string(name(plan->method)));
 
     bumpRefreshGeneration();
     const auto operationID = beginOperation();
     setReleaseAttempts({});
-    setPhase(EjectionPhase::stopping(plan.processName));
+    setPhase(EjectionPhase::stopping(plan->processName));
 
     std::exception_ptr error;
     try {
-        co_await stopApproved(*disk, operationID, *shown, std::move(plan));
+        co_await stopApproved(*disk, operationID, *shown, std::move(*plan));
     } catch (...) {
         error = std::current_exception();
     }
@@ -226,12 +240,12 @@ Task<void> TovoWorkflow::settleAndRetryEject(ExternalDisk disk, Uuid operationID
     if (!isCurrent(operationID, disk.id)) {
         co_return;
     }
-    setBlockers(remaining);
     if (!remaining.empty()) {
         logger_.info("Release recheck still blocked count=" + std::to_string(remaining.size()));
-        enterBlockedState(std::move(remaining));
+        co_await enterBlockedState(operationID, disk.id, std::move(remaining));
         co_return;
     }
+    setBlockers({});
 
     setPhase(EjectionPhase::retrying());
     std::exception_ptr error;
@@ -270,7 +284,7 @@ Task<void> TovoWorkflow::settleAndRetryEject(ExternalDisk disk, Uuid operationID
         // Busy, yet nobody to show: fail with the refusal itself.
         throw *busy;
     }
-    enterBlockedState(std::move(found));
+    co_await enterBlockedState(operationID, disk.id, std::move(found));
 }
 
 Task<void> TovoWorkflow::sleepNanoseconds(std::uint64_t nanoseconds) {

@@ -1,7 +1,6 @@
 #include "TovoSystem/Linux/DesktopEntry.hpp"
 
-#include <fstream>
-#include <sstream>
+#include "TovoSystem/Linux/BoundedFile.hpp"
 
 namespace tovo {
 
@@ -108,13 +107,8 @@ std::optional<DesktopEntry> DesktopEntry::parse(std::string_view text, std::stri
 
 std::optional<DesktopEntry> DesktopEntry::load(const std::filesystem::path& file,
                                                std::string_view group) {
-    std::ifstream stream(file, std::ios::binary);
-    if (!stream) {
-        return std::nullopt;
-    }
-    std::ostringstream text;
-    text << stream.rdbuf();
-    return parse(text.str(), group);
+    const auto text = BoundedFile::read(file);
+    return text ? parse(*text, group) : std::nullopt;
 }
 
 std::optional<std::filesystem::path>

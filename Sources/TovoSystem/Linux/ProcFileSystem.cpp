@@ -111,10 +111,10 @@ std::optional<ProcFileSystem::Stat> ProcFileSystem::parseStat(std::string_view t
     }
     const auto parent = parseNumber<std::int32_t>(fields[parentField]);
     const auto start = parseNumber<std::uint64_t>(fields[startTimeField]);
-    if (!parent || !start) {
+    if (!parent || !start || fields.front().size() != 1) {
         return std::nullopt;
     }
-    return Stat{*parent, *start};
+    return Stat{*parent, *start, fields.front().front()};
 }
 
 std::optional<std::uint32_t> ProcFileSystem::parseRealUserID(std::string_view status) {

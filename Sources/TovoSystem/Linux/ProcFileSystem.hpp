@@ -19,7 +19,12 @@ public:
     struct Stat {
         std::int32_t parentPID;
         std::uint64_t startTicks; ///< clock ticks after boot
+        char state;               ///< R, S, D, T, Z (exited, not yet reaped), X (dead), ...
         bool operator==(const Stat&) const = default;
+
+        /// An exited process whose parent has not reaped it yet: it holds nothing and
+        /// cannot be asked anything, so it counts as gone.
+        bool hasExited() const { return state == 'Z' || state == 'X'; }
     };
 
     ProcFileSystem();

@@ -50,10 +50,13 @@ bool isElementCharacter(char c) {
 } // namespace
 
 SessionBusApplication::SessionBusApplication(std::optional<std::string> busAddress,
-                                             std::string applicationID,
+                                             std::string applicationID, std::int32_t receiverPID,
+                                             std::function<bool()> receiverStillValid,
                                              std::chrono::milliseconds callTimeout)
     : busAddress_(std::move(busAddress))
     , applicationID_(std::move(applicationID))
+    , receiverPID_(receiverPID)
+    , receiverStillValid_(std::move(receiverStillValid))
     , callTimeout_(callTimeout) {}
 
 bool SessionBusApplication::isBusName(std::string_view name) {
@@ -101,23 +104,35 @@ SessionBusApplication::Outcome SessionBusApplication::invoke(const Call& call) c
     } catch (const sdbus::Error&) {
         return Outcome::unreachable;
     }
+    // The owner's unique name: a request addressed to it can reach no other connection,
+    // even if the well-known id changes hands meanwhile.
+    std::string owner;
+    std::uint32_t ownerPID = 0;
     try {
         auto bus = sdbus::createProxy(*connection, "org.freedesktop.DBus", "/org/freedesktop/DBus");
-        bool owned = false;
-        bus->callMethod("NameHasOwner")
+        bus->callMethod("GetNameOwner")
             .onInterface("org.freedesktop.DBus")
             .withArguments(applicationID_)
             .withTimeout(callTimeout_)
-            .storeResultsTo(owned);
-        if (!owned) {
-            return Outcome::unreachable;
+            .storeResultsTo(owner);
+        try {
+            bus->callMethod("GetConnectionUnixProcessID")
+                .onInterface("org.freedesktop.DBus")
+                .withArguments(owner)
+                .withTimeout(callTimeout_)
+                .storeResultsTo(ownerPID);
+        } catch (const sdbus::Error&) {
+            return Outcome::otherReceiver;
         }
     } catch (const sdbus::Error&) {
         return Outcome::unreachable;
     }
+    if (receiverPID_ < 1 || ownerPID != static_cast<std::uint32_t>(receiverPID_) ||
+        (receiverStillValid_ && !receiverStillValid_())) {
+        return Outcome::otherReceiver;
+    }
     try {
-        auto application =
-            sdbus::createProxy(*connection, applicationID_, objectPath(applicationID_));
+        auto application = sdbus::createProxy(*connection, owner, objectPath(applicationID_));
         call(*application);
         return Outcome::accepted;
     } catch (const sdbus::Error& error) {

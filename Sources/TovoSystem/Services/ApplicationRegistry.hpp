@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 
@@ -21,23 +22,44 @@ struct RunningApplication {
     bool operator==(const RunningApplication&) const = default;
 };
 
-/// Which processes are desktop applications, and the polite requests Tovo may
-/// make of them. Linux: desktop entries, systemd app units, the session bus and X11.
-class ApplicationRegistry {
-public:
-    virtual ~ApplicationRegistry() = default;
+/// What became of one polite quit request.
+enum class QuitRequestOutcome {
+    sent,            ///< delivered to the checked process itself
+    refused,         ///< the application answered the request with an error
+    noProvenRoute,   ///< no route whose receiver is proved to be that process: nothing sent
+    identityChanged, ///< the identity check failed while the process was pinned: nothing sent
+    exited           ///< the process was gone before anything was sent
+};
 
+/// Which processes are desktop applications.
+class ApplicationDirectory {
+public:
+    virtual ~ApplicationDirectory() = default;
     /// The application whose main process is `pid`, if any.
     virtual std::optional<RunningApplication> runningApplication(std::int32_t pid) const = 0;
+};
+
+/// Which processes are desktop applications, and the polite requests Tovo may
+/// make of them. Linux: desktop entries, systemd app units, the session bus and X11.
+class ApplicationRegistry : public ApplicationDirectory {
+public:
     /// True once the application with this pid has ended.
     virtual bool isTerminated(std::int32_t pid) const = 0;
-    /// The application's own Quit, never a signal. True when the request was accepted.
-    virtual bool terminate(std::int32_t pid) = 0;
+    /// The application's own Quit, never a signal. The process is pinned first, so its pid
+    /// cannot be reused meanwhile; `confirmIdentity` then re-proves it, and the request
+    /// goes out at most once, and only to a receiver proved to be that very process.
+    virtual QuitRequestOutcome terminate(std::int32_t pid,
+                                         const std::function<bool()>& confirmIdentity) = 0;
     /// Brings the application to the front. True when it was asked.
     virtual bool activate(std::int32_t pid) = 0;
     /// Tovo's own application id.
     virtual std::optional<std::string> ownBundleIdentifier() const = 0;
 };
+
+/// Said when no route could be proved to reach the very process that was checked.
+inline constexpr const char* noProvenQuitRouteMessage =
+    "Tovo could not confirm that its quit request would reach this app, so it sent nothing. "
+    "Close the app yourself.";
 
 /// Tovo's application id: journal subsystem, desktop file and icon name.
 inline constexpr const char* tovoApplicationID = "org.tovo.Tovo";

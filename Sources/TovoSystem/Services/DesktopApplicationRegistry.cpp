@@ -1,14 +1,14 @@
 #include "TovoSystem/Services/DesktopApplicationRegistry.hpp"
 
+#include "TovoSystem/Linux/BoundedFile.hpp"
 #include "TovoSystem/Linux/DesktopEntry.hpp"
+#include "TovoSystem/Linux/ProcessPin.hpp"
 #include "TovoSystem/Linux/SessionBusApplication.hpp"
 #include "TovoSystem/Linux/SystemdUnitName.hpp"
 #include "TovoSystem/Linux/X11Windows.hpp"
 
 #include <charconv>
 #include <cstdlib>
-#include <fstream>
-#include <sstream>
 
 namespace tovo {
 
@@ -20,19 +20,6 @@ std::optional<std::string> environment(const char* name) {
         return std::nullopt;
     }
     return std::string(value);
-}
-
-std::optional<std::string> readFile(const std::filesystem::path& path) {
-    std::ifstream stream(path, std::ios::binary);
-    if (!stream) {
-        return std::nullopt;
-    }
-    std::ostringstream text;
-    text << stream.rdbuf();
-    if (stream.bad()) {
-        return std::nullopt;
-    }
-    return text.str();
 }
 
 std::optional<std::int32_t> parsePID(std::string_view text) {
@@ -114,7 +101,8 @@ std::optional<std::string> DesktopApplicationRegistry::readProcFile(std::int32_t
     if (pid < 1) {
         return std::nullopt;
     }
-    return readFile(options_.procRoot / std::to_string(pid) / name);
+    // A file under /proc/<pid>/root is whatever that process's root holds: maybe a FIFO.
+    return BoundedFile::read(options_.procRoot / std::to_string(pid) / name);
 }
 
 std::optional<std::int32_t> DesktopApplicationRegistry::parentOf(std::int32_t pid) const {
@@ -258,22 +246,39 @@ bool DesktopApplicationRegistry::isTerminated(std::int32_t pid) const {
     return !fields || fields->empty() || fields->front() == 'Z' || fields->front() == 'X';
 }
 
-bool DesktopApplicationRegistry::terminate(std::int32_t pid) {
+QuitRequestOutcome
+DesktopApplicationRegistry::terminate(std::int32_t pid,
+                                      const std::function<bool()>& confirmIdentity) {
     const auto application = runningApplication(pid);
     if (!application || application->activationPolicy == ActivationPolicy::prohibited) {
-        return false;
+        return QuitRequestOutcome::noProvenRoute;
     }
-    const SessionBusApplication bus(options_.sessionBusAddress, *application->bundleIdentifier,
-                                    options_.busCallTimeout);
+    // Pinned, the pid cannot pass to another process while we prove who receives the request.
+    const ProcessPin pin(pid);
+    if (!pin.isHeld()) {
+        return QuitRequestOutcome::exited;
+    }
+    if (!confirmIdentity()) {
+        return QuitRequestOutcome::identityChanged;
+    }
+    const SessionBusApplication bus(
+        options_.sessionBusAddress, *application->bundleIdentifier, pid,
+        [&pin] { return pin.isAlive(); }, options_.busCallTimeout);
     switch (bus.activateAction("quit")) {
     case SessionBusApplication::Outcome::accepted:
-        return true;
+        return QuitRequestOutcome::sent;
     case SessionBusApplication::Outcome::refused:
-        return false;
+        return QuitRequestOutcome::refused;
     case SessionBusApplication::Outcome::unreachable:
+    case SessionBusApplication::Outcome::otherReceiver:
         break;
     }
-    return X11Windows::requestClose(options_.display, pid) > 0;
+    if (!pin.isAlive()) {
+        return QuitRequestOutcome::exited;
+    }
+    // The X server names each window's client process itself.
+    return X11Windows::requestClose(options_.display, pid) > 0 ? QuitRequestOutcome::sent
+                                                               : QuitRequestOutcome::noProvenRoute;
 }
 
 bool DesktopApplicationRegistry::activate(std::int32_t pid) {
@@ -281,14 +286,15 @@ bool DesktopApplicationRegistry::activate(std::int32_t pid) {
     if (!application || application->activationPolicy == ActivationPolicy::prohibited) {
         return false;
     }
-    const SessionBusApplication bus(options_.sessionBusAddress, *application->bundleIdentifier,
-                                    options_.busCallTimeout);
+    const SessionBusApplication bus(options_.sessionBusAddress, *application->bundleIdentifier, pid,
+                                    nullptr, options_.busCallTimeout);
     switch (bus.activate()) {
     case SessionBusApplication::Outcome::accepted:
         return true;
     case SessionBusApplication::Outcome::refused:
         return false;
     case SessionBusApplication::Outcome::unreachable:
+    case SessionBusApplication::Outcome::otherReceiver:
         break;
     }
     return X11Windows::activate(options_.display, pid);

@@ -14,7 +14,8 @@ namespace tovo {
 /// application when it is the main process of a desktop application's systemd
 /// unit, or was launched from a desktop entry, or runs a flatpak; its id names
 /// its desktop entry. Quit and activation go through the application's own
-/// session-bus interface, else its X11 windows. Never a signal.
+/// session-bus interface, else its X11 windows, each proved to belong to the very
+/// process asked. Never a signal. Every call may block: keep it off the UI thread.
 class DesktopApplicationRegistry final : public ApplicationRegistry {
 public:
     /// Where the registry looks; tests point these at fixtures.
@@ -39,7 +40,8 @@ public:
 
     std::optional<RunningApplication> runningApplication(std::int32_t pid) const override;
     bool isTerminated(std::int32_t pid) const override;
-    bool terminate(std::int32_t pid) override;
+    QuitRequestOutcome terminate(std::int32_t pid,
+                                 const std::function<bool()>& confirmIdentity) override;
     bool activate(std::int32_t pid) override;
     std::optional<std::string> ownBundleIdentifier() const override;
 

@@ -1,5 +1,6 @@
 #include "TovoSystem/Services/ExplicitProcessStopper.hpp"
 
+#include "TovoCore/Async/Background.hpp"
 #include "TovoSystem/Services/LiveIdentity.hpp"
 #include "TovoSystem/Services/ProcessCommandPolicy.hpp"
 
@@ -14,10 +15,11 @@ namespace tovo {
 using Policy = ProcessCommandPolicy;
 
 ExplicitProcessStopper::ExplicitProcessStopper(
-    std::uint32_t currentUserID, std::int32_t currentProcessID,
+    Executor& executor, std::uint32_t currentUserID, std::int32_t currentProcessID,
     std::shared_ptr<const ProcessMetadataProviding> metadataProvider,
     std::shared_ptr<ApplicationRegistry> registry, Signaler signaler)
-    : currentUserID_(currentUserID)
+    : executor_(executor)
+    , currentUserID_(currentUserID)
     , currentProcessID_(currentProcessID)
     , metadataProvider_(std::move(metadataProvider))
     , registry_(std::move(registry))
@@ -72,7 +74,14 @@ ExplicitProcessStopper::displayIdentity(const BlockingProcess& process) const {
     return {process.command, std::nullopt};
 }
 
-ProcessStopPlan ExplicitProcessStopper::planStop(const BlockingProcess& process) const {
+Task<ProcessStopPlan> ExplicitProcessStopper::planStop(BlockingProcess process) const {
+    // Named, so that GCC 12 keeps the work and its captures alive across the suspension.
+    auto work = [this, process = std::move(process)] { return planNow(process); };
+    auto background = runInBackground(executor_, std::move(work));
+    co_return co_await std::move(background);
+}
+
+ProcessStopPlan ExplicitProcessStopper::planNow(const BlockingProcess& process) const {
     return plan(process, displayIdentity(process));
 }
 
@@ -112,8 +121,8 @@ ProcessStopPlan ExplicitProcessStopper::plan(const BlockingProcess& process,
             warning(process)};
 }
 
-ReleaseAttempt ExplicitProcessStopper::stop(const BlockingProcess& process) {
-    const auto planned = planStop(process);
+ReleaseAttempt ExplicitProcessStopper::stopNow(const BlockingProcess& process) {
+    const auto planned = planNow(process);
     const auto attempt = [&](ReleaseDisposition disposition, std::string message) {
         return ReleaseAttempt{Uuid::random(), process.pid, planned.processName, disposition,
                               std::move(message)};
@@ -170,9 +179,21 @@ ReleaseAttempt ExplicitProcessStopper::stop(const BlockingProcess& process) {
         if (registry_->isTerminated(process.pid)) {
             return attempt(ReleaseDisposition::alreadyClosed, "The app is already closed.");
         }
-        if (registry_->terminate(process.pid)) {
+        // Checked again once the process is pinned, right before the request goes out.
+        const auto confirm = [&] { return liveIdentityMatches(process, *metadataProvider_); };
+        switch (registry_->terminate(process.pid, confirm)) {
+        case QuitRequestOutcome::sent:
             return attempt(ReleaseDisposition::requested,
                            "Tovo asked " + planned.processName + " to quit.");
+        case QuitRequestOutcome::refused:
+            break;
+        case QuitRequestOutcome::noProvenRoute:
+            return attempt(ReleaseDisposition::needsManualAction, noProvenQuitRouteMessage);
+        case QuitRequestOutcome::identityChanged:
+            return attempt(ReleaseDisposition::failed,
+                           "Tovo could not verify that this is the same app. Nothing was sent.");
+        case QuitRequestOutcome::exited:
+            return attempt(ReleaseDisposition::alreadyClosed, "The app is already closed.");
         }
         return attempt(ReleaseDisposition::failed, "The app did not accept the quit request.");
     }
@@ -181,7 +202,9 @@ ReleaseAttempt ExplicitProcessStopper::stop(const BlockingProcess& process) {
 }
 
 Task<ReleaseAttempt> ExplicitProcessStopper::requestStop(BlockingProcess process) {
-    co_return stop(process);
+    auto work = [this, process = std::move(process)] { return stopNow(process); };
+    auto background = runInBackground(executor_, std::move(work));
+    co_return co_await std::move(background);
 }
 
 } // namespace tovo

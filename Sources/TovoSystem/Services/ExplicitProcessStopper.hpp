@@ -1,5 +1,6 @@
 #pragma once
 
+#include "TovoCore/Async/Executor.hpp"
 #include "TovoCore/Services/TovoServices.hpp"
 #include "TovoSystem/Services/ApplicationRegistry.hpp"
 #include "TovoSystem/Services/ProcessMetadataProviding.hpp"
@@ -12,6 +13,7 @@ namespace tovo {
 
 /// The user's last resort for one blocker: an application is asked to quit, any
 /// other process gets exactly one SIGTERM, each only after its identity is re-proved.
+/// Planning and requests run on a worker thread and resume on `executor`.
 class ExplicitProcessStopper final : public ProcessStopping {
 public:
     /// Pins the process `pid`, lets `confirm` re-prove its identity, and only then
@@ -20,13 +22,19 @@ public:
     using Signaler = std::function<std::int32_t(std::int32_t pid, std::int32_t signal,
                                                 const std::function<bool()>& confirm)>;
 
-    ExplicitProcessStopper(std::uint32_t currentUserID, std::int32_t currentProcessID,
+    ExplicitProcessStopper(Executor& executor, std::uint32_t currentUserID,
+                           std::int32_t currentProcessID,
                            std::shared_ptr<const ProcessMetadataProviding> metadataProvider,
                            std::shared_ptr<ApplicationRegistry> registry,
                            Signaler signaler = systemSignaler());
 
-    ProcessStopPlan planStop(const BlockingProcess& process) const override;
+    Task<ProcessStopPlan> planStop(BlockingProcess process) const override;
     Task<ReleaseAttempt> requestStop(BlockingProcess process) override;
+
+    /// The plan, blocking the calling thread.
+    ProcessStopPlan planNow(const BlockingProcess& process) const;
+    /// The request, blocking the calling thread.
+    ReleaseAttempt stopNow(const BlockingProcess& process);
 
     /// The caution shown before the user confirms a stop, if any.
     static std::optional<std::string> warning(const BlockingProcess& process);
@@ -41,8 +49,8 @@ private:
     };
     DisplayIdentity displayIdentity(const BlockingProcess& process) const;
     ProcessStopPlan plan(const BlockingProcess& process, const DisplayIdentity& identity) const;
-    ReleaseAttempt stop(const BlockingProcess& process);
 
+    Executor& executor_;
     std::uint32_t currentUserID_;
     std::int32_t currentProcessID_;
     std::shared_ptr<const ProcessMetadataProviding> metadataProvider_;

@@ -1,5 +1,6 @@
 #include "TovoSystem/Services/GracefulProcessReleaser.hpp"
 
+#include "TovoCore/Async/Background.hpp"
 #include "TovoSystem/Services/LiveIdentity.hpp"
 #include "TovoSystem/Services/ProcessCommandPolicy.hpp"
 
@@ -10,16 +11,25 @@ namespace tovo {
 using Policy = ProcessCommandPolicy;
 
 GracefulProcessReleaser::GracefulProcessReleaser(
-    std::uint32_t currentUserID, std::int32_t currentProcessID,
+    Executor& executor, std::uint32_t currentUserID, std::int32_t currentProcessID,
     std::shared_ptr<const ProcessMetadataProviding> metadataProvider,
     std::shared_ptr<ApplicationRegistry> registry)
-    : currentUserID_(currentUserID)
+    : executor_(executor)
+    , currentUserID_(currentUserID)
     , currentProcessID_(currentProcessID)
     , metadataProvider_(std::move(metadataProvider))
     , registry_(std::move(registry)) {}
 
+Task<std::vector<ProcessReleasePlan>>
+GracefulProcessReleaser::planRelease(std::vector<BlockingProcess> processes) const {
+    // Named, so that GCC 12 keeps the work and its captures alive across the suspension.
+    auto work = [this, processes = std::move(processes)] { return plansNow(processes); };
+    auto background = runInBackground(executor_, std::move(work));
+    co_return co_await std::move(background);
+}
+
 std::vector<ProcessReleasePlan>
-GracefulProcessReleaser::planRelease(const std::vector<BlockingProcess>& processes) const {
+GracefulProcessReleaser::plansNow(const std::vector<BlockingProcess>& processes) const {
     std::vector<ProcessReleasePlan> plans;
     plans.reserve(processes.size());
     for (const auto& process : processes) {
@@ -108,9 +118,23 @@ ReleaseAttempt GracefulProcessReleaser::request(const BlockingProcess& process) 
         return attempt(planned.processName, ReleaseDisposition::alreadyClosed,
                        "The app is already closed.");
     }
-    if (registry_->terminate(process.pid)) {
+    // Checked again once the process is pinned, right before the request goes out.
+    const auto confirm = [&] { return liveIdentityMatches(process, *metadataProvider_); };
+    switch (registry_->terminate(process.pid, confirm)) {
+    case QuitRequestOutcome::sent:
         return attempt(planned.processName, ReleaseDisposition::requested,
                        "Tovo asked the app to quit.");
+    case QuitRequestOutcome::refused:
+        break;
+    case QuitRequestOutcome::noProvenRoute:
+        return attempt(process.command, ReleaseDisposition::needsManualAction,
+                       noProvenQuitRouteMessage);
+    case QuitRequestOutcome::identityChanged:
+        return attempt(process.command, ReleaseDisposition::needsManualAction,
+                       "Tovo could not verify that this is the same app.");
+    case QuitRequestOutcome::exited:
+        return attempt(planned.processName, ReleaseDisposition::alreadyClosed,
+                       "The app is already closed.");
     }
     return attempt(process.command, ReleaseDisposition::failed,
                    "The app did not accept the quit request.");
@@ -118,6 +142,13 @@ ReleaseAttempt GracefulProcessReleaser::request(const BlockingProcess& process) 
 
 Task<std::vector<ReleaseAttempt>>
 GracefulProcessReleaser::requestRelease(std::vector<BlockingProcess> processes) {
+    auto work = [this, processes = std::move(processes)] { return requestNow(processes); };
+    auto background = runInBackground(executor_, std::move(work));
+    co_return co_await std::move(background);
+}
+
+std::vector<ReleaseAttempt>
+GracefulProcessReleaser::requestNow(const std::vector<BlockingProcess>& processes) {
     std::vector<ReleaseAttempt> attempts;
     attempts.reserve(processes.size());
     // A pid listed twice is asked once; its later entries repeat the first outcome.
@@ -132,7 +163,7 @@ GracefulProcessReleaser::requestRelease(std::vector<BlockingProcess> processes) 
         attempts.push_back(request(process));
         outcomes.insert_or_assign(process.pid, attempts.back());
     }
-    co_return attempts;
+    return attempts;
 }
 
 } // namespace tovo

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "TovoCore/Async/Executor.hpp"
 #include "TovoCore/Services/TovoServices.hpp"
 #include "TovoSystem/Services/ApplicationRegistry.hpp"
 #include "TovoSystem/Services/ProcessMetadataProviding.hpp"
@@ -10,23 +11,31 @@
 namespace tovo {
 
 /// Plans whether Tovo may politely ask each blocker to quit, and later asks the
-/// approved ones, each after a fresh identity check. Never sends a signal.
+/// approved ones, each after a fresh identity check. Never sends a signal. Planning and
+/// requests read /proc and talk to the session bus and the display, so they run on a
+/// worker thread and resume on `executor`.
 class GracefulProcessReleaser final : public ProcessReleasing {
 public:
-    GracefulProcessReleaser(std::uint32_t currentUserID, std::int32_t currentProcessID,
+    GracefulProcessReleaser(Executor& executor, std::uint32_t currentUserID,
+                            std::int32_t currentProcessID,
                             std::shared_ptr<const ProcessMetadataProviding> metadataProvider,
                             std::shared_ptr<ApplicationRegistry> registry);
 
-    std::vector<ProcessReleasePlan>
-    planRelease(const std::vector<BlockingProcess>& processes) const override;
+    Task<std::vector<ProcessReleasePlan>>
+    planRelease(std::vector<BlockingProcess> processes) const override;
     Task<std::vector<ReleaseAttempt>>
     requestRelease(std::vector<BlockingProcess> processes) override;
 
-    ProcessReleasePlan plan(const BlockingProcess& process) const;
+    /// The plans, blocking the calling thread.
+    std::vector<ProcessReleasePlan> plansNow(const std::vector<BlockingProcess>& processes) const;
+    /// The attempts, blocking the calling thread.
+    std::vector<ReleaseAttempt> requestNow(const std::vector<BlockingProcess>& processes);
 
 private:
+    ProcessReleasePlan plan(const BlockingProcess& process) const;
     ReleaseAttempt request(const BlockingProcess& process);
 
+    Executor& executor_;
     std::uint32_t currentUserID_;
     std::int32_t currentProcessID_;
     std::shared_ptr<const ProcessMetadataProviding> metadataProvider_;

@@ -59,7 +59,7 @@ SystemProcessMetadataProvider::parentApplication(std::int32_t pid) const {
 std::optional<SystemProcessMetadataProvider::KernelInfo>
 SystemProcessMetadataProvider::kernelInfo(std::int32_t pid) const {
     const auto stat = proc_.stat(pid);
-    if (!stat) {
+    if (!stat || stat->hasExited()) {
         return std::nullopt;
     }
     const auto userID = proc_.realUserID(pid);

@@ -1,3 +1,4 @@
+#include "Support/TaskRunning.hpp"
 #include "TovoCore/Models/EjectionState.hpp"
 #include "TovoCore/Services/TovoServices.hpp"
 
@@ -50,7 +51,8 @@ public:
 TEST(DefaultReleasePlanTest, OnePlanPerProcessLeftToTheUser) {
     const DefaultPlanner planner;
     BlockingProcess p{5, {}, "tool", {}, {}, {}, {}, {}, false, {}};
-    const auto plans = planner.planRelease({p, p});
+    ManualExecutor executor;
+    const auto plans = testing::runToEnd(executor, planner.planRelease({p, p}));
     ASSERT_EQ(plans.size(), 2u);
     EXPECT_EQ(plans[1], (ProcessReleasePlan{5, "tool", ReleaseStrategy::manualAction,
                                             "Close this process, then try again."}));

@@ -182,7 +182,9 @@ TEST(TovoWorkflowReleaseTest, ApprovalsAreFrozenWhenTheUserConfirms) {
 enum class Stage {
     eject,
     ejectDiagnosis,
+    ejectPlanning,
     approvalDiagnosis,
+    approvalPlanning,
     request,
     settleSleep,
     pollDiagnosis,
@@ -191,10 +193,14 @@ enum class Stage {
 };
 
 void releaseUntil(WorkflowHarness& h, Stage stage) {
-    if (stage == Stage::eject || stage == Stage::ejectDiagnosis) {
+    if (stage <= Stage::ejectPlanning) {
         h.listDisks({photos, backup});
-        if (stage == Stage::ejectDiagnosis) {
+        if (stage != Stage::eject) {
             h.ejector->ejects.enqueueError(WorkflowHarness::busyFailure());
+        }
+        if (stage == Stage::ejectPlanning) {
+            h.diagnoses->enqueueValue({editor});
+            h.releaser->plans.setResponder(nullptr);
         }
         h.start(h.workflow->attemptEject());
         return;
@@ -207,8 +213,13 @@ void releaseUntil(WorkflowHarness& h, Stage stage) {
         return;
     }
     h.start(h.workflow->performSafeTovo());
+    // Plans held from now on; the approval's plan is answered when that stage is passed.
+    h.releaser->plans.setResponder(nullptr);
     for (auto at = Stage::approvalDiagnosis; at != stage; at = Stage(int(at) + 1)) {
-        if (at == Stage::settleSleep) {
+        if (at == Stage::approvalPlanning) {
+            h.releaser->plans.resolve({quitPlan(editor)});
+            h.releaser->answerPlansAtOnce();
+        } else if (at == Stage::settleSleep) {
             h.advance(1200ms);
         } else if (at == Stage::request) {
             h.releaser->requests.resolve({attemptFor(editor, ReleaseDisposition::requested)});
@@ -222,7 +233,9 @@ void releaseUntil(WorkflowHarness& h, Stage stage) {
 // Answers the call the operation waits on at `stage`, with `error` unless it is null.
 void answerAt(WorkflowHarness& h, Stage stage, std::exception_ptr error) {
     const auto requested = attemptFor(editor, ReleaseDisposition::requested);
-    if (stage == Stage::request) {
+    if (stage == Stage::ejectPlanning || stage == Stage::approvalPlanning) {
+        error ? h.releaser->plans.fail(error) : h.releaser->plans.resolve({quitPlan(editor)});
+    } else if (stage == Stage::request) {
         error ? h.releaser->requests.fail(error) : h.releaser->requests.resolve({requested});
     } else if (stage == Stage::stopRequest) {
         error ? h.stopper->stops.fail(error) : h.stopper->stops.resolve(requested);
@@ -299,6 +312,11 @@ INSTANTIATE_TEST_SUITE_P(
         InterruptionCase{"failStop", Stage::stopRequest, Interruption::fail},
         InterruptionCase{"leaveDuringEject", Stage::eject, Interruption::leave},
         InterruptionCase{"leaveDuringEjectDiagnosis", Stage::ejectDiagnosis, Interruption::leave},
+        InterruptionCase{"leaveDuringEjectPlanning", Stage::ejectPlanning, Interruption::leave},
+        InterruptionCase{"cancelApprovalPlanning", Stage::approvalPlanning, Interruption::cancel},
+        InterruptionCase{"failApprovalPlanning", Stage::approvalPlanning, Interruption::fail},
+        InterruptionCase{"leaveDuringApprovalPlanning", Stage::approvalPlanning,
+                         Interruption::leave},
         InterruptionCase{"leaveDuringRequest", Stage::request, Interruption::leave},
         InterruptionCase{"leaveDuringPoll", Stage::pollDiagnosis, Interruption::leave},
         InterruptionCase{"leaveDuringRetriedEject", Stage::retryEject, Interruption::leave},

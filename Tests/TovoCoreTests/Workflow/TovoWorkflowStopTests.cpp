@@ -84,6 +84,32 @@ INSTANTIATE_TEST_SUITE_P(
                                   StopMethod::unavailable}),
     [](const auto& info) { return std::string(info.param.label); });
 
+// Planning suspends before anything starts: if the user moves on meanwhile, or starts
+// another operation, the late plan starts nothing.
+TEST(TovoWorkflowStopTest, APlanThatArrivesAfterTheUserMovedOnStartsNothing) {
+    for (const bool release : {false, true}) {
+        WorkflowHarness h;
+        h.reachBlocked({editor});
+        h.stopper->plans.setResponder(nullptr);
+        h.start(h.workflow->performStop(editor));
+        ASSERT_EQ(h.workflow->phase(), EjectionPhase::blocked());
+        if (release) {
+            h.start(h.workflow->performSafeTovo());
+            ASSERT_EQ(h.workflow->phase(), EjectionPhase::releasing());
+        } else {
+            h.selectOtherDisk();
+        }
+        const auto phase = h.workflow->phase();
+        h.stopper->plans.resolve(
+            {editor.pid, "editor", StopMethod::terminateProcess, "Stop it.", std::nullopt});
+        h.run();
+
+        EXPECT_EQ(h.workflow->phase(), phase);
+        EXPECT_EQ(h.stopper->stops.callCount(), 0u);
+        EXPECT_FALSE(h.logger.contains(Level::info, "Stop requested method=terminateProcess"));
+    }
+}
+
 class TovoWorkflowStopTargetTest : public ::testing::TestWithParam<Processes> {};
 
 TEST_P(TovoWorkflowStopTargetTest, AGoneOrReplacedProcessIsRecordedAndNeverSignalled) {

@@ -10,15 +10,16 @@ namespace {
 namespace fs = std::filesystem;
 using namespace std::chrono_literals;
 
-constexpr std::int32_t editorPID = 4242;
 const std::string editorID = "org.example.Editor";
 const std::string editorPath = "/org/example/Editor";
 
 using MethodCalls = std::vector<sdbus::Struct<std::uint64_t, std::vector<sdbus::Variant>>>;
 
+const auto confirmed = [] { return true; };
+
 // A private session bus with a mock desktop application that owns its id there,
-// a desktop entry in a temporary data directory, and a fabricated /proc in
-// which pid 4242 is the main process of the application's systemd scope.
+// a desktop entry in a temporary data directory, and a fabricated /proc in which
+// the mock's real pid is the main process of the application's systemd scope.
 class DesktopApplicationRegistryIntegration : public ::testing::Test {
 protected:
     void SetUp() override {
@@ -31,13 +32,15 @@ protected:
         addMethod("ActivateAction", "sava{sv}", "");
         addMethod("Activate", "a{sv}", "");
 
-        writeProcess(editorPID, "app-gnome-org.example.Editor-4242.scope");
+        editorPID = mock->pid();
+        writeProcess(editorPID, "app-gnome-org.example.Editor-1.scope");
         fs::create_directories(root.path() / "share/applications");
         std::ofstream(root.path() / "share/applications/org.example.Editor.desktop")
             << "[Desktop Entry]\nType=Application\nName=Editor\n";
         options.procRoot = root.path() / "proc";
         options.dataDirectories = {root.path() / "share"};
         options.sessionBusAddress = bus.address();
+        options.busCallTimeout = 200ms;
     }
 
     void writeProcess(std::int32_t pid, const std::string& unit) {
@@ -65,6 +68,7 @@ protected:
     testing::TemporaryFolder root;
     testing::PrivateBus bus{root.path()};
     std::optional<testing::TestChild> mock;
+    std::int32_t editorPID = -1;
     std::unique_ptr<sdbus::IConnection> connection;
     std::unique_ptr<sdbus::IProxy> mockObject;
     DesktopApplicationRegistry::Options options;
@@ -73,16 +77,16 @@ protected:
 struct QuitCase {
     const char* name;
     std::string answer; ///< the mock's code for the quit action
-    bool accepted;
+    QuitRequestOutcome outcome;
 };
 
 class DesktopApplicationQuit : public DesktopApplicationRegistryIntegration,
                                public ::testing::WithParamInterface<QuitCase> {};
 
-TEST_P(DesktopApplicationQuit, AsksTheRealApplicationExactlyOnce) {
+TEST_P(DesktopApplicationQuit, AsksTheCheckedProcessExactlyOnce) {
     addMethod("ActivateAction", "sava{sv}", GetParam().answer);
-    options.busCallTimeout = 200ms;
-    EXPECT_EQ(DesktopApplicationRegistry(options).terminate(editorPID), GetParam().accepted);
+    EXPECT_EQ(DesktopApplicationRegistry(options).terminate(editorPID, confirmed),
+              GetParam().outcome);
 
     const auto received = calls("ActivateAction");
     ASSERT_EQ(received.size(), 1u);
@@ -97,23 +101,39 @@ TEST_P(DesktopApplicationQuit, AsksTheRealApplicationExactlyOnce) {
 INSTANTIATE_TEST_SUITE_P(
     Answers, DesktopApplicationQuit,
     ::testing::Values(
-        QuitCase{"Accepted", "", true},
+        QuitCase{"Accepted", "", QuitRequestOutcome::sent},
         QuitCase{"Refused",
                  "raise dbus.exceptions.DBusException('busy', name='org.example.Error.Busy')",
-                 false},
+                 QuitRequestOutcome::refused},
         // Busy behind a save dialog: it answers only after our patience ran out, but got it.
-        QuitCase{"Unanswered", "import time; time.sleep(1)", true}),
+        QuitCase{"Unanswered", "import time; time.sleep(1)", QuitRequestOutcome::sent}),
     [](const auto& info) { return std::string(info.param.name); });
 
-TEST_F(DesktopApplicationRegistryIntegration, ActivateOnlyWhatOwnsItsIdOnTheBus) {
-    writeProcess(4343, "app-gnome-org.example.Other-4343.scope");
+// A second instance of the app (or a helper in its unit) holds the disk while the
+// first instance owns the app's bus name: asking the owner would close the wrong one.
+TEST_F(DesktopApplicationRegistryIntegration, NothingGoesToAnOwnerThatIsNotTheCheckedProcess) {
+    testing::TestChild secondInstance({"/bin/sleep", "30"});
+    writeProcess(secondInstance.pid(), "app-gnome-org.example.Editor-2.scope");
     DesktopApplicationRegistry registry(options);
+    ASSERT_TRUE(registry.runningApplication(secondInstance.pid()));
+
+    EXPECT_EQ(registry.terminate(secondInstance.pid(), confirmed),
+              QuitRequestOutcome::noProvenRoute);
+    EXPECT_FALSE(registry.activate(secondInstance.pid()));
+    EXPECT_TRUE(calls("ActivateAction").empty());
+    EXPECT_TRUE(calls("Activate").empty());
+}
+
+TEST_F(DesktopApplicationRegistryIntegration, IdentityIsCheckedWhilePinnedBeforeAnythingIsSent) {
+    DesktopApplicationRegistry registry(options);
+    int checks = 0;
+    EXPECT_EQ(registry.terminate(editorPID, [&] { return ++checks, false; }),
+              QuitRequestOutcome::identityChanged);
+    EXPECT_EQ(checks, 1);
+    EXPECT_TRUE(calls("ActivateAction").empty());
+
     EXPECT_TRUE(registry.activate(editorPID));
     EXPECT_EQ(calls("Activate").size(), 1u);
-    ASSERT_TRUE(registry.runningApplication(4343));
-    EXPECT_FALSE(registry.terminate(4343));
-    EXPECT_FALSE(registry.activate(4343));
-    EXPECT_TRUE(calls("ActivateAction").empty());
 }
 
 } // namespace

@@ -103,9 +103,10 @@ protected:
             std::make_shared<LsofBlockerDiagnoser>(
                 executor_, std::make_shared<SystemCommandRunner>(executor_, 8.0), LsofFieldParser{},
                 metadata),
-            std::make_shared<GracefulProcessReleaser>(::getuid(), ::getpid(), metadata, registry),
-            std::make_shared<ExplicitProcessStopper>(::getuid(), ::getpid(), metadata, registry,
-                                                     signals_.signaler()),
+            std::make_shared<GracefulProcessReleaser>(executor_, ::getuid(), ::getpid(), metadata,
+                                                      registry),
+            std::make_shared<ExplicitProcessStopper>(executor_, ::getuid(), ::getpid(), metadata,
+                                                     registry, signals_.signaler()),
             settle, timeout, clock_, logger_, executor_);
     }
 

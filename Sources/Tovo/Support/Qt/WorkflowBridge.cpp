@@ -7,13 +7,15 @@ namespace tovo {
 WorkflowBridge::WorkflowBridge(TovoWorkflow& workflow, QObject* parent)
     : QObject(parent)
     , workflow_(workflow) {
-    observerToken_ = workflow_.addObserver([this](WorkflowProperty) {
-        if (pending_) {
-            return;
-        }
-        pending_ = true;
-        QMetaObject::invokeMethod(this, &WorkflowBridge::deliver, Qt::QueuedConnection);
-    });
+    observerToken_ = workflow_.addObserver([this](WorkflowProperty) { requestRedraw(); });
+}
+
+void WorkflowBridge::requestRedraw() {
+    if (pending_) {
+        return;
+    }
+    pending_ = true;
+    QMetaObject::invokeMethod(this, &WorkflowBridge::deliver, Qt::QueuedConnection);
 }
 
 WorkflowBridge::~WorkflowBridge() {

@@ -17,6 +17,8 @@ public:
     ~WorkflowBridge() override;
 
     TovoWorkflow& workflow() const { return workflow_; }
+    /// Something else the screens show changed: one more queued `changed()`.
+    void requestRedraw();
 
 signals:
     void changed();
