@@ -30,9 +30,9 @@ class DiskIdentityValidatorTest : public ::testing::TestWithParam<ValidationCase
 TEST_P(DiskIdentityValidatorTest, ComparesTheIdentityFacts) {
     auto listed = chosenDisk();
     GetParam().change(listed);
-    EXPECT_EQ(
-        SystemDiskIdentityValidator::matches(chosenDisk(), {testing::makeDisk(5, "OTHER"), listed}),
-        GetParam().passes);
+    const auto proved =
+        SystemDiskIdentityValidator::match(chosenDisk(), {testing::makeDisk(5, "OTHER"), listed});
+    EXPECT_EQ(proved, GetParam().passes ? std::optional(listed) : std::nullopt);
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -55,7 +55,15 @@ INSTANTIATE_TEST_SUITE_P(
         ValidationCase{"replugged_new_attachment", [](auto& d) { d.attachmentID = 42; }, false},
         ValidationCase{"reformatted_new_volume_uuid",
                        [](auto& d) { d.volumes[1].volumeUUID = "VOL-B2"; }, false},
-        ValidationCase{"volume_unmounted", [](auto& d) { d.volumes.pop_back(); }, false},
+        // An eject refused as busy may have unmounted the idle volumes already.
+        ValidationCase{"volumes_unmounted", [](auto& d) { d.volumes.resize(1); }, true},
+        ValidationCase{
+            "volume_mounted_since",
+            [](auto& d) { d.volumes.push_back(testing::makeVolume("VOL-C", "/media/user/C")); },
+            false},
+        ValidationCase{
+            "other_volume_in_place_of_one",
+            [](auto& d) { d.volumes[1] = testing::makeVolume("VOL-C", "/media/user/B"); }, false},
         ValidationCase{"mounted_elsewhere",
                        [](auto& d) { d.volumes[2].mountURL = "/media/user/NOUUID1"; }, false},
         ValidationCase{"media_uuid_now_unknown", [](auto& d) { d.mediaUUID.reset(); }, false},
@@ -89,7 +97,7 @@ TEST(DiskIdentityValidatorTest, ValidatesAgainstAFreshListing) {
               "The disk identity changed. Refresh the list and try again.");
     auto withoutMedia = chosenDisk();
     withoutMedia.mediaUUID.reset();
-    EXPECT_TRUE(SystemDiskIdentityValidator::matches(withoutMedia, {withoutMedia}));
+    EXPECT_TRUE(SystemDiskIdentityValidator::match(withoutMedia, {withoutMedia}));
 }
 
 } // namespace

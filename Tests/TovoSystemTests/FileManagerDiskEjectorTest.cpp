@@ -32,12 +32,13 @@ EjectionFailure failure(std::string message, EjectionFailureKind kind,
 class FakeValidator final : public DiskIdentityValidating {
 public:
     bool changed = false;
-    Task<void> validate(ExternalDisk) override {
+    std::optional<ExternalDisk> listedNow; ///< absent: listed as it was chosen
+    Task<ExternalDisk> validate(ExternalDisk disk) override {
         if (changed) {
             throw failure("The disk identity changed. Refresh the list and try again.",
                           EjectionFailureKind::identityChanged);
         }
-        co_return;
+        co_return listedNow.value_or(std::move(disk));
     }
 };
 
@@ -83,6 +84,11 @@ TEST_F(FileManagerDiskEjectorTest, UnmountsOnlyAMountedDiskWhoseIdentityIsProved
     EXPECT_EQ(eject(disk), std::nullopt);
     EXPECT_EQ(unmounter.calls,
               (std::vector<ProvedDisk>{{"sdb", 7, {"/media/user/STICK", "/media/user/STICK2"}}}));
+
+    // After a partial unmount only what is still mounted is handed over.
+    validator.listedNow = testing::makeDisk(7, "STICK");
+    EXPECT_EQ(eject(disk), std::nullopt);
+    EXPECT_EQ(unmounter.calls.back(), (ProvedDisk{"sdb", 7, {"/media/user/STICK"}}));
 }
 
 struct RefusalCase {

@@ -9,8 +9,9 @@ namespace tovo {
 class DiskIdentityValidating {
 public:
     virtual ~DiskIdentityValidating() = default;
-    /// Returns when it is; throws `EjectionFailure` (kind identityChanged) when not.
-    virtual Task<void> validate(ExternalDisk disk) = 0;
+    /// The disk as it is listed now, when it is still the one chosen; throws
+    /// `EjectionFailure` (kind identityChanged) when not.
+    virtual Task<ExternalDisk> validate(ExternalDisk disk) = 0;
 };
 
 } // namespace tovo

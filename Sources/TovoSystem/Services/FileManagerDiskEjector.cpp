@@ -25,20 +25,23 @@ EjectionFailure FileManagerDiskEjector::failure(const UnmountError& error) {
 }
 
 Task<void> FileManagerDiskEjector::eject(ExternalDisk disk) {
-    co_await identityValidator_.validate(disk);
-    auto mountPaths = disk.mountURLs();
+    // Named: GCC 12 mishandles temporaries inside co_await.
+    auto validation = identityValidator_.validate(disk);
+    const auto proved = co_await validation;
+    // What is mounted now: an earlier refusal may have left some volumes unmounted.
+    auto mountPaths = proved.mountURLs();
     if (mountPaths.empty()) {
         throw EjectionFailure(notMountedMessage, std::nullopt, EjectionFailureKind::identityChanged,
                               std::nullopt, std::nullopt);
     }
     // The unmounter holds the device to exactly what was proved.
-    if (!disk.wholeDiskIdentifier || !disk.attachmentID) {
+    if (!proved.wholeDiskIdentifier || !proved.attachmentID ||
+        proved.wholeDiskIdentifier != disk.wholeDiskIdentifier) {
         throw identityChanged();
     }
     try {
-        // Named: GCC 12 mishandles temporaries inside co_await.
         auto task = unmounter_.unmountAndEject(
-            ProvedDisk{*disk.wholeDiskIdentifier, *disk.attachmentID, std::move(mountPaths)});
+            ProvedDisk{*proved.wholeDiskIdentifier, *proved.attachmentID, std::move(mountPaths)});
         co_await task;
     } catch (const UnmountError& error) {
         throw failure(error);

@@ -1,5 +1,6 @@
 #include "TovoSystem/Services/SystemDiskIdentityValidator.hpp"
 
+#include <algorithm>
 #include <set>
 
 namespace tovo {
@@ -31,29 +32,38 @@ EjectionFailure identityChanged() {
 
 } // namespace
 
-bool SystemDiskIdentityValidator::matches(const ExternalDisk& chosen,
-                                          const std::vector<ExternalDisk>& listed) {
+std::optional<ExternalDisk>
+SystemDiskIdentityValidator::match(const ExternalDisk& chosen,
+                                   const std::vector<ExternalDisk>& listed) {
     if (!chosen.attachmentID) {
-        return false;
+        return std::nullopt;
     }
     for (const auto& current : listed) {
         if (current.attachmentID != chosen.attachmentID) {
             continue;
         }
-        return volumeUUIDs(current) == volumeUUIDs(chosen) &&
-               mountPaths(current) == mountPaths(chosen) && current.mediaUUID == chosen.mediaUUID;
+        const auto uuids = volumeUUIDs(chosen);
+        const auto paths = mountPaths(chosen);
+        if (std::ranges::includes(uuids, volumeUUIDs(current)) &&
+            std::ranges::includes(paths, mountPaths(current)) &&
+            current.mediaUUID == chosen.mediaUUID) {
+            return current;
+        }
+        return std::nullopt;
     }
-    return false;
+    return std::nullopt;
 }
 
-Task<void> SystemDiskIdentityValidator::validate(ExternalDisk disk) {
+Task<ExternalDisk> SystemDiskIdentityValidator::validate(ExternalDisk disk) {
     if (!disk.attachmentID) {
         throw identityChanged();
     }
     const auto listed = co_await provider_.mountedExternalDisks();
-    if (!matches(disk, listed)) {
+    auto current = match(disk, listed);
+    if (!current) {
         throw identityChanged();
     }
+    co_return std::move(*current);
 }
 
 } // namespace tovo

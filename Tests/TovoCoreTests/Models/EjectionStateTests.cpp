@@ -1,4 +1,5 @@
 #include "Support/TaskRunning.hpp"
+#include "TovoCore/Async/CancellationError.hpp"
 #include "TovoCore/Models/EjectionState.hpp"
 #include "TovoCore/Services/TovoServices.hpp"
 
@@ -18,6 +19,14 @@ TEST(ReadableMessageTest, TrimsAndFallsBack) {
     EXPECT_EQ(message(failure("\n  The disk is in use.\t\n")), "The disk is in use.");
     EXPECT_EQ(message(failure(" \n\t ")), "macOS did not provide a reason.");
     EXPECT_EQ(message(failure("\u2028")), "macOS did not provide a reason.");
+    // Every Unicode white space: NEL, no-break, ogham, en quad to hair space, narrow
+    // no-break, medium mathematical and ideographic spaces, around text that keeps its own.
+    EXPECT_EQ(message(failure("\u0085\u00A0\u1680\u2000\u200A\u202F\u205F\u3000Busy\u00A0now"
+                              "\u3000\u2029\u00A0")),
+              "Busy\u00A0now");
+    // A look-alike that is no white space (zero width space) stays, and so does a
+    // lone continuation byte.
+    EXPECT_EQ(message(failure("\u200BBusy\x80")), "\u200BBusy\x80");
     EXPECT_EQ(message(std::runtime_error(" plain ")), "plain");
     EXPECT_EQ(readableMessage(nullptr), "macOS did not provide a reason.");
 }
@@ -30,6 +39,9 @@ TEST(ReadableMessageTest, DomainAndCodeOfSystemErrors) {
     const auto failure = std::make_exception_ptr(EjectionFailure(
         "x", {}, EjectionFailureKind::other, "org.freedesktop.UDisks2.Error.Failed", 3));
     EXPECT_EQ(errorDomain(failure), "TovoCore.EjectionFailure");
+    // Log lines name types as a reader writes them.
+    EXPECT_EQ(errorDomain(std::make_exception_ptr(std::runtime_error("x"))), "std::runtime_error");
+    EXPECT_EQ(errorDomain(std::make_exception_ptr(CancellationError())), "tovo.CancellationError");
 }
 
 TEST(UuidTest, RandomVersionFourInUpperCase) {

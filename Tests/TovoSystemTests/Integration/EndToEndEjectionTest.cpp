@@ -32,15 +32,17 @@ using namespace tovo::testing;
 constexpr std::uint64_t settle = 100'000'000;  // 0.1 s
 constexpr std::uint64_t timeout = 500'000'000; // 0.5 s
 
-// Lists the one loop disk while it is mounted, as the volume provider would list a
-// USB disk; loop images are never offered by the real provider.
+// Lists the loop disk with the volumes still mounted, while any is, as the volume
+// provider would list a USB disk; loop images are never offered by the real provider.
 class LoopDiskProvider final : public VolumeProviding {
 public:
     explicit LoopDiskProvider(ExternalDisk disk)
         : disk_(std::move(disk)) {}
     Task<std::vector<ExternalDisk>> mountedExternalDisks() override {
-        co_return isMounted(disk_.volumes[0].mountURL) ? std::vector{disk_}
-                                                       : std::vector<ExternalDisk>{};
+        auto listed = disk_;
+        std::erase_if(listed.volumes,
+                      [](const DiskVolume& volume) { return !isMounted(volume.mountURL); });
+        co_return listed.volumes.empty() ? std::vector<ExternalDisk>{} : std::vector{listed};
     }
 
 private:
@@ -83,18 +85,27 @@ protected:
             << readText(folder_.path() / "udisksd.log").value_or("");
         disk_.emplace(folder_.path(), "e2e");
         ASSERT_TRUE(disk_->isAttached());
+        prepareDisk();
+    }
+
+    // One file system on the whole disk, mounted with a folder to hold.
+    virtual void prepareDisk() {
         disk_->format(disk_->device(), "E2E");
         udisks_->udev.keepRunningAndSettle();
         mountPoint_ = disk_->mount(disk_->device(), folder_.path() / "E2E mount");
         std::filesystem::create_directories(mountPoint_ / "Projects");
         ASSERT_TRUE(eventually([&] { return udisks_->bus.udisksReportsMount(mountPoint_); }));
+        auto listed = makeDisk(disk_->diskSequence(), "E2E");
+        listed.volumes[0].mountURL = mountPoint_;
+        assemble(std::move(listed));
+    }
 
+    // The real services around a provider that lists `listed`.
+    void assemble(ExternalDisk listed) {
         auto registry = std::make_shared<FakeApplicationRegistry>();
         auto metadata = std::make_shared<SystemProcessMetadataProvider>(registry);
         // Listed by its real attachment, which the unmounter proves again.
-        auto listed = makeDisk(disk_->diskSequence(), "E2E");
         listed.wholeDiskIdentifier = disk_->kernelName();
-        listed.volumes[0].mountURL = mountPoint_;
         provider_ = std::make_shared<LoopDiskProvider>(std::move(listed));
         validator_ = std::make_unique<SystemDiskIdentityValidator>(*provider_);
         unmounter_ = std::make_unique<UDisks2Unmounter>(executor_, udisks_->bus.address(), 20s);
@@ -260,6 +271,52 @@ TEST_F(EndToEndEjectionTest, ExplicitStopsReleaseARealDiskOneSignalEach) {
     EXPECT_EQ(
         signals_.sent,
         (std::vector<Sent>{{folderPID, SIGTERM}, {writerPID, SIGTERM}, {stubbornPID, SIGTERM}}));
+}
+
+// Two partitions; udisks2 unmounts the idle second one before the busy first one
+// refuses. The diagnosis must still show the holder, and the retried eject must take
+// the disk as it is now, with one volume left.
+class PartlyUnmountedDiskTest : public EndToEndEjectionTest {
+protected:
+    void prepareDisk() override {
+        disk_->partitionInTwo();
+        const auto first = disk_->device() + "p1";
+        const auto second = disk_->device() + "p2";
+        ASSERT_TRUE(std::filesystem::exists(first) && std::filesystem::exists(second));
+        disk_->format(first, "BUSY");
+        disk_->format(second, "IDLE");
+        udisks_->udev.keepRunningAndSettle();
+        mountPoint_ = disk_->mount(first, folder_.path() / "busy");
+        idleMount_ = disk_->mount(second, folder_.path() / "idle");
+        for (const auto& mount : {mountPoint_, idleMount_}) {
+            ASSERT_TRUE(eventually([&] { return udisks_->bus.udisksReportsMount(mount); }));
+        }
+        auto listed = makeDisk(disk_->diskSequence(), "TWO");
+        listed.volumes = {makeVolume("BUSY", mountPoint_), makeVolume("IDLE", idleMount_)};
+        assemble(std::move(listed));
+    }
+
+    std::filesystem::path idleMount_;
+};
+
+TEST_F(PartlyUnmountedDiskTest, HolderOfTheVolumeLeftIsShownAndTheRetryEjects) {
+    const auto [holder, holderPID] =
+        startHolder("holder_cwd", mountPoint_.string(), std::filesystem::temp_directory_path());
+    ASSERT_GT(holderPID, 1);
+    drive(workflow_->refresh());
+
+    drive(workflow_->attemptEject());
+    ASSERT_EQ(workflow_->phase(), EjectionPhase::blocked())
+        << ::testing::PrintToString(logger_.messages());
+    EXPECT_FALSE(isMounted(idleMount_)) << "udisks2 unmounts the idle volume first";
+    ASSERT_EQ(workflow_->blockers().size(), 1u);
+    EXPECT_EQ(workflow_->blockers()[0].pid, holderPID);
+
+    drive(workflow_->performStop(workflow_->blockers()[0]));
+    EXPECT_TRUE(eventually([&] { return holder->hasExited(); }));
+    EXPECT_EQ(workflow_->phase(), EjectionPhase::ejected("TWO"))
+        << ::testing::PrintToString(logger_.messages());
+    EXPECT_FALSE(isMounted(mountPoint_));
 }
 
 } // namespace
