@@ -38,7 +38,7 @@ struct ToolScene : Scene {
 const std::string writeWarning =
     "It has a file open for writing. Stopping it now can leave that file incomplete.";
 const std::string otherUserText =
-    "This process belongs to macOS or another user. Tovo cannot stop it.";
+    "This process belongs to the system or another user. Tovo cannot stop it.";
 const std::string sigtermText = "Tovo will send one stop request (SIGTERM) to convert. Most tools "
                                 "stop cleanly. Tovo never forces a kill.";
 
@@ -87,7 +87,7 @@ INSTANTIATE_TEST_SUITE_P(
                      s.makeApplication("Dock");
                  },
                  "Dock", StopMethod::unavailable,
-                 "This is part of macOS. Close the file or wait for macOS to finish."},
+                 "This is part of the system. Close the file or wait for the system to finish."},
         PlanCase{"itself",
                  [](auto& s) {
                      s.makeApplication("Tovo");
@@ -182,7 +182,7 @@ INSTANTIATE_TEST_SUITE_P(
         RequestCase{"signalled", [](auto&) {}, ReleaseDisposition::requested,
                     "Tovo sent a stop request to convert.", true},
         RequestCase{"notPermitted", failing(EPERM), ReleaseDisposition::failed,
-                    "macOS did not allow Tovo to stop this process.", true},
+                    "The system did not allow Tovo to stop this process.", true},
         RequestCase{"exitedMeanwhile", failing(ESRCH), ReleaseDisposition::alreadyClosed,
                     exitedText, true},
         RequestCase{"otherError", failing(EINVAL), ReleaseDisposition::failed,

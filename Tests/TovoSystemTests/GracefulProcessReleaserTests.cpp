@@ -47,7 +47,7 @@ TEST_P(ReleasePlan, FirstMatchingRuleWins) {
 }
 
 const std::string protectedText = "Tovo will not close this protected process.";
-const std::string otherUserText = "This process belongs to macOS or another user.";
+const std::string otherUserText = "This process belongs to the system or another user.";
 const std::string unverifiedText =
     "Tovo cannot verify how this app uses the disk. Close it yourself.";
 const std::string shellText = "Change the terminal folder or close its window.";
@@ -89,7 +89,7 @@ INSTANTIATE_TEST_SUITE_P(
                      s.process.command = "/System/Library/CoreServices/Finder.app/Contents/MacOS/"
                                          "Finder";
                  },
-                 "Close the file or wait for macOS to finish."},
+                 "Close the file or wait for the system to finish."},
         PlanCase{"secureCopy", [](auto& s) { s.process.command = "scp"; },
                  "Close this process, then try again."},
         PlanCase{"unknownAccess",

@@ -63,7 +63,7 @@ const auto cwd = openFile("/d", "cwd", OpenAccess::unknown);
 const auto readFile = openFile("/d/a", "3r", OpenAccess::read);
 const auto writeFile = openFile("/d/b", "4u", OpenAccess::readWrite);
 const auto unclear = openFile("/d/c", "5", OpenAccess::unknown);
-const std::string named = "macOS named this process as the eject blocker.";
+const std::string named = "The system named this process as the eject blocker.";
 const std::string writing = "It has an item open for writing.";
 const std::string inFolder = "Its current folder is on this disk";
 
@@ -75,7 +75,7 @@ INSTANTIATE_TEST_SUITE_P(
         ActivityCase{processWith(vm, {writeFile}), writing},
         ActivityCase{processWith(vm, {cwd, readFile}),
                      "A virtual machine has files open on this disk."},
-        ActivityCase{processWith("mdworker", {cwd}), "Spotlight has files open on this disk."},
+        ActivityCase{processWith("mdworker", {cwd}), "The file indexer has files open on this disk."},
         ActivityCase{processWith("bash", {cwd}), inFolder + "."},
         ActivityCase{processWith("bash", {cwd, unclear}), inFolder + ", and it has one item open."},
         ActivityCase{processWith("bash", {readFile, cwd, unclear}),

@@ -40,7 +40,7 @@ INSTANTIATE_TEST_SUITE_P(
     Phases, StatusTest,
     ::testing::Values(
         StatusCase{EjectionPhase::ready(), ready, "Ready to eject",
-                   "Tovo will try the normal macOS eject first.", std::nullopt},
+                   "Tovo will try the system's normal eject first.", std::nullopt},
         StatusCase{EjectionPhase::ejecting(), busy, "Checking \u201C345-BACKUP\u201D\u2026",
                    "Trying a normal eject first.", "Checking the disk."},
         StatusCase{EjectionPhase::diagnosing(), busy, "Finding what is in the way\u2026",

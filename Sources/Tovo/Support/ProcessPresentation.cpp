@@ -95,7 +95,7 @@ std::string ProcessPresentation::fallbackSymbol(const BlockingProcess& process) 
 
 std::string ProcessPresentation::activity(const BlockingProcess& process) {
     if (process.isSystemDissent || process.openFiles.empty()) {
-        return "macOS named this process as the eject blocker.";
+        return "The system named this process as the eject blocker.";
     }
     if (process.hasWritableFiles()) {
         return "It has an item open for writing.";
@@ -104,7 +104,7 @@ std::string ProcessPresentation::activity(const BlockingProcess& process) {
         return "A virtual machine has files open on this disk.";
     }
     if (isSpotlight(process.command)) {
-        return "Spotlight has files open on this disk.";
+        return "The file indexer has files open on this disk.";
     }
     if (process.holdsCurrentFolder()) {
         const auto others =

@@ -45,7 +45,7 @@ StatusContent content(const EjectionPhase& phase, const std::optional<ExternalDi
     if (phase.is<EjectionPhase::Ready>()) {
         if (disk) {
             return StatusContent{StatusViewKind::ready, "Ready to eject",
-                                 "Tovo will try the normal macOS eject first.",
+                                 "Tovo will try the system's normal eject first.",
                                  "checkmark.shield.fill", std::nullopt};
         }
         return StatusContent{StatusViewKind::emptyDisks, "No external disks",

@@ -100,7 +100,7 @@ std::string readableMessage(std::exception_ptr error) {
     } catch (...) {
     }
     text = trimmed(text);
-    return text.empty() ? "macOS did not provide a reason." : text;
+    return text.empty() ? "The system did not provide a reason." : text;
 }
 
 std::string errorDomain(std::exception_ptr error) {

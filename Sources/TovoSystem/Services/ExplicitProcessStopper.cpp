@@ -96,14 +96,14 @@ ProcessStopPlan ExplicitProcessStopper::plan(const BlockingProcess& process,
         return unavailable("Tovo will not stop this protected process.");
     }
     if (!process.userID || *process.userID != currentUserID_) {
-        return unavailable("This process belongs to macOS or another user. Tovo cannot stop it.");
+        return unavailable("This process belongs to the system or another user. Tovo cannot stop it.");
     }
     if (!process.startTime || !process.executablePath) {
         return unavailable(
             "Tovo cannot verify this process identity, so it will not send a stop request.");
     }
     if (Policy::isSystemHelper(process.command)) {
-        return unavailable("This is part of macOS. Close the file or wait for macOS to finish.");
+        return unavailable("This is part of the system. Close the file or wait for the system to finish.");
     }
     if (identity.application &&
         identity.application->bundleIdentifier == registry_->ownBundleIdentifier()) {
@@ -158,7 +158,7 @@ ReleaseAttempt ExplicitProcessStopper::stopNow(const BlockingProcess& process) {
         switch (error) {
         case EPERM:
             return attempt(ReleaseDisposition::failed,
-                           "macOS did not allow Tovo to stop this process.");
+                           "The system did not allow Tovo to stop this process.");
         case ESRCH:
             return attempt(ReleaseDisposition::alreadyClosed, "The process already exited.");
         default:

@@ -49,7 +49,7 @@ ProcessReleasePlan GracefulProcessReleaser::plan(const BlockingProcess& process)
         return manual("Tovo will not close this protected process.");
     }
     if (!process.userID || *process.userID != currentUserID_) {
-        return manual("This process belongs to macOS or another user.");
+        return manual("This process belongs to the system or another user.");
     }
     if (process.isSystemDissent || process.openFiles.empty()) {
         return manual("Tovo cannot verify how this app uses the disk. Close it yourself.");
@@ -68,7 +68,7 @@ ProcessReleasePlan GracefulProcessReleaser::plan(const BlockingProcess& process)
             return manual("Change the terminal folder or close its window.");
         }
         if (Policy::isSystemHelper(command)) {
-            return manual("Close the file or wait for macOS to finish.");
+            return manual("Close the file or wait for the system to finish.");
         }
         return manual("Close this process, then try again.");
     }

@@ -17,8 +17,8 @@ TEST(ReadableMessageTest, TrimsAndFallsBack) {
         return EjectionFailure(std::move(text), {}, EjectionFailureKind::busy, {}, {});
     };
     EXPECT_EQ(message(failure("\n  The disk is in use.\t\n")), "The disk is in use.");
-    EXPECT_EQ(message(failure(" \n\t ")), "macOS did not provide a reason.");
-    EXPECT_EQ(message(failure("\u2028")), "macOS did not provide a reason.");
+    EXPECT_EQ(message(failure(" \n\t ")), "The system did not provide a reason.");
+    EXPECT_EQ(message(failure("\u2028")), "The system did not provide a reason.");
     // Every Unicode white space: NEL, no-break, ogham, en quad to hair space, narrow
     // no-break, medium mathematical and ideographic spaces, around text that keeps its own.
     EXPECT_EQ(message(failure("\u0085\u00A0\u1680\u2000\u200A\u202F\u205F\u3000Busy\u00A0now"
@@ -28,7 +28,7 @@ TEST(ReadableMessageTest, TrimsAndFallsBack) {
     // lone continuation byte.
     EXPECT_EQ(message(failure("\u200BBusy\x80")), "\u200BBusy\x80");
     EXPECT_EQ(message(std::runtime_error(" plain ")), "plain");
-    EXPECT_EQ(readableMessage(nullptr), "macOS did not provide a reason.");
+    EXPECT_EQ(readableMessage(nullptr), "The system did not provide a reason.");
 }
 
 TEST(ReadableMessageTest, DomainAndCodeOfSystemErrors) {

@@ -94,7 +94,7 @@ INSTANTIATE_TEST_SUITE_P(
         row("otherFailureWithoutAReason",
             DiskOutcome::failure(EjectionFailure("", std::nullopt, EjectionFailureKind::other,
                                                  "org.freedesktop.UDisks2.Error.Failed", 5)),
-            std::nullopt, couldNotEject("macOS did not provide a reason."),
+            std::nullopt, couldNotEject("The system did not provide a reason."),
             {started,
              {Level::error, "Eject failed kind=other domain="
                             "org.freedesktop.UDisks2.Error.Failed code=5"}},

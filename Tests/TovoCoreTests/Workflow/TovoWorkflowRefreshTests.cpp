@@ -61,7 +61,7 @@ TEST_F(TovoWorkflowRefreshTest, FailureShowsCouldNotCheckDisksAndEmptiesTheList)
     h.start(workflow.refresh());
 
     EXPECT_EQ(workflow.phase(),
-              EjectionPhase::failed("Could not check disks", "macOS did not provide a reason.",
+              EjectionPhase::failed("Could not check disks", "The system did not provide a reason.",
                                     FailureRecovery::refreshDisks));
     EXPECT_THAT(workflow.disks(), IsEmpty());
     EXPECT_EQ(workflow.selectedDiskID(), std::nullopt);
