@@ -1,10 +1,10 @@
 #pragma once
 
-#include "Tovo/App/ServiceGraph.hpp"
 #include "Tovo/Support/BackgroundApplicationLookup.hpp"
 #include "Tovo/Support/LaunchOptions.hpp"
 #include "Tovo/Support/ProcessPresentation.hpp"
 #include "Tovo/Support/Qt/QtMainExecutor.hpp"
+#include "Tovo/Support/ServiceGraph.hpp"
 #include "TovoCore/Async/Clock.hpp"
 #include "TovoCore/Services/Logger.hpp"
 #include "TovoCore/Workflow/TovoWorkflow.hpp"

@@ -1,5 +1,5 @@
-#include "Tovo/App/ServiceGraph.hpp"
 #include "Tovo/Support/DemoServices.hpp"
+#include "Tovo/Support/ServiceGraph.hpp"
 
 namespace tovo {
 

@@ -1,4 +1,4 @@
-#include "Tovo/App/ServiceGraph.hpp"
+#include "Tovo/Support/ServiceGraph.hpp"
 #include "TovoCore/Services/LsofFieldParser.hpp"
 #include "TovoSystem/Services/DesktopApplicationRegistry.hpp"
 #include "TovoSystem/Services/ExplicitProcessStopper.hpp"

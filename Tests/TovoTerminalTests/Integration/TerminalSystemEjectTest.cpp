@@ -1,0 +1,170 @@
+// `tovo why` and `tovo eject` over the real services: real lsof and /proc, real
+// signals, the real udisksd on a private bus, a loop disk held by a real process.
+#include "Support/FakeApplicationRegistry.hpp"
+#include "Support/ModelBuilders.hpp"
+#include "Support/RecordingLogger.hpp"
+#include "TovoCore/Services/LsofFieldParser.hpp"
+#include "TovoSystem/Services/ExplicitProcessStopper.hpp"
+#include "TovoSystem/Services/FileManagerDiskEjector.hpp"
+#include "TovoSystem/Services/GracefulProcessReleaser.hpp"
+#include "TovoSystem/Services/LsofBlockerDiagnoser.hpp"
+#include "TovoSystem/Services/SystemCommandRunner.hpp"
+#include "TovoSystem/Services/SystemDiskIdentityValidator.hpp"
+#include "TovoSystem/Services/SystemProcessMetadataProvider.hpp"
+#include "TovoSystem/Services/UDisks2Unmounter.hpp"
+#include "TovoSystemTests/Integration/UDisks2TestSupport.hpp"
+#include "TovoTerminal/TerminalProgram.hpp"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <sstream>
+
+namespace tovo {
+namespace {
+
+using namespace std::chrono_literals;
+using namespace tovo::testing;
+using ::testing::HasSubstr;
+using ::testing::Not;
+
+// The real volume provider never lists loop devices: this one lists the loop disk
+// while a volume of it is mounted, as the real one lists a USB disk.
+class LoopDiskProvider final : public VolumeProviding {
+public:
+    explicit LoopDiskProvider(ExternalDisk disk)
+        : disk_(std::move(disk)) {}
+    Task<std::vector<ExternalDisk>> mountedExternalDisks() override {
+        auto listed = disk_;
+        std::erase_if(listed.volumes,
+                      [](const DiskVolume& volume) { return !isMounted(volume.mountURL); });
+        co_return listed.volumes.empty() ? std::vector<ExternalDisk>{} : std::vector{listed};
+    }
+
+private:
+    ExternalDisk disk_;
+};
+
+// The system's services on the private bus, resuming on the program's executor.
+struct LoopServices {
+    ExternalDisk disk;
+    std::string busAddress;
+
+    ServiceGraph operator()(Executor& executor) const {
+        auto registry = std::make_shared<FakeApplicationRegistry>();
+        auto metadata = std::make_shared<SystemProcessMetadataProvider>(registry);
+        auto provider = std::make_shared<LoopDiskProvider>(disk);
+        struct EjectorParts {
+            std::unique_ptr<SystemDiskIdentityValidator> validator;
+            std::unique_ptr<UDisks2Unmounter> unmounter;
+        };
+        auto parts = std::make_shared<EjectorParts>();
+        parts->validator = std::make_unique<SystemDiskIdentityValidator>(*provider);
+        parts->unmounter = std::make_unique<UDisks2Unmounter>(executor, busAddress, 20s);
+        return ServiceGraph{
+            provider,
+            std::make_shared<FileManagerDiskEjector>(*parts->unmounter, *parts->validator),
+            std::make_shared<LsofBlockerDiagnoser>(
+                executor, std::make_shared<SystemCommandRunner>(executor, 8.0), LsofFieldParser{},
+                metadata),
+            std::make_shared<GracefulProcessReleaser>(executor, ::getuid(), ::getpid(), metadata,
+                                                      registry),
+            std::make_shared<ExplicitProcessStopper>(executor, ::getuid(), ::getpid(), metadata,
+                                                     registry),
+            100'000'000,
+            2'000'000'000,
+            registry,
+            parts};
+    }
+};
+
+class TerminalSystemEjectTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        if (!isRoot()) {
+            GTEST_SKIP() << "needs root for loop devices and mounts";
+        }
+        udisks_.emplace(folder_.path());
+        ASSERT_TRUE(udisks_->bus.awaitName("org.freedesktop.UDisks2"))
+            << readText(folder_.path() / "udisksd.log").value_or("");
+        disk_.emplace(folder_.path(), "terminal");
+        ASSERT_TRUE(disk_->isAttached());
+        disk_->format(disk_->device(), "TERM");
+        udisks_->udev.keepRunningAndSettle();
+        mountPoint_ = disk_->mount(disk_->device(), folder_.path() / "TERM");
+        ASSERT_TRUE(eventually([&] { return udisks_->bus.udisksReportsMount(mountPoint_); }));
+        auto listed = makeDisk(disk_->diskSequence(), "TERM");
+        listed.wholeDiskIdentifier = disk_->kernelName();
+        listed.volumes[0].mountURL = mountPoint_;
+        services_ = LoopServices{std::move(listed), udisks_->bus.address()};
+    }
+
+    struct Result {
+        ExitCode exit;
+        std::string output;
+        std::string errors;
+    };
+
+    // One `tovo` command in this process, over the loop disk's services.
+    Result run(std::vector<std::string> arguments, const std::string& answers = "") {
+        const auto parsed = parseTerminalArguments(arguments);
+        EXPECT_TRUE(std::holds_alternative<TerminalOptions>(parsed));
+        std::istringstream input(answers);
+        std::ostringstream output;
+        std::ostringstream errors;
+        TerminalProgram program(std::get<TerminalOptions>(parsed),
+                                TerminalEnvironment{services_, sysfsDeviceNames, logger_, input,
+                                                    output, errors, false, false, false});
+        const auto exit = program.run();
+        return Result{exit, output.str(), errors.str()};
+    }
+
+    TemporaryFolder folder_;
+    std::optional<RealUdisks> udisks_;
+    std::optional<LoopDisk> disk_;
+    std::filesystem::path mountPoint_;
+    LoopServices services_;
+    RecordingLogger logger_;
+};
+
+TEST_F(TerminalSystemEjectTest, ExplainsTheHolderAndStopsItOnlyWhenNamed) {
+    std::filesystem::create_directories(mountPoint_ / "Projects");
+    const auto pidFile = folder_.path() / "holder.pid";
+    TestChild holder({helperProgram("holder_cwd").string(), (mountPoint_ / "Projects").string(),
+                      pidFile.string()},
+                     ChildOptions{.folder = folder_.path()});
+    const auto pid = awaitPidFile(pidFile);
+    ASSERT_GT(pid, 1);
+    const auto pidText = std::to_string(pid);
+
+    // The device path names the disk; the diagnosis names the holder and its folder.
+    const auto why = run({"why", disk_->device()});
+    EXPECT_EQ(why.exit, ExitCode::stillBusy) << why.output << why.errors;
+    EXPECT_THAT(why.output, HasSubstr("One app or service is using this disk"));
+    EXPECT_THAT(why.output, HasSubstr("holder_cwd  pid " + pidText));
+    EXPECT_THAT(why.output, HasSubstr("Current folder: " + (mountPoint_ / "Projects").string()));
+
+    // A script's --yes asks apps to quit, never stops a process: the disk stays.
+    const auto refused = run({"eject", mountPoint_.string(), "--yes"});
+    EXPECT_EQ(refused.exit, ExitCode::stillBusy) << refused.output << refused.errors;
+    EXPECT_THAT(refused.output, HasSubstr("--stop " + pidText));
+    EXPECT_THAT(refused.output, Not(HasSubstr("Send Stop Request?")));
+    EXPECT_TRUE(isAliveAndNotZombie(pid));
+    EXPECT_TRUE(isMounted(mountPoint_));
+
+    // Named and confirmed: one stop request, the wait, the eject for real.
+    const auto ejected = run({"eject", mountPoint_.string(), "--stop", pidText}, "y\n");
+    EXPECT_EQ(ejected.exit, ExitCode::ejected) << ejected.output << ejected.errors;
+    EXPECT_THAT(ejected.output, HasSubstr("Send Stop Request? [y/N] y"));
+    EXPECT_THAT(ejected.output, HasSubstr("Ejected safely"));
+    EXPECT_TRUE(eventually([&] { return holder.hasExited(); }));
+    EXPECT_FALSE(isMounted(mountPoint_));
+
+    // Gone from the list: nothing left to eject.
+    const auto listed = run({"list"});
+    EXPECT_EQ(listed.exit, ExitCode::ejected);
+    EXPECT_THAT(listed.output, HasSubstr("No external disks"));
+}
+
+} // namespace
+} // namespace tovo

@@ -1,0 +1,105 @@
+#include "TovoTerminal/JsonWriter.hpp"
+#include "TovoTerminal/ProgressLine.hpp"
+#include "TovoTerminal/TerminalStyle.hpp"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <sstream>
+
+namespace tovo {
+namespace {
+
+TEST(TerminalStyleTest, ColoursOnlyATerminalThatWantsThem) {
+    EXPECT_TRUE(TerminalStyle::wantsColour(true, nullptr, "xterm-256color"));
+    EXPECT_TRUE(TerminalStyle::wantsColour(true, "", nullptr));
+    EXPECT_FALSE(TerminalStyle::wantsColour(false, nullptr, "xterm"));
+    EXPECT_FALSE(TerminalStyle::wantsColour(true, "1", "xterm"));
+    EXPECT_FALSE(TerminalStyle::wantsColour(true, nullptr, "dumb"));
+
+    EXPECT_EQ(TerminalStyle(false).paint("ok", SymbolColor::green), "ok");
+    EXPECT_EQ(TerminalStyle(true).paint("ok", SymbolColor::green), "\033[32mok\033[0m");
+}
+
+TEST(TerminalStyleTest, ShowsControlCharactersInsteadOfObeyingThem) {
+    // A file name can hold any byte but "/" and NUL, escapes included.
+    EXPECT_EQ(TerminalStyle::printable("/media/a\033[2Jb\nc\x7F"), "/media/a\\x1B[2Jb\\x0Ac\\x7F");
+    EXPECT_EQ(TerminalStyle::printable("x\xC2\x9B"
+                                       "31m"),
+              "x\\x9B31m");
+    EXPECT_EQ(TerminalStyle::printable("caf\xC3\xA9 \xE2\x80\x9Cq\xE2\x80\x9D"),
+              "caf\xC3\xA9 \xE2\x80\x9Cq\xE2\x80\x9D");
+    EXPECT_EQ(TerminalStyle::printable("bad\xFF"), "bad\xEF\xBF\xBD");
+}
+
+TEST(JsonWriterTest, WritesNestedValuesAndEscapesStrings) {
+    JsonWriter writer;
+    writer.beginObject()
+        .key("name")
+        .value("say \"hi\"\\\n\x01")
+        .key("size")
+        .value(std::optional<std::int64_t>(12))
+        .key("gone")
+        .value(std::optional<std::string>())
+        .key("list")
+        .beginArray()
+        .value(true)
+        .beginObject()
+        .endObject()
+        .endArray()
+        .key("empty")
+        .beginArray()
+        .endArray()
+        .key("bytes")
+        .value("\xFF")
+        .endObject();
+    EXPECT_EQ(writer.text(), "{\n"
+                             "  \"name\": \"say \\\"hi\\\"\\\\\\n\\u0001\",\n"
+                             "  \"size\": 12,\n"
+                             "  \"gone\": null,\n"
+                             "  \"list\": [\n"
+                             "    true,\n"
+                             "    {}\n"
+                             "  ],\n"
+                             "  \"empty\": [],\n"
+                             "  \"bytes\": \"\xEF\xBF\xBD\"\n"
+                             "}\n");
+}
+
+TEST(ProgressLineTest, PrintsEachNewLineOnceWhenNotATerminal) {
+    std::ostringstream output;
+    const TerminalStyle style(false);
+    ProgressLine progress(output, false, style);
+    progress.show("Checking");
+    progress.tick();
+    progress.show("Checking");
+    progress.show("Releasing");
+    progress.show(std::nullopt);
+    progress.show("Releasing");
+    EXPECT_EQ(output.str(), "Checking\nReleasing\nReleasing\n");
+    EXPECT_EQ(progress.tickInterval(), std::nullopt);
+}
+
+TEST(ProgressLineTest, RedrawsOneLineInPlaceOnATerminal) {
+    std::ostringstream output;
+    const TerminalStyle style(false);
+    ProgressLine progress(output, true, style);
+    progress.show("Checking");
+    progress.tick();
+    progress.show(std::nullopt);
+    EXPECT_EQ(output.str(), "\r\033[2K| Checking\r\033[2K/ Checking\r\033[2K");
+    EXPECT_TRUE(progress.tickInterval());
+}
+
+TEST(ProgressLineTest, CutsALiveLineToTheTerminalsWidth) {
+    std::ostringstream output;
+    const TerminalStyle style(false);
+    // 10 columns go to the spinner and the seconds: 6 characters are left.
+    ProgressLine progress(output, true, style, 16);
+    progress.show("\u201CAB\u201D and more");
+    progress.show("Short");
+    EXPECT_EQ(output.str(), "\r\033[2K| \u201CAB\u201D \u2026\r\033[2K| Short");
+}
+
+} // namespace
+} // namespace tovo
