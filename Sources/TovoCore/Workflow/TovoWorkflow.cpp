@@ -174,6 +174,8 @@ void TovoWorkflow::clearLists() {
     setReleasePlans({});
     setStopPlans({});
     setReleaseAttempts({});
+    setBusyCauses({});
+    setCauseAttempts({});
 }
 
 } // namespace tovo

@@ -4,9 +4,11 @@
 #include "TovoCore/Async/Executor.hpp"
 #include "TovoCore/Async/Task.hpp"
 #include "TovoCore/Models/BlockingProcess.hpp"
+#include "TovoCore/Models/BusyCause.hpp"
 #include "TovoCore/Models/EjectionState.hpp"
 #include "TovoCore/Models/ExternalDisk.hpp"
 #include "TovoCore/Models/Uuid.hpp"
+#include "TovoCore/Services/BusyCauseFinding.hpp"
 #include "TovoCore/Services/Logger.hpp"
 #include "TovoCore/Services/TovoServices.hpp"
 
@@ -29,7 +31,9 @@ enum class WorkflowProperty {
     phase,
     releasePlans,
     stopPlans,
-    releaseAttempts
+    releaseAttempts,
+    busyCauses,
+    causeAttempts
 };
 
 /// The one state machine behind every screen: lists disks, ejects the selected one,
@@ -55,7 +59,17 @@ public:
     const std::vector<ProcessReleasePlan>& releasePlans() const { return releasePlans_; }
     const std::vector<ProcessStopPlan>& stopPlans() const { return stopPlans_; }
     const std::vector<ReleaseAttempt>& releaseAttempts() const { return releaseAttempts_; }
+    /// What keeps the disk busy besides the blockers, each with its plan.
+    const std::vector<BusyCause>& busyCauses() const { return busyCauses_; }
+    /// What came of the cause actions of the last release.
+    const std::vector<BusyCauseAttempt>& causeAttempts() const { return causeAttempts_; }
     std::optional<ExternalDisk> selectedDisk() const;
+
+    /// Looks for causes besides processes after every busy refusal; without a finder
+    /// only processes are diagnosed. Set before the first operation.
+    void setBusyCauseFinder(std::shared_ptr<BusyCauseFinding> finder) {
+        causeFinder_ = std::move(finder);
+    }
 
     /// Called on the main executor just before a published property is assigned.
     using Observer = std::function<void(WorkflowProperty)>;
@@ -74,6 +88,11 @@ private:
         BlockingProcess process;
         ProcessReleasePlan plan;
     };
+    struct Diagnosis {
+        std::vector<BlockingProcess> processes;
+        std::vector<BusyCause> causes;
+        bool isEmpty() const { return processes.empty() && causes.empty(); }
+    };
 
     // Shared helpers.
     bool isCurrent(const Uuid& operationID, const std::string& diskID);
@@ -88,9 +107,12 @@ private:
     void logEjectionFailure(std::exception_ptr error);
     Task<std::vector<BlockingProcess>>
     diagnoseBlockers(ExternalDisk disk, std::optional<std::int32_t> dissentingProcessID);
-    /// Plans every blocker, then shows them; dropped when the operation moved on meanwhile.
-    Task<void> enterBlockedState(Uuid operationID, std::string diskID,
-                                 std::vector<BlockingProcess> found);
+    /// The processes, then the other causes; a failing cause finder costs only the causes.
+    Task<Diagnosis> diagnose(ExternalDisk disk, std::optional<std::int32_t> dissentingProcessID);
+    Task<std::vector<BusyCause>> findCauses(ExternalDisk disk, bool processesFound);
+    /// Plans every blocker, then shows them with the causes; dropped when the operation
+    /// moved on meanwhile.
+    Task<void> enterBlockedState(Uuid operationID, std::string diskID, Diagnosis found);
     void failOperation(const Uuid& operationID, const std::string& diskID,
                        std::exception_ptr error);
     void recoverFromCancellation(const Uuid& operationID, const std::string& diskID);
@@ -99,13 +121,19 @@ private:
     // Release, stop, wait and retry.
     std::vector<FrozenReleaseApproval> frozenReleaseApprovals() const;
     Task<void> releaseApproved(ExternalDisk disk, Uuid operationID,
-                               std::vector<FrozenReleaseApproval> approvals);
+                               std::vector<FrozenReleaseApproval> approvals,
+                               std::vector<BusyCause> approvedCauses);
     Task<void> stopApproved(ExternalDisk disk, Uuid operationID, BlockingProcess process,
                             ProcessStopPlan plan);
     Task<std::vector<BlockingProcess>>
     waitForReleasedProcesses(ExternalDisk disk, std::vector<BlockingProcess> exiting);
     Task<void> settleAndRetryEject(ExternalDisk disk, Uuid operationID,
-                                   std::vector<BlockingProcess> exiting);
+                                   std::vector<BlockingProcess> exiting,
+                                   std::vector<BusyCause> approvedCauses);
+    /// Carries out the approved cause actions that a fresh look still finds, as planned;
+    /// false when the operation moved on meanwhile.
+    Task<bool> resolveApprovedCauses(ExternalDisk disk, Uuid operationID,
+                                     std::vector<BusyCause> approved);
     Task<void> sleepNanoseconds(std::uint64_t nanoseconds);
 
     // Every published assignment goes through here, so observers hear of it first.
@@ -136,6 +164,12 @@ private:
     void setReleaseAttempts(std::vector<ReleaseAttempt> value) {
         publish(WorkflowProperty::releaseAttempts, releaseAttempts_, std::move(value));
     }
+    void setBusyCauses(std::vector<BusyCause> value) {
+        publish(WorkflowProperty::busyCauses, busyCauses_, std::move(value));
+    }
+    void setCauseAttempts(std::vector<BusyCauseAttempt> value) {
+        publish(WorkflowProperty::causeAttempts, causeAttempts_, std::move(value));
+    }
 
     std::vector<ExternalDisk> disks_;
     std::optional<std::string> selectedDiskID_;
@@ -144,12 +178,15 @@ private:
     std::vector<ProcessReleasePlan> releasePlans_;
     std::vector<ProcessStopPlan> stopPlans_;
     std::vector<ReleaseAttempt> releaseAttempts_;
+    std::vector<BusyCause> busyCauses_;
+    std::vector<BusyCauseAttempt> causeAttempts_;
 
     std::shared_ptr<VolumeProviding> volumeProvider_;
     std::shared_ptr<DiskEjecting> ejector_;
     std::shared_ptr<BlockerDiagnosing> diagnoser_;
     std::shared_ptr<ProcessReleasing> releaser_;
     std::shared_ptr<ProcessStopping> stopper_;
+    std::shared_ptr<BusyCauseFinding> causeFinder_;
     std::uint64_t settleDelayNanoseconds_;
     std::uint64_t releaseTimeoutNanoseconds_;
     Clock& clock_;

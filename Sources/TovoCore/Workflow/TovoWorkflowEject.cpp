@@ -70,10 +70,11 @@ Task<void> TovoWorkflow::attemptEject() {
 
     logEjectionFailure(error);
     setPhase(EjectionPhase::diagnosing());
-    std::vector<BlockingProcess> found;
+    Diagnosis found;
     std::exception_ptr diagnosisError;
     try {
-        found = co_await diagnoseBlockers(*disk, failure->dissentingProcessID);
+        auto diagnosis = diagnose(*disk, failure->dissentingProcessID);
+        found = co_await diagnosis;
     } catch (...) {
         diagnosisError = std::current_exception();
     }
@@ -88,11 +89,15 @@ Task<void> TovoWorkflow::attemptEject() {
                                        FailureRecovery::retryEject));
         co_return;
     }
-    logger_.info("Diagnosis completed blockers=" + std::to_string(found.size()));
-    if (!found.empty()) {
+    logger_.info("Diagnosis completed blockers=" + std::to_string(found.processes.size()));
+    if (!found.causes.empty()) {
+        logger_.info("Diagnosis found causes=" + std::to_string(found.causes.size()));
+    }
+    if (!found.isEmpty()) {
         std::exception_ptr planningError;
         try {
-            co_await enterBlockedState(operationID, disk->id, std::move(found));
+            auto blocking = enterBlockedState(operationID, disk->id, std::move(found));
+            co_await blocking;
         } catch (...) {
             planningError = std::current_exception();
         }
@@ -116,6 +121,7 @@ void TovoWorkflow::finishSuccess(const ExternalDisk& disk) {
     setBlockers({});
     setReleasePlans({});
     setStopPlans({});
+    setBusyCauses({});
     auto remaining = disks_;
     std::erase_if(remaining, [&](const ExternalDisk& listed) { return listed.id == disk.id; });
     setDisks(std::move(remaining));
@@ -141,15 +147,43 @@ TovoWorkflow::diagnoseBlockers(ExternalDisk disk, std::optional<std::int32_t> di
     co_return co_await diagnoser_->blockers(std::move(disk));
 }
 
-Task<void> TovoWorkflow::enterBlockedState(Uuid operationID, std::string diskID,
-                                           std::vector<BlockingProcess> found) {
+Task<TovoWorkflow::Diagnosis>
+TovoWorkflow::diagnose(ExternalDisk disk, std::optional<std::int32_t> dissentingProcessID) {
+    Diagnosis found;
+    auto diagnosis = diagnoseBlockers(disk, dissentingProcessID);
+    found.processes = co_await diagnosis;
+    auto finding = findCauses(std::move(disk), !found.processes.empty());
+    found.causes = co_await finding;
+    co_return found;
+}
+
+Task<std::vector<BusyCause>> TovoWorkflow::findCauses(ExternalDisk disk, bool processesFound) {
+    if (!causeFinder_) {
+        co_return std::vector<BusyCause>{};
+    }
+    std::exception_ptr error;
+    try {
+        auto finding = causeFinder_->causes(std::move(disk), processesFound);
+        co_return co_await finding;
+    } catch (...) {
+        error = std::current_exception();
+    }
+    if (isCancellation(error)) {
+        std::rethrow_exception(error);
+    }
+    // The processes still tell the user most of the story.
+    logger_.error("Cause search failed " + domainAndCode(error));
+    co_return std::vector<BusyCause>{};
+}
+
+Task<void> TovoWorkflow::enterBlockedState(Uuid operationID, std::string diskID, Diagnosis found) {
     // Named tasks: GCC 12 mishandles temporaries inside co_await.
-    auto releasePlanning = releaser_->planRelease(found);
+    auto releasePlanning = releaser_->planRelease(found.processes);
     auto releasePlans = co_await releasePlanning;
     std::vector<ProcessStopPlan> stopPlans;
     if (stopper_) {
-        stopPlans.reserve(found.size());
-        for (const auto& blocker : found) {
+        stopPlans.reserve(found.processes.size());
+        for (const auto& blocker : found.processes) {
             auto stopPlanning = stopper_->planStop(blocker);
             stopPlans.push_back(co_await stopPlanning);
         }
@@ -157,9 +191,10 @@ Task<void> TovoWorkflow::enterBlockedState(Uuid operationID, std::string diskID,
     if (!isCurrent(operationID, diskID)) {
         co_return;
     }
-    setBlockers(std::move(found));
+    setBlockers(std::move(found.processes));
     setReleasePlans(std::move(releasePlans));
     setStopPlans(std::move(stopPlans));
+    setBusyCauses(std::move(found.causes));
     activeOperationID_.reset();
     setPhase(EjectionPhase::blocked());
 }
@@ -181,7 +216,7 @@ void TovoWorkflow::recoverFromCancellation(const Uuid& operationID, const std::s
     }
     activeOperationID_.reset();
     logger_.info("Release operation cancelled safely");
-    if (!blockers_.empty()) {
+    if (!blockers_.empty() || !busyCauses_.empty()) {
         setPhase(EjectionPhase::blocked());
         return;
     }

@@ -58,15 +58,25 @@ Task<void> TovoWorkflow::performSafeTovo() {
         });
     logger_.info("Release review confirmed total=" + std::to_string(approvals.size()) +
                  " eligible=" + std::to_string(eligible));
+    std::vector<BusyCause> approvedCauses;
+    std::ranges::copy_if(
+        busyCauses_, std::back_inserter(approvedCauses),
+        [](const BusyCause& cause) { return cause.plan.action != BusyCauseAction::none; });
+    if (!approvedCauses.empty()) {
+        logger_.info("Release review confirmed causes=" + std::to_string(approvedCauses.size()));
+    }
 
     bumpRefreshGeneration();
     const auto operationID = beginOperation();
     setReleaseAttempts({});
+    setCauseAttempts({});
     setPhase(EjectionPhase::releasing());
 
     std::exception_ptr error;
     try {
-        co_await releaseApproved(*disk, operationID, std::move(approvals));
+        auto releasing =
+            releaseApproved(*disk, operationID, std::move(approvals), std::move(approvedCauses));
+        co_await releasing;
     } catch (...) {
         error = std::current_exception();
     }
@@ -76,7 +86,8 @@ Task<void> TovoWorkflow::performSafeTovo() {
 }
 
 Task<void> TovoWorkflow::releaseApproved(ExternalDisk disk, Uuid operationID,
-                                         std::vector<FrozenReleaseApproval> approvals) {
+                                         std::vector<FrozenReleaseApproval> approvals,
+                                         std::vector<BusyCause> approvedCauses) {
     std::vector<ReleaseAttempt> attempts;
     std::vector<BlockingProcess> asked;
     for (const auto& approval : approvals) {
@@ -134,7 +145,9 @@ Task<void> TovoWorkflow::releaseApproved(ExternalDisk disk, Uuid operationID,
             exiting.push_back(approval.process);
         }
     }
-    co_await settleAndRetryEject(std::move(disk), operationID, std::move(exiting));
+    auto retrying = settleAndRetryEject(std::move(disk), operationID, std::move(exiting),
+                                        std::move(approvedCauses));
+    co_await retrying;
 }
 
 Task<void> TovoWorkflow::performStop(BlockingProcess process) {
@@ -207,7 +220,8 @@ Task<void> TovoWorkflow::stopApproved(ExternalDisk disk, Uuid operationID, Block
     if (disposition == ReleaseDisposition::requested && target) {
         exiting.push_back(*target);
     }
-    co_await settleAndRetryEject(std::move(disk), operationID, std::move(exiting));
+    auto retrying = settleAndRetryEject(std::move(disk), operationID, std::move(exiting), {});
+    co_await retrying;
 }
 
 Task<std::vector<BlockingProcess>>
@@ -235,17 +249,34 @@ TovoWorkflow::waitForReleasedProcesses(ExternalDisk disk, std::vector<BlockingPr
 }
 
 Task<void> TovoWorkflow::settleAndRetryEject(ExternalDisk disk, Uuid operationID,
-                                             std::vector<BlockingProcess> exiting) {
+                                             std::vector<BlockingProcess> exiting,
+                                             std::vector<BusyCause> approvedCauses) {
     auto remaining = co_await waitForReleasedProcesses(disk, std::move(exiting));
     if (!isCurrent(operationID, disk.id)) {
         co_return;
     }
     if (!remaining.empty()) {
         logger_.info("Release recheck still blocked count=" + std::to_string(remaining.size()));
-        co_await enterBlockedState(operationID, disk.id, std::move(remaining));
+        auto finding = findCauses(disk, true);
+        auto causes = co_await finding;
+        if (!isCurrent(operationID, disk.id)) {
+            co_return;
+        }
+        Diagnosis found{std::move(remaining), std::move(causes)};
+        // Named tasks: GCC 12 mishandles temporaries inside co_await.
+        auto blocking = enterBlockedState(operationID, disk.id, std::move(found));
+        co_await blocking;
         co_return;
     }
     setBlockers({});
+    // Once the apps are gone: a nested file system unmounts only when nobody uses it.
+    if (!approvedCauses.empty()) {
+        auto resolving = resolveApprovedCauses(disk, operationID, std::move(approvedCauses));
+        if (!co_await resolving) {
+            co_return;
+        }
+    }
+    setBusyCauses({});
 
     setPhase(EjectionPhase::retrying());
     std::exception_ptr error;
@@ -276,15 +307,48 @@ Task<void> TovoWorkflow::settleAndRetryEject(ExternalDisk disk, Uuid operationID
         co_return;
     }
     setPhase(EjectionPhase::diagnosing());
-    auto found = co_await diagnoseBlockers(disk, busy->dissentingProcessID);
+    auto diagnosis = diagnose(disk, busy->dissentingProcessID);
+    auto found = co_await diagnosis;
     if (!isCurrent(operationID, disk.id)) {
         co_return;
     }
-    if (found.empty()) {
-        // Busy, yet nobody to show: fail with the refusal itself.
+    if (found.isEmpty()) {
+        // Busy, yet nothing to show: fail with the refusal itself.
         throw *busy;
     }
-    co_await enterBlockedState(operationID, disk.id, std::move(found));
+    auto blocking = enterBlockedState(operationID, disk.id, std::move(found));
+    co_await blocking;
+}
+
+Task<bool> TovoWorkflow::resolveApprovedCauses(ExternalDisk disk, Uuid operationID,
+                                               std::vector<BusyCause> approved) {
+    // What the user confirmed may be gone or changed by now: act only on a cause
+    // still found, with the same plan.
+    auto finding = causeFinder_->causes(disk, true);
+    const auto fresh = co_await finding;
+    if (!isCurrent(operationID, disk.id)) {
+        co_return false;
+    }
+    std::vector<BusyCauseAttempt> attempts;
+    for (const auto& cause : approved) {
+        const auto found = std::ranges::find_if(fresh, [&](const BusyCause& candidate) {
+            return candidate.key() == cause.key() && candidate.plan.action == cause.plan.action;
+        });
+        if (found == fresh.end()) {
+            attempts.push_back(BusyCauseAttempt{cause.key(), ReleaseDisposition::alreadyClosed,
+                                                "It no longer holds the disk."});
+            continue;
+        }
+        auto resolving = causeFinder_->resolve(*found);
+        attempts.push_back(co_await resolving);
+        if (!isCurrent(operationID, disk.id)) {
+            co_return false;
+        }
+    }
+    const auto count = attempts.size();
+    setCauseAttempts(std::move(attempts));
+    logger_.info("Cause actions completed count=" + std::to_string(count));
+    co_return true;
 }
 
 Task<void> TovoWorkflow::sleepNanoseconds(std::uint64_t nanoseconds) {

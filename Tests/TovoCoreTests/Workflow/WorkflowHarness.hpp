@@ -2,6 +2,7 @@
 
 #include "Support/ModelBuilders.hpp"
 #include "Support/RecordingLogger.hpp"
+#include "Support/ScriptedBusyCauseFinder.hpp"
 #include "Support/ScriptedServices.hpp"
 #include "TovoCore/Async/Clock.hpp"
 #include "TovoCore/Async/Executor.hpp"
@@ -60,6 +61,7 @@ struct WorkflowHarness {
         workflow = std::make_unique<TovoWorkflow>(volumes, ejector, diagnoser, releaser, stopper,
                                                   options.settle, options.timeout, clock, logger,
                                                   executor);
+        workflow->setBusyCauseFinder(causeFinder);
     }
 
     /// Ends every operation still waiting on a double, so no coroutine outlives the test.
@@ -126,6 +128,8 @@ struct WorkflowHarness {
     std::shared_ptr<ScriptedProcessReleaser> releaser =
         std::make_shared<ScriptedProcessReleaser>(executor);
     std::shared_ptr<ScriptedProcessStopper> stopper;
+    std::shared_ptr<ScriptedBusyCauseFinder> causeFinder =
+        std::make_shared<ScriptedBusyCauseFinder>(executor);
     ScriptedOperation<Processes, DiagnosisCall>* diagnoses = nullptr;
     std::unique_ptr<TovoWorkflow> workflow;
     std::vector<TaskHandle> started;

@@ -1,0 +1,176 @@
+#include "TovoCoreTests/Workflow/WorkflowHarness.hpp"
+
+namespace tovo::testing {
+namespace {
+
+using Causes = std::vector<BusyCause>;
+
+const BusyCause nested =
+    makeCause(BusyCauseKind::nestedMount, "/media/Photos/inner", BusyCauseAction::unmountNested);
+const BusyCause image =
+    makeCause(BusyCauseKind::loopDevice, "/dev/loop7", BusyCauseAction::detachLoop);
+const BusyCause swapFile = makeCause(BusyCauseKind::swap, "/media/Photos/swapfile");
+const Entry retried{Level::info, "Eject started"};
+
+// Ejects `photos` into a busy refusal whose diagnosis finds `processes`, then `causes`.
+void ejectIntoCauses(WorkflowHarness& h, Processes processes, Causes causes) {
+    h.listDisks({photos, backup});
+    h.logger.clear();
+    h.ejector->ejects.enqueueError(WorkflowHarness::busyFailure());
+    h.diagnoses->enqueueValue(std::move(processes));
+    h.causeFinder->searches.enqueueValue(std::move(causes));
+    h.start(h.workflow->attemptEject());
+}
+
+TEST(TovoWorkflowCauseTest, BlocksWithCausesAloneAndTellsObserversFirst) {
+    WorkflowHarness h;
+    std::vector<std::size_t> seenBeforeChange;
+    h.workflow->addObserver([&](WorkflowProperty property) {
+        if (property == WorkflowProperty::busyCauses) {
+            seenBeforeChange.push_back(h.workflow->busyCauses().size());
+        }
+    });
+
+    ejectIntoCauses(h, {}, {nested, swapFile});
+
+    EXPECT_EQ(h.workflow->phase(), EjectionPhase::blocked());
+    EXPECT_THAT(h.workflow->blockers(), IsEmpty());
+    EXPECT_EQ(h.workflow->busyCauses(), (Causes{nested, swapFile}));
+    EXPECT_EQ(h.causeFinder->searches.calls(), (std::vector{CauseSearch{photos, false}}));
+    EXPECT_EQ(seenBeforeChange.back(), 0u);
+    EXPECT_THAT(h.logger.entries(),
+                ::testing::Contains(Entry{Level::info, "Diagnosis found causes=2"}));
+}
+
+TEST(TovoWorkflowCauseTest, ShowsProcessesAloneWhenTheCauseSearchFails) {
+    WorkflowHarness h;
+    h.listDisks({photos});
+    h.ejector->ejects.enqueueError(WorkflowHarness::busyFailure());
+    h.diagnoses->enqueueValue({editor});
+    h.causeFinder->searches.enqueueError(TestError("mountinfo unreadable"));
+
+    h.start(h.workflow->attemptEject());
+
+    EXPECT_EQ(h.workflow->phase(), EjectionPhase::blocked());
+    EXPECT_EQ(h.workflow->blockers(), Processes{editor});
+    EXPECT_EQ(h.causeFinder->searches.calls().at(0).processesFound, true);
+    EXPECT_THAT(
+        h.logger.entries(),
+        ::testing::Contains(Entry{Level::error, "Cause search failed domain=TestDomain code=42"}));
+}
+
+TEST(TovoWorkflowCauseTest, DropsCausesThatArriveAfterTheUserMovedOn) {
+    WorkflowHarness h;
+    h.causeFinder->searches.setResponder(nullptr);
+    h.listDisks({photos, backup});
+    h.ejector->ejects.enqueueError(WorkflowHarness::busyFailure());
+    h.diagnoses->enqueueValue({});
+    h.start(h.workflow->attemptEject());
+    ASSERT_EQ(h.workflow->phase(), EjectionPhase::diagnosing());
+
+    h.selectOtherDisk();
+    h.causeFinder->searches.resolve({nested});
+    h.run();
+
+    EXPECT_EQ(h.workflow->phase(), EjectionPhase::ready());
+    EXPECT_EQ(h.workflow->selectedDiskID(), backup.id);
+    EXPECT_THAT(h.workflow->busyCauses(), IsEmpty());
+    EXPECT_THAT(h.logger.entries(), ElementsAre(staleDropped));
+}
+
+// The release carries out the confirmed cause actions once the apps are gone and
+// before the eject is tried again; causes left to the user are never acted on.
+TEST(TovoWorkflowCauseTest, ActsOnApprovedCausesAfterTheAppsQuitAndBeforeTheRetry) {
+    WorkflowHarness h;
+    h.releaser->planEach(quitPlan);
+    h.releaser->answerRequestsWith(ReleaseDisposition::requested);
+    ejectIntoCauses(h, {editor}, {nested, swapFile, image});
+    ASSERT_EQ(h.workflow->phase(), EjectionPhase::blocked());
+    std::vector<std::string> trace;
+    h.diagnoses->setResponder([&](const DiagnosisCall&) {
+        trace.push_back("look");
+        return ScriptedOperation<Processes, DiagnosisCall>::Outcome::success(
+            trace.size() == 1 ? Processes{editor} : Processes{});
+    });
+    // The fresh look no longer finds the image: it was detached meanwhile.
+    h.causeFinder->searches.setResponder([&](const CauseSearch&) {
+        trace.push_back("find causes");
+        return decltype(h.causeFinder->searches)::Outcome::success({nested, swapFile});
+    });
+    h.causeFinder->resolutions.setResponder(nullptr);
+
+    h.start(h.workflow->performSafeTovo());
+    h.runOutTheClock();
+    EXPECT_EQ(trace, (std::vector<std::string>{"look", "look", "find causes"}));
+    EXPECT_EQ(h.causeFinder->resolutions.pendingArguments(), nested);
+    EXPECT_EQ(h.ejector->ejects.callCount(), 1u) << "no retry before the cause action ends";
+
+    h.causeFinder->resolutions.resolve({nested.key(), ReleaseDisposition::requested, "Unmounted."});
+    h.run();
+    EXPECT_EQ(h.causeFinder->resolutions.callCount(), 1u);
+    EXPECT_EQ(h.workflow->phase(), EjectionPhase::retrying());
+    EXPECT_EQ(h.ejector->ejects.callCount(), 2u);
+    EXPECT_EQ(
+        h.workflow->causeAttempts(),
+        (std::vector<BusyCauseAttempt>{
+            {nested.key(), ReleaseDisposition::requested, "Unmounted."},
+            {image.key(), ReleaseDisposition::alreadyClosed, "It no longer holds the disk."}}));
+}
+
+TEST(TovoWorkflowCauseTest, NeverActsOnACauseWhosePlanChangedSinceTheReview) {
+    WorkflowHarness h;
+    ejectIntoCauses(h, {}, {image});
+    auto nowManual = image;
+    nowManual.plan = {BusyCauseAction::none, "Someone else set it up."};
+    h.diagnoses->setValue({});
+    h.causeFinder->searches.setValue({nowManual});
+
+    h.start(h.workflow->performSafeTovo());
+    h.runOutTheClock();
+
+    EXPECT_EQ(h.causeFinder->resolutions.callCount(), 0u);
+    EXPECT_EQ(h.workflow->phase(), EjectionPhase::retrying());
+}
+
+TEST(TovoWorkflowCauseTest, DropsACauseActionThatEndsAfterTheUserMovedOn) {
+    WorkflowHarness h;
+    ejectIntoCauses(h, {}, {nested});
+    h.diagnoses->setValue({});
+    h.causeFinder->searches.setValue({nested});
+    h.causeFinder->resolutions.setResponder(nullptr);
+    h.start(h.workflow->performSafeTovo());
+    h.runOutTheClock();
+    ASSERT_EQ(h.causeFinder->resolutions.callCount(), 1u);
+
+    h.selectOtherDisk();
+    h.causeFinder->resolutions.resolve({nested.key(), ReleaseDisposition::requested, "Done."});
+    h.run();
+
+    EXPECT_EQ(h.ejector->ejects.callCount(), 1u);
+    EXPECT_EQ(h.workflow->selectedDiskID(), backup.id);
+    EXPECT_THAT(h.workflow->causeAttempts(), IsEmpty());
+    EXPECT_THAT(h.logger.entries(), ElementsAre(staleDropped)) << ::testing::PrintToString(h.logger.messages());
+}
+
+TEST(TovoWorkflowCauseTest, ARetryRefusedWithOnlyCausesLeftShowsThem) {
+    WorkflowHarness h;
+    ejectIntoCauses(h, {}, {nested});
+    h.diagnoses->setValue({});
+    h.causeFinder->searches.setValue({nested});
+    h.causeFinder->resolutions.setResponder([](const BusyCause& cause) {
+        return ScriptedOperation<BusyCauseAttempt, BusyCause>::Outcome::success(
+            {cause.key(), ReleaseDisposition::failed, "Not authorized."});
+    });
+    h.ejector->ejects.enqueueError(WorkflowHarness::busyFailure());
+
+    h.start(h.workflow->performSafeTovo());
+    h.runOutTheClock();
+
+    EXPECT_EQ(h.workflow->phase(), EjectionPhase::blocked());
+    EXPECT_EQ(h.workflow->busyCauses(), Causes{nested});
+    EXPECT_EQ(h.workflow->causeAttempts().at(0).message, "Not authorized.");
+    EXPECT_EQ(h.causeFinder->searches.calls().back().processesFound, false);
+}
+
+} // namespace
+} // namespace tovo::testing
