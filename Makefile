@@ -4,7 +4,7 @@ BUILD_TYPE ?= RelWithDebInfo
 CMAKE_FLAGS ?=
 JOBS ?= $(shell nproc)
 
-.PHONY: setup configure build test unit demo run bench sanitize fuzz format clean
+.PHONY: setup configure build test unit demo run package bench sanitize fuzz format clean
 
 setup:
 	@scripts/setup
@@ -27,6 +27,10 @@ demo: build
 
 run: build
 	@scripts/demo
+
+# A Debian package of what the build folder holds: the window, tovo, their files.
+package: build
+	@cd $(BUILD_DIR) && cpack -G DEB
 
 bench: setup
 	@cmake -S . -B build-release -G Ninja -DCMAKE_BUILD_TYPE=Release -DTOVO_BUILD_APP=ON -DTOVO_BUILD_TESTS=OFF >/dev/null
