@@ -105,8 +105,10 @@ protected:
 
 TEST_F(LsofBlockerDiagnoserTest, RunsLsofPerMountAndMergesByPidInFirstSeenOrder) {
     addSecondVolume();
-    runner_->answer({0, holder(500) + holder(600), ""});
-    runner_->answer({0, holder(700, dataPath + "/b") + holder(500, dataPath + "/c"), ""});
+    // The second mount's lsof may end first: the order of the mounts still decides.
+    runner_->answerFor(diskPath, {0, holder(500) + holder(600), ""});
+    runner_->answerFor(dataPath,
+                       {0, holder(700, dataPath + "/b") + holder(500, dataPath + "/c"), ""});
     for (const auto pid : {500, 600, 700}) {
         metadata_->add(metadataOf(pid));
     }
@@ -115,11 +117,14 @@ TEST_F(LsofBlockerDiagnoserTest, RunsLsofPerMountAndMergesByPidInFirstSeenOrder)
     EXPECT_EQ(blockers[0].openFiles.size(), 2u);
 
     ASSERT_EQ(runner_->calls.size(), 2u);
-    EXPECT_TRUE(runner_->calls[0].executable.is_absolute());
-    EXPECT_EQ(runner_->calls[0].executable.filename(), "lsof");
-    EXPECT_THAT(runner_->calls[0].arguments,
-                ElementsAre("-S", "2", "-nP", "-F0pcuLftanR", "+c", "0", "+f", "--", diskPath));
-    EXPECT_EQ(runner_->calls[1].arguments.back(), dataPath);
+    EXPECT_THAT(runner_->paths(), ::testing::UnorderedElementsAre(diskPath, dataPath));
+    EXPECT_NE(runner_->calls[0].thread, runner_->calls[1].thread) << "side by side";
+    for (const auto& call : runner_->calls) {
+        EXPECT_TRUE(call.executable.is_absolute());
+        EXPECT_EQ(call.executable.filename(), "lsof");
+        EXPECT_THAT(call.arguments, ElementsAre("-S", "2", "-nP", "-F0pcuLftanR", "+c", "0", "+f",
+                                                "--", call.arguments.back()));
+    }
 }
 
 struct StatusCase {
@@ -234,8 +239,8 @@ TEST_P(LsofMountChanges, OnlyVolumesStillMountedCount) {
         }
         scanner_->tables.push_back(entries);
     }
-    for (const auto& answer : row.answers) {
-        runner_->answer(answer);
+    for (std::size_t index = 0; index < row.answers.size(); ++index) {
+        runner_->answerFor(row.inspected.at(index), row.answers[index]);
     }
     metadata_->add(metadataOf(700));
     if (row.expected) {
@@ -243,11 +248,7 @@ TEST_P(LsofMountChanges, OnlyVolumesStillMountedCount) {
     } else {
         EXPECT_THROW(diagnose(), DiagnosisError);
     }
-    std::vector<std::string> inspected;
-    for (const auto& call : runner_->calls) {
-        inspected.push_back(call.arguments.back());
-    }
-    EXPECT_EQ(inspected, row.inspected);
+    EXPECT_THAT(runner_->paths(), ::testing::UnorderedElementsAreArray(row.inspected));
 }
 
 const CommandResult dataHolder{0, holder(700, dataPath + "/b"), ""};
@@ -266,7 +267,7 @@ INSTANTIATE_TEST_SUITE_P(Table, LsofMountChanges,
                                            MountChangeCase{"NotAFileSystemThoughStillMounted",
                                                            {{diskPath, dataPath}},
                                                            {{1, "", notAFileSystem}},
-                                                           {diskPath},
+                                                           {diskPath, dataPath},
                                                            std::nullopt}),
                          [](const auto& info) { return info.param.name; });
 
@@ -361,8 +362,8 @@ TEST_F(LsofBlockerDiagnoserTest, NeverListsTovoItself) {
 TEST_F(LsofBlockerDiagnoserTest, FailuresOnAnyMountAndRunnerErrorsPassThrough) {
     addSecondVolume();
     metadata_->add(metadataOf(500));
-    runner_->answer({0, holder(500), ""});
-    runner_->answer({2, "", "boom"});
+    runner_->answerFor(diskPath, {0, holder(500), ""});
+    runner_->answerFor(dataPath, {2, "", "boom"});
     EXPECT_THROW(diagnose(), DiagnosisError) << "what earlier mounts found is discarded";
     runner_->fail(CommandRunnerError(CommandRunnerError::Kind::timedOut));
     EXPECT_THROW(diagnose(), CommandRunnerError);

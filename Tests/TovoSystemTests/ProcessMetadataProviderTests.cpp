@@ -189,3 +189,33 @@ INSTANTIATE_TEST_SUITE_P(Levels, ParentApplicationDepth, ::testing::Values(12, 1
 
 } // namespace
 } // namespace tovo
+
+namespace tovo {
+namespace {
+
+// One diagnosis reads the boot time once and each ancestor's application once, however
+// many holders share them; a plain provider reads everything afresh.
+TEST_F(ProcessMetadataProviderTest, ADiagnosisSharesTheBootTimeAndApplicationLookUps) {
+    addProcess(300, 1, "editor");
+    addProcess(500, 300);
+    addProcess(600, 300);
+    addApplication(300, "Editor", "org.example.Editor");
+    const auto plain = provider();
+    const auto session = plain.forOneDiagnosis();
+    ASSERT_NE(session, nullptr);
+    registry_->lookupsBeforeVanishing = 2; // 500 and 300, then every app is gone
+
+    ASSERT_TRUE(session->metadata(500));
+    EXPECT_TRUE(session->parentApplication(500));
+    std::filesystem::remove(proc_.path() / "stat");
+    const auto second = session->metadata(600);
+    ASSERT_TRUE(second);
+    EXPECT_EQ(second->startTime, (ProcessStartTime{bootTime + 123, 450'000}));
+    EXPECT_EQ(session->parentApplication(600)->pid, 300);
+
+    EXPECT_FALSE(plain.metadata(600)) << "no boot time, no identity";
+    EXPECT_FALSE(plain.parentApplication(600)) << "a fresh look-up finds the app gone";
+}
+
+} // namespace
+} // namespace tovo

@@ -158,7 +158,13 @@ std::optional<std::uint64_t> ProcFileSystem::bootTime() const {
 
 std::optional<ProcessStartTime> ProcFileSystem::startTime(std::uint64_t startTicks) const {
     const auto boot = bootTime();
-    if (!boot || clockTicksPerSecond_ <= 0) {
+    return boot ? startTime(startTicks, *boot) : std::nullopt;
+}
+
+std::optional<ProcessStartTime> ProcFileSystem::startTime(std::uint64_t startTicks,
+                                                          std::uint64_t bootTime) const {
+    const std::optional<std::uint64_t> boot = bootTime;
+    if (clockTicksPerSecond_ <= 0) {
         return std::nullopt;
     }
     const auto hertz = static_cast<std::uint64_t>(clockTicksPerSecond_);

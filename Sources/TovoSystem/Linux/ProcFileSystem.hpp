@@ -37,6 +37,9 @@ public:
     std::optional<std::uint64_t> bootTime() const;
     /// Boot time plus `startTicks`, as seconds and microseconds.
     std::optional<ProcessStartTime> startTime(std::uint64_t startTicks) const;
+    /// The same with a boot time read before.
+    std::optional<ProcessStartTime> startTime(std::uint64_t startTicks,
+                                              std::uint64_t bootTime) const;
     /// /proc/<pid>/comm as raw bytes without its final line feed; none when empty.
     std::optional<std::string> commandName(std::int32_t pid) const;
     /// The target of /proc/<pid>/exe.

@@ -9,6 +9,8 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <exception>
+#include <thread>
 #include <unordered_map>
 
 namespace tovo {
@@ -142,23 +144,31 @@ std::vector<BlockingProcess>
 LsofBlockerDiagnoser::diagnose(const ExternalDisk& disk,
                                std::optional<std::int32_t> dissentingProcessID,
                                const std::stop_token& stop) const {
+    // One look-up of the boot time, and of each parent and application, for all holders.
+    const auto session = metadataProvider_->forOneDiagnosis();
+    const auto& metadata = session ? *session : *metadataProvider_;
     MergedProcesses merged;
     const auto mountPaths = disk.mountURLs();
     if (!mountPaths.empty()) {
         const auto executable = lsof_ ? *lsof_ : lsofExecutable();
         const auto table = scanner_->mounts();
-        std::vector<MountEntry> inspected;
+        // A volume unmounted before the busy one refused holds nothing any more.
+        std::vector<std::filesystem::path> paths;
+        std::vector<std::vector<MountEntry>> entries;
         for (const auto& mountPath : mountPaths) {
-            // A volume unmounted before the busy one refused holds nothing any more.
-            auto entries = mountsAt(table, mountPath);
-            if (entries.empty()) {
-                continue;
+            if (auto found = mountsAt(table, mountPath); !found.empty()) {
+                paths.push_back(mountPath);
+                entries.push_back(std::move(found));
             }
-            auto processes = blockersOfMount(mountPath, executable, stop);
+        }
+        auto runs = runLsof(paths, executable, stop);
+        std::vector<MountEntry> inspected;
+        for (std::size_t index = 0; index < paths.size(); ++index) {
+            auto processes = blockersOfMount(paths[index], runs[index], metadata);
             if (!processes) {
                 continue;
             }
-            inspected.insert(inspected.end(), entries.begin(), entries.end());
+            inspected.insert(inspected.end(), entries[index].begin(), entries[index].end());
             for (auto& process : *processes) {
                 merged.add(std::move(process));
             }
@@ -174,7 +184,7 @@ LsofBlockerDiagnoser::diagnose(const ExternalDisk& disk,
                 if (process.pid == ownPID_) {
                     continue;
                 }
-                if (auto live = enriched(process)) {
+                if (auto live = enriched(process, metadata)) {
                     merged.add(std::move(*live));
                 }
             }
@@ -183,26 +193,54 @@ LsofBlockerDiagnoser::diagnose(const ExternalDisk& disk,
 
     if (dissentingProcessID && *dissentingProcessID >= 2 && *dissentingProcessID != ownPID_ &&
         !merged.contains(*dissentingProcessID)) {
-        if (auto process = dissenter(*dissentingProcessID)) {
+        if (auto process = dissenter(*dissentingProcessID, metadata)) {
             merged.add(std::move(*process));
         }
     }
     return merged.take();
 }
 
-std::optional<std::vector<BlockingProcess>>
-LsofBlockerDiagnoser::blockersOfMount(const std::filesystem::path& mountPath,
-                                      const std::filesystem::path& executable,
-                                      const std::stop_token& stop) const {
-    CommandResult run;
-    try {
-        run = runner_->runSynchronously(executable, lsofArguments(mountPath), stop);
-    } catch (const CommandLaunchError& error) {
-        if (!isUnusableProgram(error)) {
-            throw;
+std::vector<LsofBlockerDiagnoser::LsofRun>
+LsofBlockerDiagnoser::runLsof(const std::vector<std::filesystem::path>& paths,
+                              const std::filesystem::path& executable,
+                              const std::stop_token& stop) const {
+    std::vector<LsofRun> runs(paths.size());
+    const auto run = [&](std::size_t index) {
+        try {
+            runs[index].result =
+                runner_->runSynchronously(executable, lsofArguments(paths[index]), stop);
+        } catch (...) {
+            runs[index].error = std::current_exception();
         }
-        throw DiagnosisError(DiagnosisError::Kind::lsofMissing, error.what());
+    };
+    // Each lsof walks every open file of the system: side by side they take as long
+    // as one. The first runs on this thread.
+    std::vector<std::jthread> others;
+    others.reserve(paths.size() > 1 ? paths.size() - 1 : 0);
+    for (std::size_t index = 1; index < paths.size(); ++index) {
+        others.emplace_back(run, index);
     }
+    if (!paths.empty()) {
+        run(0);
+    }
+    others.clear();
+    return runs;
+}
+
+std::optional<std::vector<BlockingProcess>>
+LsofBlockerDiagnoser::blockersOfMount(const std::filesystem::path& mountPath, LsofRun& lsofRun,
+                                      const ProcessMetadataProviding& metadata) const {
+    if (lsofRun.error) {
+        try {
+            std::rethrow_exception(lsofRun.error);
+        } catch (const CommandLaunchError& error) {
+            if (!isUnusableProgram(error)) {
+                throw;
+            }
+            throw DiagnosisError(DiagnosisError::Kind::lsofMissing, error.what());
+        }
+    }
+    const auto& run = lsofRun.result;
 
     // Exit-status rules apply to what is left once warnings about other mounts are gone.
     const auto errorText =
@@ -228,7 +266,7 @@ LsofBlockerDiagnoser::blockersOfMount(const std::filesystem::path& mountPath,
     std::vector<BlockingProcess> processes;
     processes.reserve(parsed.size());
     for (const auto& process : parsed) {
-        if (auto live = enriched(process)) {
+        if (auto live = enriched(process, metadata)) {
             processes.push_back(std::move(*live));
         }
     }
@@ -240,13 +278,14 @@ bool LsofBlockerDiagnoser::isMounted(const std::filesystem::path& mountPath) con
 }
 
 std::optional<BlockingProcess>
-LsofBlockerDiagnoser::enriched(const BlockingProcess& process) const {
-    const auto metadata = metadataProvider_->metadata(process.pid);
+LsofBlockerDiagnoser::enriched(const BlockingProcess& process,
+                               const ProcessMetadataProviding& provider) const {
+    const auto metadata = provider.metadata(process.pid);
     if (!metadata) {
         return std::nullopt;
     }
     auto live = process.withExecutionIdentity(metadata->executablePath, metadata->startTime,
-                                              metadataProvider_->parentApplication(process.pid));
+                                              provider.parentApplication(process.pid));
     // lsof misreads /proc/<pid>/stat when the command holds a ")"; identity checks
     // compare against the kernel's parent.
     live.parentPID = metadata->parentPID;
@@ -256,8 +295,9 @@ LsofBlockerDiagnoser::enriched(const BlockingProcess& process) const {
     return live;
 }
 
-std::optional<BlockingProcess> LsofBlockerDiagnoser::dissenter(std::int32_t pid) const {
-    const auto metadata = metadataProvider_->metadata(pid);
+std::optional<BlockingProcess>
+LsofBlockerDiagnoser::dissenter(std::int32_t pid, const ProcessMetadataProviding& provider) const {
+    const auto metadata = provider.metadata(pid);
     if (!metadata) {
         return std::nullopt;
     }
@@ -270,7 +310,7 @@ std::optional<BlockingProcess> LsofBlockerDiagnoser::dissenter(std::int32_t pid)
                            metadata->executablePath,
                            metadata->startTime,
                            true,
-                           metadataProvider_->parentApplication(pid)};
+                           provider.parentApplication(pid)};
 }
 
 } // namespace tovo

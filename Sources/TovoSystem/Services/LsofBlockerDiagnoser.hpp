@@ -19,10 +19,10 @@
 namespace tovo {
 
 /// Finds the processes that keep a disk busy: one `lsof` run per mount point that is
-/// still mounted, parsed, without Tovo itself, checked against /proc (parent, command),
-/// enriched with each process's live identity and merged by pid in first-seen order;
-/// the process the system named comes last. When lsof names nobody, /proc is searched
-/// for holders it missed. All of it runs on a worker thread.
+/// still mounted (side by side), parsed in the order of the mount points, without Tovo itself,
+/// checked against /proc (parent, command), enriched with each process's live identity and merged
+/// by pid in first-seen order; the process the system named comes last. When lsof names nobody,
+/// /proc is searched for holders it missed. All of it runs on a worker thread.
 class LsofBlockerDiagnoser final : public DissentAwareBlockerDiagnosing {
 public:
     /// `lsof` none: the first of /usr/bin/lsof and /usr/sbin/lsof, looked up at each
@@ -47,18 +47,30 @@ public:
                                          const std::string& kernelCommand);
 
 private:
+    /// One lsof run's result, or what it threw.
+    struct LsofRun {
+        CommandResult result;
+        std::exception_ptr error;
+    };
+
     std::vector<BlockingProcess> diagnose(const ExternalDisk& disk,
                                           std::optional<std::int32_t> dissentingProcessID,
                                           const std::stop_token& stop) const;
-    /// The processes lsof finds on one mount point, enriched and judged by the exit
+    /// lsof on every path at once, the results in the order of `paths`.
+    std::vector<LsofRun> runLsof(const std::vector<std::filesystem::path>& paths,
+                                 const std::filesystem::path& executable,
+                                 const std::stop_token& stop) const;
+    /// The processes lsof found on one mount point, enriched and judged by the exit
     /// status; none when the mount went away while lsof ran.
     std::optional<std::vector<BlockingProcess>>
-    blockersOfMount(const std::filesystem::path& mountPath, const std::filesystem::path& executable,
-                    const std::stop_token& stop) const;
+    blockersOfMount(const std::filesystem::path& mountPath, LsofRun& run,
+                    const ProcessMetadataProviding& metadata) const;
     bool isMounted(const std::filesystem::path& mountPath) const;
     /// None when the process has ended since it was listed: it holds nothing any more.
-    std::optional<BlockingProcess> enriched(const BlockingProcess& process) const;
-    std::optional<BlockingProcess> dissenter(std::int32_t pid) const;
+    std::optional<BlockingProcess> enriched(const BlockingProcess& process,
+                                            const ProcessMetadataProviding& metadata) const;
+    std::optional<BlockingProcess> dissenter(std::int32_t pid,
+                                             const ProcessMetadataProviding& metadata) const;
 
     Executor& executor_;
     std::shared_ptr<CommandRunning> runner_;

@@ -3,6 +3,7 @@
 #include "TovoCore/Models/BlockingProcess.hpp"
 
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 
@@ -26,6 +27,11 @@ public:
     virtual ~ProcessMetadataProviding() = default;
     virtual std::optional<ProcessMetadata> metadata(std::int32_t pid) const = 0;
     virtual std::optional<ParentApplication> parentApplication(std::int32_t pid) const = 0;
+    /// A provider for one diagnosis, which may keep what it read (the boot time, each
+    /// process's parent and application) until it goes; none: use this one.
+    virtual std::shared_ptr<const ProcessMetadataProviding> forOneDiagnosis() const {
+        return nullptr;
+    }
 };
 
 } // namespace tovo

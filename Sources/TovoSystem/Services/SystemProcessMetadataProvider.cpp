@@ -4,6 +4,20 @@
 
 namespace tovo {
 
+struct SystemProcessMetadataProvider::Memo {
+    std::mutex mutex;
+    std::optional<std::optional<std::uint64_t>> bootTime;
+    std::map<std::int32_t, std::optional<KernelInfo>> kernelInfo;
+    std::map<std::int32_t, std::optional<RunningApplication>> applications;
+};
+
+std::shared_ptr<const ProcessMetadataProviding>
+SystemProcessMetadataProvider::forOneDiagnosis() const {
+    auto session = std::make_shared<SystemProcessMetadataProvider>(registry_, proc_);
+    session->memo_ = std::make_shared<Memo>();
+    return session;
+}
+
 SystemProcessMetadataProvider::SystemProcessMetadataProvider(
     std::shared_ptr<const ApplicationRegistry> registry, ProcFileSystem proc)
     : registry_(std::move(registry))
@@ -58,16 +72,33 @@ SystemProcessMetadataProvider::parentApplication(std::int32_t pid) const {
 
 std::optional<SystemProcessMetadataProvider::KernelInfo>
 SystemProcessMetadataProvider::kernelInfo(std::int32_t pid) const {
+    std::optional<std::uint64_t> bootTime;
+    if (memo_) {
+        const std::lock_guard lock(memo_->mutex);
+        if (const auto known = memo_->kernelInfo.find(pid); known != memo_->kernelInfo.end()) {
+            return known->second;
+        }
+        if (!memo_->bootTime) {
+            memo_->bootTime = proc_.bootTime();
+        }
+        bootTime = *memo_->bootTime;
+    }
     const auto stat = proc_.stat(pid);
-    if (!stat || stat->hasExited()) {
-        return std::nullopt;
+    std::optional<KernelInfo> info;
+    if (stat && !stat->hasExited()) {
+        const auto userID = proc_.realUserID(pid);
+        const auto startTime =
+            memo_ ? (bootTime ? proc_.startTime(stat->startTicks, *bootTime) : std::nullopt)
+                  : proc_.startTime(stat->startTicks);
+        if (userID && startTime) {
+            info = KernelInfo{stat->parentPID, *userID, *startTime};
+        }
     }
-    const auto userID = proc_.realUserID(pid);
-    const auto startTime = proc_.startTime(stat->startTicks);
-    if (!userID || !startTime) {
-        return std::nullopt;
+    if (memo_) {
+        const std::lock_guard lock(memo_->mutex);
+        memo_->kernelInfo.emplace(pid, info);
     }
-    return KernelInfo{stat->parentPID, *userID, *startTime};
+    return info;
 }
 
 std::optional<RunningApplication>
@@ -75,7 +106,19 @@ SystemProcessMetadataProvider::runningApplication(std::int32_t pid) const {
     if (!registry_) {
         return std::nullopt;
     }
-    return registry_->runningApplication(pid);
+    if (!memo_) {
+        return registry_->runningApplication(pid);
+    }
+    {
+        const std::lock_guard lock(memo_->mutex);
+        if (const auto known = memo_->applications.find(pid); known != memo_->applications.end()) {
+            return known->second;
+        }
+    }
+    auto application = registry_->runningApplication(pid);
+    const std::lock_guard lock(memo_->mutex);
+    memo_->applications.emplace(pid, application);
+    return application;
 }
 
 std::optional<std::string>

@@ -4,7 +4,9 @@
 #include "TovoSystem/Services/ApplicationRegistry.hpp"
 #include "TovoSystem/Services/ProcessMetadataProviding.hpp"
 
+#include <map>
 #include <memory>
+#include <mutex>
 
 namespace tovo {
 
@@ -22,8 +24,12 @@ public:
     std::optional<ProcessMetadata> metadata(std::int32_t pid) const override;
     /// The nearest ancestor (never the process itself) that is a shown application.
     std::optional<ParentApplication> parentApplication(std::int32_t pid) const override;
+    /// A provider that reads the boot time once and each process's kernel facts and
+    /// application once, shared by every holder of one diagnosis.
+    std::shared_ptr<const ProcessMetadataProviding> forOneDiagnosis() const override;
 
 private:
+    struct Memo;
     struct KernelInfo {
         std::int32_t parentPID;
         std::uint32_t userID;
@@ -39,6 +45,7 @@ private:
 
     std::shared_ptr<const ApplicationRegistry> registry_;
     ProcFileSystem proc_;
+    std::shared_ptr<Memo> memo_; ///< only in a provider for one diagnosis
 };
 
 } // namespace tovo
