@@ -1,0 +1,242 @@
+#include "Support/ModelBuilders.hpp"
+#include "TovoCore/Async/Executor.hpp"
+#include "TovoSystem/Linux/KernelUseTables.hpp"
+#include "TovoSystem/Services/SystemBusyCauseFinder.hpp"
+#include "TovoSystem/Services/Unmounter.hpp"
+#include "TovoSystemTests/ProcessTestSupport.hpp"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <sys/sysmacros.h>
+
+namespace tovo {
+namespace {
+
+using ::testing::ElementsAre;
+using namespace KernelUseTables;
+
+TEST(KernelUseTablesTest, ReadsSwapAreasAndExportsAsTheKernelEscapesThem) {
+    EXPECT_THAT(parseSwaps("Filename\t\t\t\tType\t\tSize\t\tUsed\t\tPriority\n"
+                           "/dev/sdz2                               partition\t1048572\t\t0\t\t-2\n"
+                           "/media/u/My\\040Disk/swapfile\tfile\t\t65532\t\t0\t\t-3\n"
+                           "/media/u/DISK/old (deleted)             file\t\t65532\t\t0\t\t-4\n"),
+                ElementsAre(SwapArea{"/dev/sdz2", true},
+                            SwapArea{"/media/u/My Disk/swapfile", false},
+                            SwapArea{"/media/u/DISK/old", false}));
+    // The kernel's table, then exportfs's with one folder shared to two clients.
+    EXPECT_THAT(parseExports("# Version 1.1\n# Path Client(Flags) # IPs\n"
+                             "/media/u/My\\040Disk\t*(rw,root_squash,sync)\n"),
+                ElementsAre("/media/u/My Disk"));
+    EXPECT_THAT(parseExports("/srv/a\t10.0.0.1(rw)\n/srv/a\t10.0.0.2(ro)\n\n/srv/b\t*(ro)\n"),
+                ElementsAre("/srv/a", "/srv/b"));
+}
+
+TEST(KernelUseTablesTest, ReadsPropagationHidepidAndTheKernelsDeviceNumbers) {
+    const auto propagation =
+        parsePropagation("100 29 8:17 / /media/u/DISK rw shared:5 - ext4 /dev/sdz1 rw\n"
+                         "200 30 8:17 / /mnt/c rw master:5 propagate_from:2 - ext4 /dev/sdz1 rw\n"
+                         "300 30 8:17 / /mnt/d rw - ext4 /dev/sdz1 rw\n");
+    EXPECT_EQ(propagation.at(100), (Propagation{5, std::nullopt}));
+    EXPECT_EQ(propagation.at(200), (Propagation{std::nullopt, 5}));
+    EXPECT_EQ(propagation.at(300), Propagation{});
+
+    const auto proc = [](std::string options) {
+        return std::vector{MountEntry{1, 0, 0, 20, "/", "/proc", "rw", "proc", "proc", options}};
+    };
+    EXPECT_TRUE(hidesProcesses(proc("rw,hidepid=invisible")));
+    EXPECT_TRUE(hidesProcesses(proc("rw,hidepid=2,gid=4")));
+    EXPECT_FALSE(hidesProcesses(proc("rw,hidepid=0")));
+    EXPECT_FALSE(hidesProcesses(proc("rw,subset=pid")));
+
+    EXPECT_EQ(decodeKernelDevice(0x0803), makedev(8, 3));
+    EXPECT_EQ(decodeKernelDevice(0x110307), makedev(259, 0x107)) << "minors above 255";
+}
+
+void write(const std::filesystem::path& file, const std::string& text) {
+    std::filesystem::create_directories(file.parent_path());
+    std::ofstream(file) << text;
+}
+
+/// Records the calls Tovo makes; answers from `blocks`, refuses when told to.
+class FakeCauseBus final : public CauseActionBus {
+public:
+    std::vector<UDisks2Block> shown;
+    mutable std::vector<std::string> calls;
+    std::optional<UnmountError> refusal;
+
+    std::vector<UDisks2Block> blocks() const override { return shown; }
+    void call(const std::string& objectPath, const std::string& interface,
+              const std::string& method) const override {
+        calls.push_back(objectPath + " " + interface.substr(interface.rfind('.') + 1) + "." +
+                        method);
+        if (refusal) {
+            throw *refusal;
+        }
+    }
+};
+
+// A disk sdz (partitions sdz1, mounted, and sdz2) whose kernel tables show one cause
+// of each kind the scanner can find without real devices.
+class BusyCauseScannerTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        const auto block = sys_.path() / "class" / "block";
+        for (const auto& [name, number] :
+             std::vector<std::pair<std::string, std::string>>{{"sdz", "8:16"},
+                                                              {"sdz1", "8:17"},
+                                                              {"sdz2", "8:18"},
+                                                              {"dm-3", "254:3"},
+                                                              {"dm-4", "254:4"},
+                                                              {"md0", "9:0"}}) {
+            write(block / name / "dev", number + "\n");
+        }
+        write(block / "sdz" / "sdz1" / "partition", "1\n");
+        write(block / "sdz" / "sdz2" / "partition", "2\n");
+        std::filesystem::create_directories(block / "sdz1" / "holders" / "dm-3");
+        std::filesystem::create_directories(block / "sdz1" / "holders" / "dm-4");
+        std::filesystem::create_directories(block / "sdz2" / "holders" / "md0");
+        write(block / "dm-3" / "dm" / "uuid", "CRYPT-LUKS2-0123-secret\n");
+        write(block / "dm-3" / "dm" / "name", "secret\n");
+        write(block / "dm-4" / "dm" / "uuid", "LVM-abc\n");
+        write(block / "dm-4" / "dm" / "name", "vg-data\n");
+        std::filesystem::create_directories(block / "dm-4" / "holders" / "dm-9");
+        std::filesystem::create_directories(sys_.path() / "dev" / "block" / "7:9");
+
+        write(proc("self/mountinfo"),
+              "29 1 254:1 / / rw - ext4 /dev/vda rw\n"
+              "100 29 8:17 / /media/u/DISK rw shared:5 - ext4 /dev/sdz1 rw\n"
+              "101 100 0:61 / /media/u/DISK/inner rw - tmpfs tmpfs rw\n"
+              "102 100 7:9 / /media/u/DISK/img rw - ext4 /dev/loop9 rw\n"
+              "103 29 8:17 /photos /srv/share rw - ext4 /dev/sdz1 rw\n"
+              "104 29 0:62 / /media/u/OTHER rw - tmpfs tmpfs rw\n");
+        std::filesystem::create_directories(proc("self/ns"));
+        std::filesystem::create_symlink("mnt:[1]", proc("self/ns/mnt"));
+        // 42 and 43 share a namespace with a private copy; 44's copy follows ours.
+        addProcess(42, "mnt:[2]", "container-init",
+                   "300 30 8:17 / /mnt/c rw - ext4 /dev/sdz1 rw\n");
+        addProcess(43, "mnt:[2]", "shell", "300 30 8:17 / /mnt/c rw - ext4 /dev/sdz1 rw\n");
+        addProcess(44, "mnt:[3]", "sandboxed",
+                   "400 30 8:17 / /media/u/DISK rw master:5 - ext4 /dev/sdz1 rw\n");
+        write(exports_.path() / "exports",
+              "# Version 1.1\n/srv/elsewhere\t*(rw)\n/media/u/DISK/photos\t*(rw)\n");
+    }
+
+    std::filesystem::path proc(const std::string& relative) const {
+        return proc_.path() / relative;
+    }
+    void addProcess(std::int32_t pid, const std::string& space, const std::string& command,
+                    const std::string& mountinfo) {
+        const auto folder = std::to_string(pid) + "/";
+        std::filesystem::create_directories(proc(folder + "ns"));
+        std::filesystem::create_symlink(space, proc(folder + "ns/mnt"));
+        write(proc(folder + "comm"), command + "\n");
+        write(proc(folder + "mountinfo"), mountinfo);
+    }
+    BusyCauseScanner scanner() const {
+        return BusyCauseScanner(
+            {proc_.path(), sys_.path(), "/nonexistent", {exports_.path() / "exports"}});
+    }
+    SystemBusyCauseFinder finder(std::optional<bool> seesAll = true) {
+        return SystemBusyCauseFinder(executor_, bus_, scanner(), 1000, seesAll);
+    }
+    std::vector<std::string> keys(const std::vector<BusyCause>& causes) const {
+        std::vector<std::string> result;
+        for (const auto& cause : causes) {
+            result.push_back(cause.key() + " on " + cause.device);
+        }
+        return result;
+    }
+
+    testing::TemporaryFolder proc_;
+    testing::TemporaryFolder sys_;
+    testing::TemporaryFolder exports_;
+    ManualExecutor executor_;
+    std::shared_ptr<FakeCauseBus> bus_ = std::make_shared<FakeCauseBus>();
+    ExternalDisk disk_ = [] {
+        auto disk = testing::makeDisk(7);
+        disk.wholeDiskIdentifier = "sdz";
+        disk.volumes = {testing::makeVolume("DISK", "/media/u/DISK")};
+        return disk;
+    }();
+};
+
+TEST_F(BusyCauseScannerTest, FindsEveryCauseTheTablesShowAndNothingThatFollowsOurUnmount) {
+    const auto causes = finder().find(disk_, true);
+    EXPECT_THAT(
+        keys(causes),
+        ElementsAre(
+            "nestedMount:/media/u/DISK/inner on sdz1", "nestedMount:/media/u/DISK/img on sdz1",
+            "bindMount:/srv/share on sdz1", "holderDevice:/dev/mapper/secret on sdz1",
+            "holderDevice:/dev/mapper/vg-data on sdz1", "holderDevice:/dev/md0 on sdz2",
+            "networkExport:/media/u/DISK/photos on sdz1", "otherNamespace:/mnt/c@42 on sdz1"));
+    EXPECT_EQ(causes[3].holderKind, HolderKind::encrypted);
+    EXPECT_EQ(causes[4].holderKind, HolderKind::logicalVolume);
+    EXPECT_EQ(causes[5].holderKind, HolderKind::raid);
+    EXPECT_EQ(causes[7].processName, "container-init");
+    // Without udisks2 every plan is the user's, each with its own step.
+    for (const auto& cause : causes) {
+        EXPECT_EQ(cause.plan.action, BusyCauseAction::none) << cause.key();
+        EXPECT_FALSE(cause.plan.message.empty()) << cause.key();
+    }
+    EXPECT_THAT(causes[7].plan.message, ::testing::HasSubstr("“container-init” (process 42)"));
+}
+
+TEST_F(BusyCauseScannerTest, ADiskWithNothingElseOnItHasNoCause) {
+    auto other = disk_;
+    other.wholeDiskIdentifier = "sdq";
+    other.volumes = {testing::makeVolume("OTHER", "/media/u/OTHER")};
+    // A tmpfs "disk": its mount shows a device of its own, with nothing inside it.
+    EXPECT_TRUE(finder().find(other, true).empty());
+}
+
+// Tovo takes a cause over only where udisks2 shows that it can; anything else stays
+// with the user.
+TEST_F(BusyCauseScannerTest, PlansWhatUdisksCanReleaseAndActsOnlyThroughIt) {
+    bus_->shown = {
+        UDisks2Block{
+            "/b/loop9", makedev(7, 9), {"/media/u/DISK/img"}, std::nullopt, false, std::nullopt},
+        UDisks2Block{
+            "/b/sdz1", makedev(8, 17), {"/media/u/DISK"}, std::nullopt, true, std::nullopt},
+        UDisks2Block{"/b/dm_3", makedev(254, 3), {}, std::nullopt, false, "/b/sdz1"}};
+    const auto finder = this->finder();
+    auto causes = finder.find(disk_, true);
+    ASSERT_EQ(causes.size(), 8u);
+    EXPECT_EQ(causes[0].plan.action, BusyCauseAction::none) << "a tmpfs is no udisks2 file system";
+    EXPECT_EQ(causes[1].plan.action, BusyCauseAction::unmountNested);
+    EXPECT_EQ(causes[3].plan.action, BusyCauseAction::lockEncrypted);
+    EXPECT_EQ(causes[4].plan.action, BusyCauseAction::none) << "LVM is deactivated by hand";
+
+    // Mounted a second time since: Unmount would not say which one goes.
+    bus_->shown[0].mountPoints.push_back("/elsewhere");
+    EXPECT_EQ(finder.find(disk_, true)[1].plan.action, BusyCauseAction::none);
+    const auto attempt = finder.resolveNow(causes[1]);
+    EXPECT_EQ(attempt.disposition, ReleaseDisposition::failed);
+    EXPECT_TRUE(bus_->calls.empty());
+
+    bus_->shown[0].mountPoints.pop_back();
+    EXPECT_EQ(finder.resolveNow(causes[1]),
+              (BusyCauseAttempt{causes[1].key(), ReleaseDisposition::requested, "Unmounted."}));
+    bus_->refusal = UnmountError("org.freedesktop.UDisks2.Error.NotAuthorized", "Not authorized.");
+    EXPECT_EQ(finder.resolveNow(causes[3]).message, "The system did not allow it: Not authorized.");
+    EXPECT_THAT(bus_->calls, ElementsAre("/b/loop9 Filesystem.Unmount", "/b/sdz1 Encrypted.Lock"));
+    EXPECT_EQ(finder.resolveNow(causes[5]).disposition, ReleaseDisposition::needsManualAction);
+}
+
+TEST_F(BusyCauseScannerTest, SaysProcessesMayBeUnseenOnlyWhenNothingElseExplainsTheRefusal) {
+    auto bare = disk_;
+    bare.wholeDiskIdentifier = "sdq";
+    bare.volumes = {testing::makeVolume("OTHER", "/media/u/OTHER")};
+    const auto unseen = finder(false).find(bare, false);
+    ASSERT_EQ(unseen.size(), 1u);
+    EXPECT_EQ(unseen[0].kind, BusyCauseKind::unseenProcesses);
+    EXPECT_THAT(unseen[0].plan.message, ::testing::HasSubstr("other users"));
+
+    EXPECT_TRUE(finder(false).find(bare, true).empty()) << "a holder was found";
+    EXPECT_TRUE(finder(true).find(bare, false).empty()) << "every process was seen";
+    EXPECT_EQ(finder(false).find(disk_, false).size(), 8u) << "the causes explain it";
+}
+
+} // namespace
+} // namespace tovo
