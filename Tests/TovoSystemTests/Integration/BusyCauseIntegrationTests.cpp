@@ -1,0 +1,238 @@
+#include "Support/ModelBuilders.hpp"
+#include "TovoCore/Async/Executor.hpp"
+#include "TovoSystem/Services/SystemBusyCauseFinder.hpp"
+#include "UDisks2TestSupport.hpp"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <sys/mount.h>
+#include <sys/wait.h>
+
+namespace tovo {
+namespace {
+
+using namespace tovo::testing;
+using ::testing::ElementsAre;
+
+// A real loop disk with one ext4 file system mounted in a folder of the test's own;
+// each test adds one real cause to it and removes it again.
+class BusyCauseIntegrationTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        if (!isRoot()) {
+            GTEST_SKIP() << "needs root for loop devices and mounts";
+        }
+        disk_.emplace(folder_.path(), "causes");
+        ASSERT_TRUE(disk_->isAttached());
+        disk_->format(disk_->device(), "CAUSES");
+        mount_ = disk_->mount(disk_->device(), folder_.path() / "mnt");
+        ASSERT_TRUE(isMounted(mount_));
+        external_ = makeDisk(9, "CAUSES");
+        external_.wholeDiskIdentifier = disk_->kernelName();
+        external_.volumes = {makeVolume("CAUSES", mount_.string())};
+    }
+    void TearDown() override {
+        for (auto it = cleanups_.rbegin(); it != cleanups_.rend(); ++it) {
+            shell(*it);
+        }
+    }
+
+    std::vector<BusyCause> causes(BusyCauseRoots roots = {}) {
+        const SystemBusyCauseFinder finder(executor_, nullptr, BusyCauseScanner(std::move(roots)),
+                                           ::geteuid(), true);
+        return finder.find(external_, true);
+    }
+    /// Kind and subject of every cause found of `kind`.
+    std::vector<std::string> found(BusyCauseKind kind, BusyCauseRoots roots = {}) {
+        std::vector<std::string> result;
+        for (const auto& cause : causes(std::move(roots))) {
+            if (cause.kind == kind) {
+                result.push_back(cause.subject);
+            }
+        }
+        return result;
+    }
+    /// Runs `command` now and `undo` when the test ends.
+    void run(const std::string& command, const std::string& undo) {
+        cleanups_.push_back(undo);
+        int status = -1;
+        const auto output = shell(command, &status);
+        ASSERT_EQ(status, 0) << command << ": " << output;
+    }
+    std::string inDisk(const std::string& name) const { return (mount_ / name).string(); }
+
+    TemporaryFolder folder_;
+    std::optional<LoopDisk> disk_;
+    std::filesystem::path mount_;
+    ExternalDisk external_;
+    ManualExecutor executor_;
+    std::vector<std::string> cleanups_;
+};
+
+TEST_F(BusyCauseIntegrationTest, AFileSystemMountedInsideKeepsTheDiskBusy) {
+    EXPECT_TRUE(causes().empty()) << "a disk with nothing on it";
+    std::filesystem::create_directories(inDisk("inner"));
+    run("mount -t tmpfs -o size=1m tovo-nested '" + inDisk("inner") + "'",
+        "umount '" + inDisk("inner") + "'");
+
+    EXPECT_EQ(::umount2(mount_.c_str(), 0), -1);
+    EXPECT_EQ(errno, EBUSY) << "the kernel agrees it is busy";
+    EXPECT_THAT(found(BusyCauseKind::nestedMount), ElementsAre(inDisk("inner")));
+}
+
+TEST_F(BusyCauseIntegrationTest, AFolderMountedAgainElsewhereIsFound) {
+    std::filesystem::create_directories(inDisk("photos"));
+    const auto bind = folder_.path() / "bind";
+    std::filesystem::create_directories(bind);
+    run("mount --bind '" + inDisk("photos") + "' '" + bind.string() + "'",
+        "umount '" + bind.string() + "'");
+
+    EXPECT_THAT(found(BusyCauseKind::bindMount), ElementsAre(bind.string()));
+}
+
+TEST_F(BusyCauseIntegrationTest, ADiskImageOnTheDiskAttachedAsALoopDeviceIsFound) {
+    run("truncate -s 8M '" + inDisk("image.img") + "'", "true");
+    const auto loop = shell("losetup -f --show '" + inDisk("image.img") + "'");
+    ASSERT_TRUE(loop.starts_with("/dev/loop")) << loop;
+    cleanups_.push_back("losetup -d " + loop);
+
+    const auto all = causes();
+    const auto image = std::ranges::find(all, BusyCauseKind::loopDevice, &BusyCause::kind);
+    ASSERT_NE(image, all.end());
+    EXPECT_EQ(image->subject, loop);
+    EXPECT_EQ(image->backingFile, inDisk("image.img"));
+    EXPECT_EQ(image->device, disk_->kernelName());
+    EXPECT_EQ(image->plan.action, BusyCauseAction::none) << "no udisks2: the user detaches it";
+}
+
+TEST_F(BusyCauseIntegrationTest, ASwapFileOnTheDiskIsFound) {
+    run("dd if=/dev/zero of='" + inDisk("swapfile") +
+            "' bs=1M count=16 status=none && chmod 600 '" + inDisk("swapfile") +
+            "' && mkswap -q '" + inDisk("swapfile") + "'",
+        "true");
+    int status = -1;
+    const auto output = shell("swapon '" + inDisk("swapfile") + "'", &status);
+    if (status != 0) {
+        GTEST_SKIP() << "swapon does not work on this machine: " << output;
+    }
+    cleanups_.push_back("swapoff '" + inDisk("swapfile") + "'");
+    EXPECT_THAT(found(BusyCauseKind::swap), ElementsAre(inDisk("swapfile")));
+}
+
+// A private copy of the mount in another namespace keeps the file system alive; a
+// copy that follows ours goes with our unmount and is no cause.
+TEST_F(BusyCauseIntegrationTest, OnlyAPrivateMountInAnotherNamespaceIsFound) {
+    const auto startIn = [](const char* propagation) {
+        return std::make_unique<TestChild>(std::vector<std::string>{
+            "/usr/bin/unshare", "-m", "--propagation", propagation, "/bin/sleep", "600"});
+    };
+    const auto ownSpace = std::filesystem::read_symlink("/proc/self/ns/mnt");
+    const auto entered = [&](pid_t pid) {
+        return eventually([&] {
+            std::error_code error;
+            const auto space =
+                std::filesystem::read_symlink("/proc/" + std::to_string(pid) + "/ns/mnt", error);
+            return !error && space != ownSpace &&
+                   readText("/proc/" + std::to_string(pid) + "/comm") == "sleep\n";
+        });
+    };
+    // As on a desktop, where systemd makes every mount shared.
+    run("mount --make-shared '" + mount_.string() + "'", "true");
+    const auto follower = startIn("slave");
+    ASSERT_TRUE(entered(follower->pid()));
+    EXPECT_THAT(found(BusyCauseKind::otherNamespace), ::testing::IsEmpty());
+
+    const auto container = startIn("private");
+    ASSERT_TRUE(entered(container->pid()));
+    const auto all = causes();
+    const auto copy = std::ranges::find(all, BusyCauseKind::otherNamespace, &BusyCause::kind);
+    ASSERT_NE(copy, all.end());
+    EXPECT_EQ(copy->subject, mount_.string());
+    EXPECT_EQ(copy->processID, container->pid());
+    EXPECT_EQ(copy->processName, "sleep");
+}
+
+TEST_F(BusyCauseIntegrationTest, AFolderSharedOverNFSIsFound) {
+    // No kernel NFS server here: exportfs's table stands in for the kernel's.
+    const auto table = folder_.path() / "etab";
+    std::ofstream(table) << "/srv/elsewhere\t*(rw)\n"
+                         << inDisk("shared") << "\t192.0.2.0/24(rw,sync,no_subtree_check)\n";
+    EXPECT_THAT(found(BusyCauseKind::networkExport, {.exportTables = {table}}),
+                ElementsAre(inDisk("shared")));
+}
+
+// What udisks2 shows as the user's, Tovo releases through it: the image's file
+// system mounted inside the disk, then the loop device udisks2 set up for it.
+TEST_F(BusyCauseIntegrationTest, UdisksUnmountsANestedImageAndDetachesItsLoopDevice) {
+    const auto daemonFolder = folder_.path() / "udisks";
+    std::filesystem::create_directories(daemonFolder);
+    RealUdisks udisks(daemonFolder);
+    ASSERT_TRUE(udisks.bus.awaitName("org.freedesktop.UDisks2"));
+    const auto image = inDisk("image.img");
+    run("truncate -s 16M '" + image + "' && mkfs.ext4 -q -F -L IMAGE '" + image + "'", "true");
+    const auto mapped = shell("DBUS_SYSTEM_BUS_ADDRESS=" + udisks.bus.address() +
+                              " udisksctl loop-setup --no-user-interaction -f '" + image + "'");
+    const auto at = mapped.find("/dev/loop");
+    ASSERT_NE(at, std::string::npos) << mapped;
+    auto loop = mapped.substr(at);
+    loop = loop.substr(0, loop.find_first_not_of("/devlop0123456789"));
+    cleanups_.push_back("test -e /sys/block/" + loop.substr(5) + "/loop && losetup -d " + loop);
+    udisks.udev.keepRunningAndSettle();
+    std::filesystem::create_directories(inDisk("img"));
+    run("mount " + loop + " '" + inDisk("img") + "'", "umount '" + inDisk("img") + "' || true");
+    ASSERT_TRUE(eventually([&] { return udisks.bus.udisksReportsMount(inDisk("img")); }));
+
+    const SystemBusyCauseFinder finder(
+        executor_,
+        std::make_shared<UDisks2CauseBus>(udisks.bus.address(), std::chrono::seconds(10)),
+        BusyCauseScanner(), ::geteuid(), true);
+    const auto all = finder.find(external_, true);
+    ASSERT_EQ(all.size(), 2u);
+    EXPECT_EQ(all[0].kind, BusyCauseKind::nestedMount);
+    EXPECT_EQ(all[0].plan.action, BusyCauseAction::unmountNested);
+    EXPECT_EQ(all[1].subject, loop);
+    EXPECT_EQ(all[1].plan.action, BusyCauseAction::detachLoop);
+
+    EXPECT_EQ(finder.resolveNow(all[0]).disposition, ReleaseDisposition::requested);
+    EXPECT_FALSE(isMounted(inDisk("img")));
+    EXPECT_EQ(finder.resolveNow(all[1]).disposition, ReleaseDisposition::requested);
+    EXPECT_TRUE(eventually([&] {
+        return !std::filesystem::exists("/sys/block/" + loop.substr(5) + "/loop/backing_file");
+    }));
+    EXPECT_TRUE(finder.find(external_, true).empty());
+    EXPECT_EQ(::umount2(mount_.c_str(), 0), 0) << "nothing holds the disk any more";
+}
+
+// Run as an ordinary user, the finder cannot vouch that nobody holds the disk.
+TEST_F(BusyCauseIntegrationTest, AnOrdinaryUserIsToldOfProcessesItCannotSee) {
+    int pipe[2];
+    ASSERT_EQ(::pipe(pipe), 0);
+    const pid_t child = ::fork();
+    if (child == 0) {
+        ::close(pipe[0]);
+        char kind = 'x';
+        if (::setgid(65534) == 0 && ::setuid(65534) == 0) {
+            ManualExecutor executor;
+            const SystemBusyCauseFinder finder(executor, nullptr);
+            const auto found = finder.find(external_, false);
+            kind = found.size() == 1 && found[0].kind == BusyCauseKind::unseenProcesses ? 'u' : 'n';
+        }
+        [[maybe_unused]] const auto written = ::write(pipe[1], &kind, 1);
+        ::_exit(0);
+    }
+    ::close(pipe[1]);
+    char kind = 0;
+    ASSERT_EQ(::read(pipe[0], &kind, 1), 1);
+    ::close(pipe[0]);
+    ::waitpid(child, nullptr, 0);
+    EXPECT_EQ(kind, 'u');
+
+    ManualExecutor executor;
+    EXPECT_TRUE(SystemBusyCauseFinder(executor, nullptr).find(external_, false).empty())
+        << "root sees every process";
+}
+
+} // namespace
+} // namespace tovo
