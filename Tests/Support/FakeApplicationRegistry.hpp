@@ -14,6 +14,9 @@ class FakeApplicationRegistry final : public ApplicationRegistry {
 public:
     std::map<std::int32_t, RunningApplication> applications;
     std::map<std::int32_t, bool> terminated;
+    /// How every known application can be asked to quit; none: it cannot.
+    std::optional<QuitRoute> route = QuitRoute::applicationAction;
+    std::vector<QuitRoute> routesTaken;
     /// Runs once the process is "pinned", before the identity check: a test can
     /// change the world at the last moment.
     std::function<void()> onPin;
@@ -45,8 +48,12 @@ public:
         auto found = terminated.find(pid);
         return found != terminated.end() && found->second;
     }
-    QuitRequestOutcome terminate(std::int32_t pid,
+    std::optional<QuitRoute> quitRoute(std::int32_t pid) const override {
+        return applications.contains(pid) ? route : std::nullopt;
+    }
+    QuitRequestOutcome terminate(std::int32_t pid, QuitRoute through,
                                  const std::function<bool()>& confirmIdentity) override {
+        routesTaken.push_back(through);
         if (onPin) {
             onPin();
         }

@@ -115,7 +115,12 @@ TEST_F(DesktopApplicationRegistryTest, WithoutBusOrDisplayNothingIsSent) {
     options.sessionBusAddress = "unix:path=" + (root.path() / "no-bus").string();
     options.display = ":97"; // nothing listens there
     DesktopApplicationRegistry registry(options);
-    EXPECT_EQ(registry.terminate(pid, [] { return true; }), QuitRequestOutcome::noProvenRoute);
+    EXPECT_EQ(registry.quitRoute(pid), std::nullopt);
+    for (const auto route :
+         {QuitRoute::mediaPlayer, QuitRoute::applicationAction, QuitRoute::windowClose}) {
+        EXPECT_EQ(registry.terminate(pid, route, [] { return true; }),
+                  QuitRequestOutcome::noProvenRoute);
+    }
     EXPECT_FALSE(registry.activate(pid));
     EXPECT_EQ(registry.ownBundleIdentifier(), "org.tovo.Tovo");
 }

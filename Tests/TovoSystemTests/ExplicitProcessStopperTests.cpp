@@ -82,11 +82,10 @@ INSTANTIATE_TEST_SUITE_P(
                  "Tovo cannot verify this process identity, so it will not send a stop request."},
         PlanCase{"systemHelperEvenAsApp",
                  [](auto& s) {
-                     s.process.command =
-                         "/System/Library/CoreServices/Dock.app/Contents/MacOS/Dock";
-                     s.makeApplication("Dock");
+                     s.process.command = "nautilus";
+                     s.makeApplication("Files");
                  },
-                 "Dock", StopMethod::unavailable,
+                 "Files", StopMethod::unavailable,
                  "This is part of the system. Close the file or wait for the system to finish."},
         PlanCase{"itself",
                  [](auto& s) {
@@ -94,6 +93,12 @@ INSTANTIATE_TEST_SUITE_P(
                      s.application().bundleIdentifier = tovoApplicationID;
                  },
                  "Tovo", StopMethod::unavailable, "Tovo will not stop itself."},
+        PlanCase{"appNoRouteReaches",
+                 [](auto& s) {
+                     s.makeApplication();
+                     s.registry->route.reset();
+                 },
+                 "Editor", StopMethod::unavailable, noQuitRouteMessage},
         // A background helper does not count as an app: it gets one SIGTERM, even with our id.
         PlanCase{"prohibitedIsAProcess",
                  [](auto& s) {

@@ -84,11 +84,15 @@ INSTANTIATE_TEST_SUITE_P(
                      s.process.openFiles = {file("cwd", OpenAccess::unknown)};
                  },
                  shellText},
-        PlanCase{"systemHelper",
+        // A file manager holding a folder is part of the desktop, not an app to quit.
+        PlanCase{"fileManagerHoldingAFolder",
                  [](auto& s) {
-                     s.process.command = "/System/Library/CoreServices/Finder.app/Contents/MacOS/"
-                                         "Finder";
+                     s.process.command = "nautilus";
+                     s.process.executablePath = "/usr/bin/nautilus";
+                     s.process.openFiles = {file("cwd", OpenAccess::unknown)};
                  },
+                 "Close the file or wait for the system to finish."},
+        PlanCase{"fileIndexerByItsCutName", [](auto& s) { s.process.command = "tracker-miner-f"; },
                  "Close the file or wait for the system to finish."},
         PlanCase{"secureCopy", [](auto& s) { s.process.command = "scp"; },
                  "Close this process, then try again."},
@@ -125,6 +129,8 @@ INSTANTIATE_TEST_SUITE_P(
                      s.registry->ownIdentifier.reset();
                  },
                  itselfText},
+        PlanCase{"appNoRouteReaches", [](auto& s) { s.registry->route.reset(); },
+                 noQuitRouteMessage},
         PlanCase{"accessoryApp",
                  [](auto& s) { s.application().activationPolicy = ActivationPolicy::accessory; },
                  quitText, "Editor"},
@@ -191,6 +197,13 @@ INSTANTIATE_TEST_SUITE_P(
                     "Editor", ReleaseDisposition::alreadyClosed, "The app is already closed.",
                     false}),
     [](const auto& info) { return info.param.name; });
+
+TEST(ReleaseRequestRoute, TheRequestTakesTheRouteThePlanFound) {
+    EditorScene scene;
+    scene.registry->route = QuitRoute::mediaPlayer;
+    scene.await(scene.releaser().requestRelease({scene.process}));
+    EXPECT_EQ(scene.registry->routesTaken, std::vector{QuitRoute::mediaPlayer});
+}
 
 TEST(ReleaseRequestList, OneAttemptPerBlockerInOrderAndEachPidAskedOnce) {
     EditorScene scene;

@@ -27,8 +27,10 @@ INSTANTIATE_TEST_SUITE_P(
     Rules, ProcessNameTest,
     ::testing::Values(Case{"com.apple.Virtualization.VirtualMachine", "Helper", "Virtual Machine"},
                       Case{"x-VIRTUALIZATION.virtualmachine-2", "-", "Virtual Machine"},
-                      Case{"mds", "Indexer", "Spotlight"}, Case{"MDWORKER", "-", "Spotlight"},
-                      Case{"mds_stores", "-", "Spotlight"}, Case{"mdsync", "-", "mdsync"},
+                      Case{"tracker-miner-f", "Indexer", "File Indexer"},
+                      Case{"baloo_file", "-", "File Indexer"},
+                      Case{"qemu-system-x86", "-", "Virtual Machine"},
+                      Case{"mdsync", "-", "mdsync"},
                       Case{"gnome-text-editor", "Text Editor", "Text Editor"},
                       Case{"gedit", "", "gedit"}, Case{"rsync", "-", "rsync"}));
 
@@ -36,9 +38,9 @@ TEST(FallbackSymbol, ChoosesBySubstringThenShellName) {
     using Symbol = std::pair<std::string, std::string>;
     for (const auto& [command, symbol] :
          {Symbol{"VirtualBoxVM", "shippingbox.fill"}, Symbol{"virtual-mds", "shippingbox.fill"},
-          Symbol{"mds_stores", "magnifyingglass"}, Symbol{"Bash", "terminal.fill"},
-          Symbol{"sh", "terminal.fill"}, Symbol{"fish", "terminal.fill"},
-          Symbol{"dash", "app.fill"}, Symbol{"bash5", "app.fill"}}) {
+          Symbol{"localsearch-3", "magnifyingglass"}, Symbol{"Bash", "terminal.fill"},
+          Symbol{"sh", "terminal.fill"}, Symbol{"konsole", "terminal.fill"},
+          Symbol{"dash", "terminal.fill"}, Symbol{"bash5", "app.fill"}}) {
         EXPECT_EQ(ProcessPresentation::fallbackSymbol(makeProcess(1, command)), symbol) << command;
         expectThemeIcon(symbol);
     }
@@ -75,7 +77,8 @@ INSTANTIATE_TEST_SUITE_P(
         ActivityCase{processWith(vm, {writeFile}), writing},
         ActivityCase{processWith(vm, {cwd, readFile}),
                      "A virtual machine has files open on this disk."},
-        ActivityCase{processWith("mdworker", {cwd}), "The file indexer has files open on this disk."},
+        ActivityCase{processWith("tracker-extract-3", {cwd}),
+                     "The file indexer has files open on this disk."},
         ActivityCase{processWith("bash", {cwd}), inFolder + "."},
         ActivityCase{processWith("bash", {cwd, unclear}), inFolder + ", and it has one item open."},
         ActivityCase{processWith("bash", {readFile, cwd, unclear}),

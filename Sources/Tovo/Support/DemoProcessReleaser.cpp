@@ -22,8 +22,7 @@ DemoProcessReleaser::plansFor(const std::vector<BlockingProcess>& processes) con
     std::vector<ProcessReleasePlan> plans;
     plans.reserve(processes.size());
     for (const auto& process : processes) {
-        const bool manual =
-            !allowsAutomaticQuit_ || ProcessPresentation::isVirtualMachine(process.command);
+        const bool manual = !allowsAutomaticQuit_ || ProcessPresentation::isVirtualMachine(process);
         plans.push_back(ProcessReleasePlan{
             process.pid, process.command,
             manual ? ReleaseStrategy::manualAction : ReleaseStrategy::quitApplication,
@@ -40,7 +39,7 @@ DemoProcessReleaser::requestRelease(std::vector<BlockingProcess> processes) {
     std::vector<ReleaseAttempt> attempts;
     attempts.reserve(processes.size());
     for (const auto& process : processes) {
-        const bool virtualMachine = ProcessPresentation::isVirtualMachine(process.command);
+        const bool virtualMachine = ProcessPresentation::isVirtualMachine(process);
         std::string message;
         if (virtualMachine) {
             message = virtualMachineMessage;
@@ -64,7 +63,7 @@ Task<ProcessStopPlan> DemoProcessReleaser::planStop(BlockingProcess process) con
 
 ProcessStopPlan DemoProcessReleaser::stopPlanFor(const BlockingProcess& process) const {
     const auto name = ProcessPresentation().name(process);
-    if (ProcessPresentation::isVirtualMachine(process.command)) {
+    if (ProcessPresentation::isVirtualMachine(process)) {
         return ProcessStopPlan{
             process.pid, name, StopMethod::terminateProcess,
             "Tovo will send one stop request (SIGTERM) to Virtual Machine. Most tools stop "

@@ -1,5 +1,7 @@
 #include "Tovo/Support/ProcessPresentation.hpp"
 
+#include "TovoSystem/Services/ProgramRoles.hpp"
+
 #include <algorithm>
 #include <array>
 
@@ -25,21 +27,21 @@ bool isShowable(const std::optional<RunningApplication>& application) {
 
 } // namespace
 
-bool ProcessPresentation::isVirtualMachine(std::string_view command) {
-    return contains(lowercased(command), "virtualization.virtualmachine");
+bool ProcessPresentation::isVirtualMachine(const BlockingProcess& process) {
+    return contains(lowercased(process.command), "virtualization.virtualmachine") ||
+           ProgramRoles::of(process.command, process.executablePath) == ProgramRole::virtualMachine;
 }
 
-bool ProcessPresentation::isSpotlight(std::string_view command) {
-    const auto lower = lowercased(command);
-    return lower == "mds" || lower == "mdworker" || lower == "mds_stores";
+bool ProcessPresentation::isFileIndexer(const BlockingProcess& process) {
+    return ProgramRoles::of(process.command, process.executablePath) == ProgramRole::fileIndexer;
 }
 
 std::string ProcessPresentation::name(const BlockingProcess& process) const {
-    if (isVirtualMachine(process.command)) {
+    if (isVirtualMachine(process)) {
         return "Virtual Machine";
     }
-    if (isSpotlight(process.command)) {
-        return "Spotlight";
+    if (isFileIndexer(process)) {
+        return "File Indexer";
     }
     if (registry_ != nullptr) {
         const auto application = registry_->runningApplication(process.pid);
@@ -80,14 +82,14 @@ ProcessPresentation::applicationIconName(const BlockingProcess& process) const {
 }
 
 std::string ProcessPresentation::fallbackSymbol(const BlockingProcess& process) {
-    const auto lower = lowercased(process.command);
-    if (contains(lower, "virtual")) {
+    const auto role = ProgramRoles::of(process.command, process.executablePath);
+    if (isVirtualMachine(process) || contains(lowercased(process.command), "virtual")) {
         return "shippingbox.fill";
     }
-    if (contains(lower, "mds")) {
+    if (role == ProgramRole::fileIndexer) {
         return "magnifyingglass";
     }
-    if (lower == "zsh" || lower == "bash" || lower == "fish" || lower == "sh") {
+    if (role == ProgramRole::shell || role == ProgramRole::terminal) {
         return "terminal.fill";
     }
     return "app.fill";
@@ -100,10 +102,10 @@ std::string ProcessPresentation::activity(const BlockingProcess& process) {
     if (process.hasWritableFiles()) {
         return "It has an item open for writing.";
     }
-    if (isVirtualMachine(process.command)) {
+    if (isVirtualMachine(process)) {
         return "A virtual machine has files open on this disk.";
     }
-    if (isSpotlight(process.command)) {
+    if (isFileIndexer(process)) {
         return "The file indexer has files open on this disk.";
     }
     if (process.holdsCurrentFolder()) {

@@ -20,7 +20,7 @@ public:
     explicit ProcessPresentation(const ApplicationDirectory* registry = nullptr)
         : registry_(registry) {}
 
-    /// "Virtual Machine", "Spotlight", the desktop entry's name, else the command.
+    /// "Virtual Machine", "File Indexer", the desktop entry's name, else the command.
     std::string name(const BlockingProcess& process) const;
     /// The application that can be brought to the front: the process's own, else
     /// its parent application's; never a background-only one.
@@ -45,10 +45,11 @@ public:
     static TextColor messageColor(const std::optional<ProcessReleasePlan>& plan,
                                   const std::optional<ReleaseAttempt>& attempt);
 
-    /// The command names a virtual machine (case-insensitive containment).
-    static bool isVirtualMachine(std::string_view command);
-    /// The command is one of Spotlight's indexing processes.
-    static bool isSpotlight(std::string_view command);
+    /// A virtual machine: a known program, or a command naming the virtualization
+    /// framework's machine (case-insensitive containment).
+    static bool isVirtualMachine(const BlockingProcess& process);
+    /// One of the desktop's file indexers.
+    static bool isFileIndexer(const BlockingProcess& process);
 
 private:
     const ApplicationDirectory* registry_;

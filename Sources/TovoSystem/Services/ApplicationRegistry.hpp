@@ -22,6 +22,13 @@ struct RunningApplication {
     bool operator==(const RunningApplication&) const = default;
 };
 
+/// A way Tovo can ask one process to quit, as its own Quit would.
+enum class QuitRoute {
+    mediaPlayer,       ///< its media-player bus name says it can quit: Quit
+    applicationAction, ///< its application id on the session bus offers the "quit" action
+    windowClose        ///< its X11 windows take WM_DELETE_WINDOW
+};
+
 /// What became of one polite quit request.
 enum class QuitRequestOutcome {
     sent,            ///< delivered to the checked process itself
@@ -45,10 +52,13 @@ class ApplicationRegistry : public ApplicationDirectory {
 public:
     /// True once the application with this pid has ended.
     virtual bool isTerminated(std::int32_t pid) const = 0;
-    /// The application's own Quit, never a signal. The process is pinned first, so its pid
-    /// cannot be reused meanwhile; `confirmIdentity` then re-proves it, and the request
-    /// goes out at most once, and only to a receiver proved to be that very process.
-    virtual QuitRequestOutcome terminate(std::int32_t pid,
+    /// The first route that reaches this very process, proved now: media player, then
+    /// application action, then window close. None: Tovo cannot ask it on this desktop.
+    virtual std::optional<QuitRoute> quitRoute(std::int32_t pid) const = 0;
+    /// The application's own Quit through `route`, never a signal. The process is pinned
+    /// first, so its pid cannot be reused meanwhile; `confirmIdentity` then re-proves it,
+    /// and the request goes out at most once, only to a receiver proved to be that process.
+    virtual QuitRequestOutcome terminate(std::int32_t pid, QuitRoute route,
                                          const std::function<bool()>& confirmIdentity) = 0;
     /// Brings the application to the front. True when it was asked.
     virtual bool activate(std::int32_t pid) = 0;
@@ -60,6 +70,11 @@ public:
 inline constexpr const char* noProvenQuitRouteMessage =
     "Tovo could not confirm that its quit request would reach this app, so it sent nothing. "
     "Close the app yourself.";
+
+/// Said when no route reaches a desktop application at all.
+inline constexpr const char* noQuitRouteMessage =
+    "Tovo cannot ask this app to quit on this desktop. Quit it from its own window or menu, "
+    "then try again.";
 
 /// Tovo's application id: journal subsystem, desktop file and icon name.
 inline constexpr const char* tovoApplicationID = "org.tovo.Tovo";

@@ -3,16 +3,22 @@
 #include "TovoSystem/Linux/BoundedFile.hpp"
 #include "TovoSystem/Linux/DesktopEntry.hpp"
 #include "TovoSystem/Linux/ProcessPin.hpp"
-#include "TovoSystem/Linux/SessionBusApplication.hpp"
 #include "TovoSystem/Linux/SystemdUnitName.hpp"
 #include "TovoSystem/Linux/X11Windows.hpp"
 
+#include <sdbus-c++/sdbus-c++.h>
+
+#include <algorithm>
 #include <charconv>
 #include <cstdlib>
 
 namespace tovo {
 
 namespace {
+
+const std::string applicationInterface = "org.freedesktop.Application";
+const std::string mediaPlayerInterface = "org.mpris.MediaPlayer2";
+const std::string mediaPlayerPath = "/org/mpris/MediaPlayer2";
 
 std::optional<std::string> environment(const char* name) {
     const char* value = std::getenv(name);
@@ -246,8 +252,46 @@ bool DesktopApplicationRegistry::isTerminated(std::int32_t pid) const {
     return !fields || fields->empty() || fields->front() == 'Z' || fields->front() == 'X';
 }
 
+std::optional<std::string> DesktopApplicationRegistry::quittablePlayer(const SessionBus& bus,
+                                                                       std::int32_t pid) const {
+    constexpr std::string_view prefix = "org.mpris.MediaPlayer2.";
+    for (const auto& name : bus.names()) {
+        if (!name.starts_with(prefix)) {
+            continue;
+        }
+        if (auto owner = bus.ownerOpenedBy(name, pid);
+            owner && bus.booleanProperty(*owner, mediaPlayerPath, mediaPlayerInterface, "CanQuit")
+                         .value_or(false)) {
+            return owner;
+        }
+    }
+    return std::nullopt;
+}
+
+std::optional<QuitRoute> DesktopApplicationRegistry::quitRoute(std::int32_t pid) const {
+    const auto application = runningApplication(pid);
+    if (!application || application->activationPolicy == ActivationPolicy::prohibited) {
+        return std::nullopt;
+    }
+    const SessionBus bus(options_.sessionBusAddress, options_.busCallTimeout);
+    if (quittablePlayer(bus, pid)) {
+        return QuitRoute::mediaPlayer;
+    }
+    const auto& id = *application->bundleIdentifier;
+    if (const auto owner = bus.ownerOpenedBy(id, pid)) {
+        const auto offered = bus.actions(*owner, SessionBus::objectPath(id));
+        if (offered && std::ranges::find(*offered, "quit") != offered->end()) {
+            return QuitRoute::applicationAction;
+        }
+    }
+    if (X11Windows::canRequestClose(options_.display, pid)) {
+        return QuitRoute::windowClose;
+    }
+    return std::nullopt;
+}
+
 QuitRequestOutcome
-DesktopApplicationRegistry::terminate(std::int32_t pid,
+DesktopApplicationRegistry::terminate(std::int32_t pid, QuitRoute route,
                                       const std::function<bool()>& confirmIdentity) {
     const auto application = runningApplication(pid);
     if (!application || application->activationPolicy == ActivationPolicy::prohibited) {
@@ -261,24 +305,41 @@ DesktopApplicationRegistry::terminate(std::int32_t pid,
     if (!confirmIdentity()) {
         return QuitRequestOutcome::identityChanged;
     }
-    const SessionBusApplication bus(
-        options_.sessionBusAddress, *application->bundleIdentifier, pid,
-        [&pin] { return pin.isAlive(); }, options_.busCallTimeout);
-    switch (bus.activateAction("quit")) {
-    case SessionBusApplication::Outcome::accepted:
+    if (route == QuitRoute::windowClose) {
+        // The X server names each window's client process itself.
+        return X11Windows::requestClose(options_.display, pid) > 0
+                   ? QuitRequestOutcome::sent
+                   : QuitRequestOutcome::noProvenRoute;
+    }
+    const SessionBus bus(options_.sessionBusAddress, options_.busCallTimeout);
+    SessionBus::Outcome outcome = SessionBus::Outcome::unreachable;
+    if (route == QuitRoute::mediaPlayer) {
+        const auto player = quittablePlayer(bus, pid);
+        if (!player || !pin.isAlive()) {
+            return QuitRequestOutcome::noProvenRoute;
+        }
+        outcome = bus.send(*player, mediaPlayerPath, mediaPlayerInterface, "Quit");
+    } else {
+        const auto& id = *application->bundleIdentifier;
+        const auto owner = bus.ownerOpenedBy(id, pid);
+        if (!owner || !pin.isAlive()) {
+            return QuitRequestOutcome::noProvenRoute;
+        }
+        outcome = bus.send(*owner, SessionBus::objectPath(id), applicationInterface,
+                           "ActivateAction", [](sdbus::MethodCall& call) {
+                               call << std::string("quit") << std::vector<sdbus::Variant>{}
+                                    << std::map<std::string, sdbus::Variant>{};
+                           });
+    }
+    switch (outcome) {
+    case SessionBus::Outcome::accepted:
         return QuitRequestOutcome::sent;
-    case SessionBusApplication::Outcome::refused:
+    case SessionBus::Outcome::refused:
         return QuitRequestOutcome::refused;
-    case SessionBusApplication::Outcome::unreachable:
-    case SessionBusApplication::Outcome::otherReceiver:
+    case SessionBus::Outcome::unreachable:
         break;
     }
-    if (!pin.isAlive()) {
-        return QuitRequestOutcome::exited;
-    }
-    // The X server names each window's client process itself.
-    return X11Windows::requestClose(options_.display, pid) > 0 ? QuitRequestOutcome::sent
-                                                               : QuitRequestOutcome::noProvenRoute;
+    return QuitRequestOutcome::noProvenRoute;
 }
 
 bool DesktopApplicationRegistry::activate(std::int32_t pid) {
@@ -286,16 +347,19 @@ bool DesktopApplicationRegistry::activate(std::int32_t pid) {
     if (!application || application->activationPolicy == ActivationPolicy::prohibited) {
         return false;
     }
-    const SessionBusApplication bus(options_.sessionBusAddress, *application->bundleIdentifier, pid,
-                                    nullptr, options_.busCallTimeout);
-    switch (bus.activate()) {
-    case SessionBusApplication::Outcome::accepted:
-        return true;
-    case SessionBusApplication::Outcome::refused:
-        return false;
-    case SessionBusApplication::Outcome::unreachable:
-    case SessionBusApplication::Outcome::otherReceiver:
-        break;
+    const auto& id = *application->bundleIdentifier;
+    const SessionBus bus(options_.sessionBusAddress, options_.busCallTimeout);
+    if (const auto owner = bus.ownerOpenedBy(id, pid)) {
+        switch (bus.send(
+            *owner, SessionBus::objectPath(id), applicationInterface, "Activate",
+            [](sdbus::MethodCall& call) { call << std::map<std::string, sdbus::Variant>{}; })) {
+        case SessionBus::Outcome::accepted:
+            return true;
+        case SessionBus::Outcome::refused:
+            return false;
+        case SessionBus::Outcome::unreachable:
+            break;
+        }
     }
     return X11Windows::activate(options_.display, pid);
 }

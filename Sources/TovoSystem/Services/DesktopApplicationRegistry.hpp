@@ -1,5 +1,6 @@
 #pragma once
 
+#include "TovoSystem/Linux/SessionBus.hpp"
 #include "TovoSystem/Services/ApplicationRegistry.hpp"
 
 #include <chrono>
@@ -40,7 +41,8 @@ public:
 
     std::optional<RunningApplication> runningApplication(std::int32_t pid) const override;
     bool isTerminated(std::int32_t pid) const override;
-    QuitRequestOutcome terminate(std::int32_t pid,
+    std::optional<QuitRoute> quitRoute(std::int32_t pid) const override;
+    QuitRequestOutcome terminate(std::int32_t pid, QuitRoute route,
                                  const std::function<bool()>& confirmIdentity) override;
     bool activate(std::int32_t pid) override;
     std::optional<std::string> ownBundleIdentifier() const override;
@@ -57,6 +59,8 @@ private:
     std::optional<Membership> flatpakMembership(std::int32_t pid) const;
     std::optional<std::string> readProcFile(std::int32_t pid, const char* name) const;
     std::optional<std::int32_t> parentOf(std::int32_t pid) const;
+    /// The media player's unique bus name that `pid` opened, when it says it can quit.
+    std::optional<std::string> quittablePlayer(const SessionBus& bus, std::int32_t pid) const;
 
     Options options_;
 };

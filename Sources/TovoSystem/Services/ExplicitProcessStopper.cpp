@@ -50,15 +50,15 @@ std::optional<std::string> ExplicitProcessStopper::warning(const BlockingProcess
     if (process.hasWritableFiles()) {
         return "It has a file open for writing. Stopping it now can leave that file incomplete.";
     }
-    if (Policy::isVirtualMachine(process.command)) {
+    if (Policy::isVirtualMachine(process.command, process.executablePath)) {
         return "A running virtual machine can lose unsaved state. Stop it from its own app if you "
                "can.";
     }
-    if (Policy::isTransfer(process.command)) {
+    if (Policy::isTransfer(process.command, process.executablePath)) {
         return "A backup or sync stops mid-transfer. It can resume later, but the current file "
                "stays incomplete.";
     }
-    if (Policy::isShell(process.command)) {
+    if (Policy::isShell(process.command, process.executablePath)) {
         return "This ends the shell session in that terminal window.";
     }
     return std::nullopt;
@@ -69,9 +69,10 @@ ExplicitProcessStopper::displayIdentity(const BlockingProcess& process) const {
     auto application = registry_->runningApplication(process.pid);
     if (application && application->activationPolicy != ActivationPolicy::prohibited) {
         auto name = application->localizedName.value_or(process.command);
-        return {std::move(name), std::move(application)};
+        const auto route = registry_->quitRoute(process.pid);
+        return {std::move(name), std::move(application), route};
     }
-    return {process.command, std::nullopt};
+    return {process.command, std::nullopt, std::nullopt};
 }
 
 Task<ProcessStopPlan> ExplicitProcessStopper::planStop(BlockingProcess process) const {
@@ -96,18 +97,23 @@ ProcessStopPlan ExplicitProcessStopper::plan(const BlockingProcess& process,
         return unavailable("Tovo will not stop this protected process.");
     }
     if (!process.userID || *process.userID != currentUserID_) {
-        return unavailable("This process belongs to the system or another user. Tovo cannot stop it.");
+        return unavailable(
+            "This process belongs to the system or another user. Tovo cannot stop it.");
     }
     if (!process.startTime || !process.executablePath) {
         return unavailable(
             "Tovo cannot verify this process identity, so it will not send a stop request.");
     }
-    if (Policy::isSystemHelper(process.command)) {
-        return unavailable("This is part of the system. Close the file or wait for the system to finish.");
+    if (Policy::isSystemHelper(process.command, process.executablePath)) {
+        return unavailable(
+            "This is part of the system. Close the file or wait for the system to finish.");
     }
     if (identity.application &&
         identity.application->bundleIdentifier == registry_->ownBundleIdentifier()) {
         return unavailable("Tovo will not stop itself.");
+    }
+    if (identity.application && !identity.quitRoute) {
+        return unavailable(noQuitRouteMessage);
     }
     if (identity.application) {
         return {process.pid, name, StopMethod::quitApplication,
@@ -122,7 +128,8 @@ ProcessStopPlan ExplicitProcessStopper::plan(const BlockingProcess& process,
 }
 
 ReleaseAttempt ExplicitProcessStopper::stopNow(const BlockingProcess& process) {
-    const auto planned = planNow(process);
+    const auto identity = displayIdentity(process);
+    const auto planned = plan(process, identity);
     const auto attempt = [&](ReleaseDisposition disposition, std::string message) {
         return ReleaseAttempt{Uuid::random(), process.pid, planned.processName, disposition,
                               std::move(message)};
@@ -181,7 +188,7 @@ ReleaseAttempt ExplicitProcessStopper::stopNow(const BlockingProcess& process) {
         }
         // Checked again once the process is pinned, right before the request goes out.
         const auto confirm = [&] { return liveIdentityMatches(process, *metadataProvider_); };
-        switch (registry_->terminate(process.pid, confirm)) {
+        switch (registry_->terminate(process.pid, *identity.quitRoute, confirm)) {
         case QuitRequestOutcome::sent:
             return attempt(ReleaseDisposition::requested,
                            "Tovo asked " + planned.processName + " to quit.");

@@ -46,6 +46,7 @@ private:
     struct DisplayIdentity {
         std::string name;
         std::optional<RunningApplication> application; ///< set when it counts as an application
+        std::optional<QuitRoute> quitRoute;            ///< how that application can be asked
     };
     DisplayIdentity displayIdentity(const BlockingProcess& process) const;
     ProcessStopPlan plan(const BlockingProcess& process, const DisplayIdentity& identity) const;

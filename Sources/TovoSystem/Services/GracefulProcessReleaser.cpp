@@ -33,15 +33,17 @@ GracefulProcessReleaser::plansNow(const std::vector<BlockingProcess>& processes)
     std::vector<ProcessReleasePlan> plans;
     plans.reserve(processes.size());
     for (const auto& process : processes) {
-        plans.push_back(plan(process));
+        plans.push_back(plan(process).plan);
     }
     return plans;
 }
 
-ProcessReleasePlan GracefulProcessReleaser::plan(const BlockingProcess& process) const {
+GracefulProcessReleaser::Planned
+GracefulProcessReleaser::plan(const BlockingProcess& process) const {
     const auto manual = [&](std::string message) {
-        return ProcessReleasePlan{process.pid, process.command, ReleaseStrategy::manualAction,
-                                  std::move(message)};
+        return Planned{
+            {process.pid, process.command, ReleaseStrategy::manualAction, std::move(message)},
+            std::nullopt};
     };
     const auto& command = process.command;
 
@@ -57,17 +59,18 @@ ProcessReleasePlan GracefulProcessReleaser::plan(const BlockingProcess& process)
     if (process.hasWritableFiles()) {
         return manual("It can write to the disk. Finish its work first.");
     }
-    if (Policy::isSensitive(command)) {
-        if (Policy::isVirtualMachine(command)) {
+    const auto& executable = process.executablePath;
+    if (Policy::isSensitive(command, executable)) {
+        if (Policy::isVirtualMachine(command, executable)) {
             return manual("Stop the virtual machine, then try again.");
         }
-        if (Policy::isTransfer(command)) {
+        if (Policy::isTransfer(command, executable)) {
             return manual("Wait for the transfer or backup to finish.");
         }
-        if (Policy::isShell(command)) {
+        if (Policy::isShell(command, executable)) {
             return manual("Change the terminal folder or close its window.");
         }
-        if (Policy::isSystemHelper(command)) {
+        if (Policy::isSystemHelper(command, executable)) {
             return manual("Close the file or wait for the system to finish.");
         }
         return manual("Close this process, then try again.");
@@ -92,8 +95,14 @@ ProcessReleasePlan GracefulProcessReleaser::plan(const BlockingProcess& process)
     if (application->bundleIdentifier == registry_->ownBundleIdentifier()) {
         return manual("Tovo will not close itself.");
     }
-    return {process.pid, application->localizedName.value_or(command),
-            ReleaseStrategy::quitApplication, "Tovo will ask this app to quit."};
+    // The promise to ask is made only where a route reaches this very process.
+    const auto route = registry_->quitRoute(process.pid);
+    if (!route) {
+        return manual(noQuitRouteMessage);
+    }
+    return {{process.pid, application->localizedName.value_or(command),
+             ReleaseStrategy::quitApplication, "Tovo will ask this app to quit."},
+            route};
 }
 
 ReleaseAttempt GracefulProcessReleaser::request(const BlockingProcess& process) {
@@ -102,8 +111,8 @@ ReleaseAttempt GracefulProcessReleaser::request(const BlockingProcess& process) 
         return ReleaseAttempt{Uuid::random(), process.pid, std::move(name), disposition,
                               std::move(message)};
     };
-    const auto planned = plan(process);
-    if (planned.strategy == ReleaseStrategy::manualAction) {
+    const auto [planned, route] = plan(process);
+    if (planned.strategy == ReleaseStrategy::manualAction || !route) {
         return attempt(planned.processName, ReleaseDisposition::needsManualAction, planned.message);
     }
     if (!registry_->runningApplication(process.pid)) {
@@ -120,7 +129,7 @@ ReleaseAttempt GracefulProcessReleaser::request(const BlockingProcess& process) 
     }
     // Checked again once the process is pinned, right before the request goes out.
     const auto confirm = [&] { return liveIdentityMatches(process, *metadataProvider_); };
-    switch (registry_->terminate(process.pid, confirm)) {
+    switch (registry_->terminate(process.pid, *route, confirm)) {
     case QuitRequestOutcome::sent:
         return attempt(planned.processName, ReleaseDisposition::requested,
                        "Tovo asked the app to quit.");

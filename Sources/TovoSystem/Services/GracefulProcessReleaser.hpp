@@ -32,7 +32,12 @@ public:
     std::vector<ReleaseAttempt> requestNow(const std::vector<BlockingProcess>& processes);
 
 private:
-    ProcessReleasePlan plan(const BlockingProcess& process) const;
+    /// A plan, and the route a quit plan will take.
+    struct Planned {
+        ProcessReleasePlan plan;
+        std::optional<QuitRoute> route;
+    };
+    Planned plan(const BlockingProcess& process) const;
     ReleaseAttempt request(const BlockingProcess& process);
 
     Executor& executor_;

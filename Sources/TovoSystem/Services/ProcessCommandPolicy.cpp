@@ -25,11 +25,6 @@ bool containsAny(const std::string& text, std::initializer_list<std::string_view
     });
 }
 
-template<std::size_t N>
-bool isOneOf(const std::string& name, const std::array<std::string_view, N>& names) {
-    return std::find(names.begin(), names.end(), name) != names.end();
-}
-
 } // namespace
 
 std::string ProcessCommandPolicy::executableName(std::string_view command) {
@@ -43,21 +38,28 @@ std::string ProcessCommandPolicy::executableName(std::string_view command) {
     return lower.substr(start, end + 1 - start);
 }
 
-bool ProcessCommandPolicy::isVirtualMachine(std::string_view command) {
-    return containsAny(lowercased(command), {"virtual", "vmware", "parallels", "qemu"});
+bool ProcessCommandPolicy::isVirtualMachine(std::string_view command,
+                                            const std::optional<std::string>& executablePath) {
+    return ProgramRoles::of(command, executablePath) == ProgramRole::virtualMachine ||
+           containsAny(lowercased(command), {"virtual", "vmware", "parallels", "qemu"});
 }
 
-bool ProcessCommandPolicy::isTransfer(std::string_view command) {
-    return containsAny(lowercased(command), {"backup", "sync", "rsync"});
+bool ProcessCommandPolicy::isTransfer(std::string_view command,
+                                      const std::optional<std::string>& executablePath) {
+    return ProgramRoles::of(command, executablePath) == ProgramRole::transfer ||
+           containsAny(lowercased(command), {"backup", "sync", "rsync"});
 }
 
-bool ProcessCommandPolicy::isShell(std::string_view command) {
-    return containsAny(lowercased(command), {"terminal", "iterm"}) ||
-           isOneOf(executableName(command), shellExecutables);
+bool ProcessCommandPolicy::isShell(std::string_view command,
+                                   const std::optional<std::string>& executablePath) {
+    const auto role = ProgramRoles::of(command, executablePath);
+    return role == ProgramRole::shell || role == ProgramRole::terminal ||
+           containsAny(lowercased(command), {"terminal"});
 }
 
-bool ProcessCommandPolicy::isSensitive(std::string_view command) {
-    if (isOneOf(executableName(command), protectedExecutables)) {
+bool ProcessCommandPolicy::isSensitive(std::string_view command,
+                                       const std::optional<std::string>& executablePath) {
+    if (ProgramRoles::of(command, executablePath)) {
         return true;
     }
     const auto lower = lowercased(command);
@@ -66,8 +68,15 @@ bool ProcessCommandPolicy::isSensitive(std::string_view command) {
         [&](std::string_view fragment) { return lower.find(fragment) != std::string::npos; });
 }
 
-bool ProcessCommandPolicy::isSystemHelper(std::string_view command) {
-    return isOneOf(executableName(command), systemHelperExecutables);
+bool ProcessCommandPolicy::isSystemHelper(std::string_view command,
+                                          const std::optional<std::string>& executablePath) {
+    const auto role = ProgramRoles::of(command, executablePath);
+    return role == ProgramRole::desktopHelper || role == ProgramRole::fileIndexer;
+}
+
+bool ProcessCommandPolicy::isFileIndexer(std::string_view command,
+                                         const std::optional<std::string>& executablePath) {
+    return ProgramRoles::of(command, executablePath) == ProgramRole::fileIndexer;
 }
 
 } // namespace tovo

@@ -1,36 +1,43 @@
 #pragma once
 
+#include "TovoSystem/Services/ProgramRoles.hpp"
+
 #include <array>
+#include <optional>
 #include <string>
 #include <string_view>
 
 namespace tovo {
 
-/// Classifies a command text: shells, transfers, virtual machines and other
-/// processes Tovo must not close for the user. Every test runs on the lower-cased
-/// command; "contains" is a plain substring test.
+/// Classifies a process by its command and, when known, its executable: shells,
+/// terminals, transfers, virtual machines, the desktop's own helpers and other
+/// processes Tovo must not close for the user. Programs are known by name from
+/// `ProgramRoles`; besides, the lower-cased command is searched for fragments that
+/// give a program's part away ("contains" is a plain substring test).
 struct ProcessCommandPolicy {
-    static constexpr std::array<std::string_view, 13> protectedExecutables{
-        "sh",   "bash",  "zsh",    "fish", "login",          "ssh",        "scp",
-        "sftp", "rsync", "finder", "dock", "systemuiserver", "loginwindow"};
-    static constexpr std::array<std::string_view, 6> shellExecutables{"sh",   "bash",  "zsh",
-                                                                      "fish", "login", "ssh"};
-    static constexpr std::array<std::string_view, 11> sensitiveFragments{
-        "backup", "time machine", "sync", "virtualization", "virtualmachine", "virtual machine",
-        "vmware", "parallels",    "qemu", "terminal",       "iterm"};
-    /// Helpers whose files the desktop itself will close.
-    static constexpr std::array<std::string_view, 4> systemHelperExecutables{
-        "finder", "dock", "systemuiserver", "loginwindow"};
+    static constexpr std::array<std::string_view, 9> sensitiveFragments{
+        "backup", "sync",      "virtualization", "virtualmachine", "virtual machine",
+        "vmware", "parallels", "qemu",           "terminal"};
 
     /// The last non-empty "/"-separated piece of the lower-cased command, or the
     /// lower-cased command itself when there is none.
     static std::string executableName(std::string_view command);
-    static bool isVirtualMachine(std::string_view command);
-    /// "rsync" is covered by "sync"; both stay listed.
-    static bool isTransfer(std::string_view command);
-    static bool isShell(std::string_view command);
-    static bool isSensitive(std::string_view command);
-    static bool isSystemHelper(std::string_view command);
+
+    static bool isVirtualMachine(std::string_view command,
+                                 const std::optional<std::string>& executablePath = std::nullopt);
+    static bool isTransfer(std::string_view command,
+                           const std::optional<std::string>& executablePath = std::nullopt);
+    /// A shell, a terminal multiplexer or a terminal window.
+    static bool isShell(std::string_view command,
+                        const std::optional<std::string>& executablePath = std::nullopt);
+    static bool isSensitive(std::string_view command,
+                            const std::optional<std::string>& executablePath = std::nullopt);
+    /// A file manager, a file indexer or a piece of the desktop: the system closes its
+    /// files when the disk goes, and Tovo never closes it.
+    static bool isSystemHelper(std::string_view command,
+                               const std::optional<std::string>& executablePath = std::nullopt);
+    static bool isFileIndexer(std::string_view command,
+                              const std::optional<std::string>& executablePath = std::nullopt);
 };
 
 } // namespace tovo

@@ -85,7 +85,8 @@ class DesktopApplicationQuit : public DesktopApplicationRegistryIntegration,
 
 TEST_P(DesktopApplicationQuit, AsksTheCheckedProcessExactlyOnce) {
     addMethod("ActivateAction", "sava{sv}", GetParam().answer);
-    EXPECT_EQ(DesktopApplicationRegistry(options).terminate(editorPID, confirmed),
+    EXPECT_EQ(DesktopApplicationRegistry(options).terminate(editorPID, QuitRoute::applicationAction,
+                                                            confirmed),
               GetParam().outcome);
 
     const auto received = calls("ActivateAction");
@@ -117,7 +118,8 @@ TEST_F(DesktopApplicationRegistryIntegration, NothingGoesToAnOwnerThatIsNotTheCh
     DesktopApplicationRegistry registry(options);
     ASSERT_TRUE(registry.runningApplication(secondInstance.pid()));
 
-    EXPECT_EQ(registry.terminate(secondInstance.pid(), confirmed),
+    EXPECT_EQ(registry.quitRoute(secondInstance.pid()), std::nullopt);
+    EXPECT_EQ(registry.terminate(secondInstance.pid(), QuitRoute::applicationAction, confirmed),
               QuitRequestOutcome::noProvenRoute);
     EXPECT_FALSE(registry.activate(secondInstance.pid()));
     EXPECT_TRUE(calls("ActivateAction").empty());
@@ -127,7 +129,8 @@ TEST_F(DesktopApplicationRegistryIntegration, NothingGoesToAnOwnerThatIsNotTheCh
 TEST_F(DesktopApplicationRegistryIntegration, IdentityIsCheckedWhilePinnedBeforeAnythingIsSent) {
     DesktopApplicationRegistry registry(options);
     int checks = 0;
-    EXPECT_EQ(registry.terminate(editorPID, [&] { return ++checks, false; }),
+    EXPECT_EQ(registry.terminate(editorPID, QuitRoute::applicationAction,
+                                 [&] { return ++checks, false; }),
               QuitRequestOutcome::identityChanged);
     EXPECT_EQ(checks, 1);
     EXPECT_TRUE(calls("ActivateAction").empty());

@@ -1,0 +1,147 @@
+// Which route can ask a real program to quit, and that only that program is asked:
+// desktop applications and media players on a private session bus, windows on Xvfb.
+#include "TovoSystem/Services/DesktopApplicationRegistry.hpp"
+#include "UDisks2TestSupport.hpp"
+
+#include <gtest/gtest.h>
+
+namespace tovo {
+namespace {
+
+namespace fs = std::filesystem;
+using namespace tovo::testing;
+using namespace std::chrono_literals;
+
+const auto confirmed = [] { return true; };
+const fs::path programs = fs::path(__FILE__).parent_path() / "QuitRouteApps.py";
+
+// A fabricated /proc in which each started program is the main process of the
+// Editor's systemd scope, with its desktop entry, and the real session bus.
+class QuitRouteTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        fs::create_directories(root.path() / "share/applications");
+        std::ofstream(root.path() / "share/applications/org.example.Editor.desktop")
+            << "[Desktop Entry]\nType=Application\nName=Editor\n";
+        options.procRoot = root.path() / "proc";
+        options.dataDirectories = {root.path() / "share"};
+        options.sessionBusAddress = bus.address();
+        options.busCallTimeout = 2s;
+    }
+
+    /// Starts `arguments` as the Editor's main process; waits for "ready" when asked.
+    TestChild& start(std::vector<std::string> arguments, bool awaitReady = true) {
+        const auto output = root.path() / ("out" + std::to_string(children.size()));
+        children.push_back(std::make_unique<TestChild>(
+            std::move(arguments),
+            ChildOptions{{"DBUS_SESSION_BUS_ADDRESS=" + bus.address()}, ".", output, SIGTERM}));
+        outputs.push_back(output);
+        auto& child = *children.back();
+        const auto dir = options.procRoot / std::to_string(child.pid());
+        fs::create_directories(dir);
+        std::ofstream(dir / "stat") << child.pid() << " (editor) S 900 1 1 0 -1\n";
+        std::ofstream(dir / "cgroup")
+            << "0::/user.slice/user-1000.slice/user@1000.service/app.slice/"
+            << "app-gnome-org.example.Editor-" << child.pid() << ".scope\n";
+        if (awaitReady) {
+            EXPECT_TRUE(saidSoon(children.size() - 1, "ready")) << "the program did not start";
+        }
+        return child;
+    }
+    TestChild& startProgram(std::vector<std::string> arguments) {
+        arguments.insert(arguments.begin(), {"/usr/bin/python3", programs.string()});
+        return start(std::move(arguments));
+    }
+    bool said(std::size_t index, const std::string& text) const {
+        return readText(outputs[index]).value_or("").find(text) != std::string::npos;
+    }
+    bool saidSoon(std::size_t index, const std::string& text) const {
+        return eventually([&] { return said(index, text); });
+    }
+
+    TemporaryFolder root;
+    PrivateBus bus{root.path()};
+    DesktopApplicationRegistry::Options options;
+    std::vector<std::unique_ptr<TestChild>> children;
+    std::vector<fs::path> outputs;
+};
+
+struct RouteCase {
+    const char* name;
+    std::vector<std::string> program;
+    std::optional<QuitRoute> route;
+};
+
+class QuitRouteOfAProgram : public QuitRouteTest,
+                            public ::testing::WithParamInterface<RouteCase> {};
+
+// A route is found only where the program offers one, and asking through it reaches it.
+TEST_P(QuitRouteOfAProgram, IsFoundOnlyWhereOfferedAndReachesTheProgram) {
+    auto& program = startProgram(GetParam().program);
+    DesktopApplicationRegistry registry(options);
+    const auto route = registry.quitRoute(program.pid());
+    EXPECT_EQ(route, GetParam().route);
+    if (route) {
+        EXPECT_EQ(registry.terminate(program.pid(), *route, confirmed), QuitRequestOutcome::sent);
+        EXPECT_TRUE(saidSoon(0, "asked to quit"));
+        EXPECT_TRUE(eventually([&] { return program.hasExited(); }));
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Programs, QuitRouteOfAProgram,
+    ::testing::Values(
+        RouteCase{"AppWithQuitAction",
+                  {"app", "org.example.Editor", "quit"},
+                  QuitRoute::applicationAction},
+        RouteCase{"AppWithoutQuitAction", {"app", "org.example.Editor"}, std::nullopt},
+        RouteCase{"PlayerThatCanQuit", {"player", "Editor", "1"}, QuitRoute::mediaPlayer},
+        RouteCase{"PlayerThatCannotQuit", {"player", "Editor", "0"}, std::nullopt}),
+    [](const auto& info) { return std::string(info.param.name); });
+
+// The first instance owns the app's name; the second, which holds the disk, has no
+// route of its own, and asking it must not reach the first.
+TEST_F(QuitRouteTest, OfTwoInstancesOnlyTheCheckedOneIsEverAsked) {
+    auto& first = startProgram({"app", "org.example.Editor", "quit"});
+    auto& second = start({"/bin/sleep", "30"}, false);
+    DesktopApplicationRegistry registry(options);
+    EXPECT_EQ(registry.quitRoute(first.pid()), QuitRoute::applicationAction);
+    EXPECT_EQ(registry.quitRoute(second.pid()), std::nullopt);
+    EXPECT_EQ(registry.terminate(second.pid(), QuitRoute::applicationAction, confirmed),
+              QuitRequestOutcome::noProvenRoute);
+    EXPECT_FALSE(said(0, "asked to quit"));
+}
+
+// Windows: only the process that the X server names as their client.
+TEST_F(QuitRouteTest, WindowsCountForTheProcessTheServerNames) {
+    const auto announced = root.path() / "display";
+    TestChild server({"/usr/bin/Xvfb", "-displayfd", "1", "-nolisten", "tcp"},
+                     ChildOptions{.output = announced});
+    std::string display;
+    ASSERT_TRUE(eventually([&] {
+        std::ifstream file(announced);
+        for (std::string line; std::getline(file, line) && !file.eof();) {
+            if (!line.empty() && line.find_first_not_of("0123456789") == std::string::npos) {
+                display = ":" + line;
+            }
+        }
+        return !display.empty();
+    })) << "Xvfb did not start";
+    options.display = display;
+    auto& other = start({"/bin/sleep", "30"}, false);
+    // The window claims the other process's pid; the server knows better.
+    auto& owner =
+        start({helperProgram("x11_window").string(), display, std::to_string(other.pid())});
+    DesktopApplicationRegistry registry(options);
+    EXPECT_EQ(registry.quitRoute(owner.pid()), QuitRoute::windowClose);
+    EXPECT_EQ(registry.quitRoute(other.pid()), std::nullopt);
+    EXPECT_EQ(registry.terminate(other.pid(), QuitRoute::windowClose, confirmed),
+              QuitRequestOutcome::noProvenRoute);
+    EXPECT_FALSE(said(1, "closed"));
+    EXPECT_EQ(registry.terminate(owner.pid(), QuitRoute::windowClose, confirmed),
+              QuitRequestOutcome::sent);
+    EXPECT_TRUE(saidSoon(1, "closed"));
+}
+
+} // namespace
+} // namespace tovo
