@@ -37,8 +37,10 @@ int main(int argc, char** argv) {
         if (event.type == ClientMessage &&
             static_cast<Atom>(event.xclient.data.l[0]) == deleteWindow) {
             std::puts("closed");
+            XCloseDisplay(display);
             return 0;
         }
     }
+    XCloseDisplay(display);
     return 1;
 }

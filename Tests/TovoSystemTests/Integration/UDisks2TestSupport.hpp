@@ -92,13 +92,16 @@ public:
                      "org.freedesktop.DBus.ObjectManager GetManagedObjects")
                    .find(bytes + " 0") != std::string::npos;
     }
+    /// udisksd probes every block device before it takes its name: give a busy machine time.
     bool awaitName(const std::string& name) const {
-        return eventually([&] {
-            return shell("busctl --address=" + address() +
-                         " call org.freedesktop.DBus /org/freedesktop/DBus org.freedesktop.DBus "
-                         "NameHasOwner s " +
-                         name) == "b true";
-        });
+        return eventually(
+            [&] {
+                return shell("busctl --address=" + address() +
+                             " call org.freedesktop.DBus /org/freedesktop/DBus "
+                             "org.freedesktop.DBus NameHasOwner s " +
+                             name) == "b true";
+            },
+            std::chrono::seconds(40));
     }
 
 private:
