@@ -37,6 +37,17 @@ std::string review(const ReleaseReviewContent& content, const TerminalStyle& sty
            line(content.message) + line(content.subline) + entries(content, style);
 }
 
+std::string causeSteps(const std::vector<BusyCause>& causes, const TerminalStyle& style) {
+    std::string text;
+    for (const auto& cause : causes) {
+        text += "    " + style.paint("\u2192", SymbolColor::secondary) + " " +
+                style.bold(TerminalStyle::printable(cause.subject.empty() ? cause.device
+                                                                          : cause.subject)) +
+                ": " + TerminalStyle::printable(cause.plan.message) + "\n";
+    }
+    return text;
+}
+
 std::string stop(const StopConfirmationContent& content, const TerminalStyle& style) {
     std::string text =
         titled("exclamationmark.triangle.fill", SymbolColor::orange, content.title, style);

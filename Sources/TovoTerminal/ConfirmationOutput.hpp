@@ -2,9 +2,11 @@
 
 #include "Tovo/Support/ReleaseReviewPresentation.hpp"
 #include "Tovo/Support/StopConfirmationPresentation.hpp"
+#include "TovoCore/Models/BusyCause.hpp"
 #include "TovoTerminal/TerminalStyle.hpp"
 
 #include <string>
+#include <vector>
 
 namespace tovo {
 
@@ -14,6 +16,8 @@ namespace ConfirmationOutput {
 
 /// Title, message, the caution line, then each holder with its plan.
 std::string review(const ReleaseReviewContent& content, const TerminalStyle& style);
+/// The steps a confirmed review also carries out besides asking apps to quit.
+std::string causeSteps(const std::vector<BusyCause>& causes, const TerminalStyle& style);
 /// Title, plan, warning, what happens next, the last-resort note and the owner.
 std::string stop(const StopConfirmationContent& content, const TerminalStyle& style);
 /// "Ask Apps to Quit? [y/N] "

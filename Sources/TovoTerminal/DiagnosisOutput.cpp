@@ -6,6 +6,8 @@
 #include "TovoTerminal/DiskListOutput.hpp"
 #include "TovoTerminal/StatusOutput.hpp"
 
+#include <algorithm>
+
 namespace tovo::DiagnosisOutput {
 
 namespace {
@@ -119,6 +121,77 @@ void writeBlocker(JsonWriter& writer, const BlockerRowContent& row, const Blocki
     writer.endObject();
 }
 
+std::optional<BusyCauseAttempt> latestCauseAttempt(const BusyCause& cause,
+                                                   const std::vector<BusyCauseAttempt>& attempts) {
+    const auto key = cause.key();
+    const auto found = std::find_if(attempts.rbegin(), attempts.rend(),
+                                    [&](const auto& attempt) { return attempt.causeKey == key; });
+    return found == attempts.rend() ? std::nullopt : std::optional(*found);
+}
+
+// A holder that is not a process: what it is, what Tovo or the user does about it.
+std::string causeText(const BusyCause& cause, const std::vector<BusyCauseAttempt>& attempts,
+                      const TerminalStyle& style) {
+    const bool acts = cause.plan.action != BusyCauseAction::none;
+    const auto subject = cause.subject.empty() ? cause.device : cause.subject;
+    std::string text =
+        "  " +
+        style.paint(acts ? "\u2192" : "!", acts ? SymbolColor::secondary : SymbolColor::orange) +
+        " " + style.bold(TerminalStyle::printable(subject)) + "  " +
+        style.dim(std::string(name(cause.kind))) + "\n";
+    if (cause.backingFile) {
+        text += "      " + TerminalStyle::printable(*cause.backingFile) + "\n";
+    }
+    if (const auto attempt = latestCauseAttempt(cause, attempts)) {
+        text += "    " + TerminalStyle::printable(attempt->message) + "\n";
+    } else {
+        text += "    " + TerminalStyle::printable(cause.plan.message) + "\n";
+    }
+    return text;
+}
+
+void writeCause(JsonWriter& writer, const BusyCause& cause,
+                const std::vector<BusyCauseAttempt>& attempts) {
+    writer.beginObject()
+        .key("kind")
+        .value(name(cause.kind))
+        .key("device")
+        .value(cause.device)
+        .key("subject")
+        .value(cause.subject)
+        .key("backingFile")
+        .value(cause.backingFile)
+        .key("holderKind");
+    if (cause.holderKind) {
+        writer.value(name(*cause.holderKind));
+    } else {
+        writer.null();
+    }
+    writer.key("pid")
+        .value(cause.processID)
+        .key("command")
+        .value(cause.processName)
+        .key("plan")
+        .beginObject()
+        .key("action")
+        .value(name(cause.plan.action))
+        .key("message")
+        .value(cause.plan.message)
+        .endObject()
+        .key("lastAttempt");
+    if (const auto attempt = latestCauseAttempt(cause, attempts)) {
+        writer.beginObject()
+            .key("disposition")
+            .value(name(attempt->disposition))
+            .key("message")
+            .value(attempt->message)
+            .endObject();
+    } else {
+        writer.null();
+    }
+    writer.endObject();
+}
+
 } // namespace
 
 std::string text(const DiskDiagnosis& diagnosis, const ProcessPresentation& presentation,
@@ -132,7 +205,9 @@ std::string text(const DiskDiagnosis& diagnosis, const ProcessPresentation& pres
         text += "\n" +
                 rowText(rows[index], process, stopPlanFor(process.pid, diagnosis.stopPlans), style);
     }
-    // Holders that are not processes follow the processes here.
+    for (const auto& cause : diagnosis.causes) {
+        text += "\n" + causeText(cause, diagnosis.causeAttempts, style);
+    }
     return text;
 }
 
@@ -158,7 +233,10 @@ std::string json(const DiskDiagnosis& diagnosis, const ProcessPresentation& pres
                      stopPlanFor(pid, diagnosis.stopPlans),
                      latestAttemptFor(pid, diagnosis.releaseAttempts));
     }
-    // Holders that are not processes get an array of their own after "blockers".
+    writer.endArray().key("otherCauses").beginArray();
+    for (const auto& cause : diagnosis.causes) {
+        writeCause(writer, cause, diagnosis.causeAttempts);
+    }
     writer.endArray().endObject();
     return writer.text();
 }

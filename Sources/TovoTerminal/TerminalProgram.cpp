@@ -42,12 +42,17 @@ TerminalProgram::TerminalProgram(TerminalOptions options, TerminalEnvironment en
     , progress_(environment_.output, environment_.outputIsTerminal, style_, environment_.columns)
     , clock_(std::make_unique<RealClock>(executor_))
     , services_(environment_.makeServices(executor_))
+    , causeFinder_(environment_.makeCauseFinder ? environment_.makeCauseFinder(executor_) : nullptr)
     , workflow_(std::make_unique<TovoWorkflow>(
           services_.volumeProvider, services_.ejector, services_.diagnoser, services_.releaser,
           services_.stopper, services_.settleDelayNanoseconds, services_.releaseTimeoutNanoseconds,
           *clock_, environment_.logger, executor_))
     , presentation_(services_.registry.get())
-    , pendingStops_(options_.stopProcessIDs.begin(), options_.stopProcessIDs.end()) {}
+    , pendingStops_(options_.stopProcessIDs.begin(), options_.stopProcessIDs.end()) {
+    if (causeFinder_) {
+        workflow_->setBusyCauseFinder(causeFinder_);
+    }
+}
 
 ExitCode TerminalProgram::run() {
     switch (options_.command) {
@@ -155,7 +160,7 @@ ExitCode TerminalProgram::why() {
         progress = StatusOutput::line(
             StatusPresentation::content(EjectionPhase::diagnosing(), disk, {}, {}));
     }
-    const auto diagnosis = complete(diagnoseDisk(services_, *disk), error, progress);
+    const auto diagnosis = complete(diagnoseDisk(services_, causeFinder_, *disk), error, progress);
     if (error || !diagnosis) {
         return fail("Could not inspect this disk", readableMessage(error));
     }
@@ -168,7 +173,7 @@ ExitCode TerminalProgram::why() {
 ExitCode TerminalProgram::dryRun(const ExternalDisk& disk) {
     std::exception_ptr error;
     const auto diagnosis = complete(
-        diagnoseDisk(services_, disk), error,
+        diagnoseDisk(services_, causeFinder_, disk), error,
         StatusOutput::line(StatusPresentation::content(EjectionPhase::diagnosing(), disk, {}, {})));
     if (error || !diagnosis) {
         return fail("Could not inspect this disk", readableMessage(error));
@@ -180,7 +185,8 @@ ExitCode TerminalProgram::dryRun(const ExternalDisk& disk) {
             << ConfirmationOutput::review(
                    ReleaseReviewPresentation::content(presentation_, disk, diagnosis->blockers,
                                                       diagnosis->releasePlans),
-                   style_);
+                   style_)
+            << ConfirmationOutput::causeSteps(diagnosis->actionableCauses(), style_);
         for (const auto pid : options_.stopProcessIDs) {
             const auto found = std::ranges::find(diagnosis->blockers, pid, &BlockingProcess::pid);
             if (found != diagnosis->blockers.end()) {
@@ -228,14 +234,21 @@ ExitCode TerminalProgram::blocked(const ExternalDisk& disk) {
             return fail("Could not eject", std::string(phase.caseName()));
         }
 
-        out << '\n'
-            << DiagnosisOutput::text(publishedDiagnosis(*workflow_, disk), presentation_, style_);
+        const auto diagnosis = publishedDiagnosis(*workflow_, disk);
+        out << '\n' << DiagnosisOutput::text(diagnosis, presentation_, style_);
         const auto review = ReleaseReviewPresentation::content(
             presentation_, disk, workflow_->blockers(), workflow_->releasePlans());
         if (!reviewed) {
             reviewed = true;
-            out << '\n' << ConfirmationOutput::review(review, style_);
-            if (review.canConfirm && confirm(review.confirmTitle)) {
+            // A confirmed review also carries out these: they are shown before the question.
+            const auto causes = diagnosis.actionableCauses();
+            out << '\n'
+                << ConfirmationOutput::review(review, style_)
+                << ConfirmationOutput::causeSteps(causes, style_);
+            if (review.canConfirm && options_.assumeYes && !causes.empty()) {
+                out << "\n--yes approves only polite quits, and these steps are more: run "
+                       "tovo without --yes to confirm them.\n";
+            } else if (review.canConfirm && confirm(review.confirmTitle)) {
                 drive(workflow_->performSafeTovo());
                 continue;
             }

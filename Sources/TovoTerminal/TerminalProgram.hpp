@@ -4,6 +4,7 @@
 #include "Tovo/Support/ServiceGraph.hpp"
 #include "TovoCore/Async/Clock.hpp"
 #include "TovoCore/Async/Spawn.hpp"
+#include "TovoCore/Services/BusyCauseFinding.hpp"
 #include "TovoCore/Services/Logger.hpp"
 #include "TovoCore/Workflow/TovoWorkflow.hpp"
 #include "TovoTerminal/DiskArgument.hpp"
@@ -36,6 +37,9 @@ struct TerminalEnvironment {
     bool colour;
     /// The terminal's width; 0 when unknown.
     std::size_t columns = 0;
+    /// What finds holders besides processes (mounts on top, swap, loop devices);
+    /// absent: only processes are diagnosed.
+    std::function<std::shared_ptr<BusyCauseFinding>(Executor&)> makeCauseFinder = {};
 };
 
 /// One `tovo` command: the window's workflow driven from a terminal, on a main loop
@@ -78,6 +82,7 @@ private:
     MainLoopExecutor executor_;
     std::unique_ptr<Clock> clock_;
     ServiceGraph services_;
+    std::shared_ptr<BusyCauseFinding> causeFinder_;
     std::unique_ptr<TovoWorkflow> workflow_;
     ProcessPresentation presentation_;
     std::deque<std::int32_t> pendingStops_;
