@@ -80,6 +80,15 @@ std::optional<std::uint64_t> SysfsBlockDevices::diskSequence(const std::string& 
     return text ? number<std::uint64_t>(*text) : std::nullopt;
 }
 
+std::vector<std::string> SysfsBlockDevices::holders(const std::string& name) const {
+    std::vector<std::string> names;
+    if (isPlainName(name)) {
+        std::ranges::copy_if(entries(device(name) / "holders"), std::back_inserter(names),
+                             isPlainName);
+    }
+    return names;
+}
+
 std::vector<BlockDevice> SysfsBlockDevices::family(const std::string& wholeDisk) const {
     std::vector<BlockDevice> result;
     const auto number = deviceNumber(wholeDisk);

@@ -31,6 +31,8 @@ public:
     /// The disk first, then its partitions and every device built on them (their
     /// holders, transitively), each once; empty when the disk is gone.
     std::vector<BlockDevice> family(const std::string& wholeDisk) const;
+    /// The names of the devices built directly on `name`, sorted.
+    std::vector<std::string> holders(const std::string& name) const;
 
 private:
     std::filesystem::path device(const std::string& name) const;

@@ -1,9 +1,12 @@
 #include "TovoSystem/Services/UDisks2Unmounter.hpp"
 
 #include "TovoCore/Async/Background.hpp"
+#include "TovoCore/Async/CancellationError.hpp"
 #include "TovoSystem/Linux/BlockDeviceUsage.hpp"
 #include "TovoSystem/Linux/SysfsBlockDevices.hpp"
 #include "TovoSystem/Services/SystemDiskIdentityValidator.hpp"
+#include "TovoSystem/Services/UDisks2Refusal.hpp"
+#include "TovoSystem/Services/WriteOutJournal.hpp"
 
 #include <libudev.h>
 #include <sdbus-c++/sdbus-c++.h>
@@ -12,6 +15,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cstring>
+#include <limits>
 #include <map>
 #include <set>
 
@@ -27,6 +31,11 @@ const std::string partitionInterface = "org.freedesktop.UDisks2.Partition";
 const std::string filesystemInterface = "org.freedesktop.UDisks2.Filesystem";
 const std::string encryptedInterface = "org.freedesktop.UDisks2.Encrypted";
 const std::string driveInterface = "org.freedesktop.UDisks2.Drive";
+// udisks2's lvm2 module: a block that is a logical volume, and the volume itself.
+const std::string lvmBlockInterface = "org.freedesktop.UDisks2.Block.LVM2";
+const std::string logicalVolumeInterface = "org.freedesktop.UDisks2.LogicalVolume";
+// A container or logical volume of the disk is still open after Tovo closed them.
+const std::string stillOpenName = "org.tovo.Tovo.Error.StillOpen";
 const std::string notFoundName = "org.tovo.Tovo.Error.DiskNotFound";
 // Each Unmount removes one mount point; a round that removes none ends the loop first.
 constexpr int maximumRounds = 256;
@@ -72,6 +81,7 @@ struct BlockObject {
     std::optional<sdbus::ObjectPath> cryptoBackingDevice;
     bool isEncrypted = false;
     std::vector<std::string> mountPoints;
+    std::optional<sdbus::ObjectPath> logicalVolume;
 };
 
 std::vector<BlockObject> blocks(const ManagedObjects& objects) {
@@ -80,7 +90,8 @@ std::vector<BlockObject> blocks(const ManagedObjects& objects) {
         if (!interfaces.contains(blockInterface)) {
             continue;
         }
-        BlockObject block{path, {}, {}, {}, {}, {}, interfaces.contains(encryptedInterface), {}};
+        BlockObject block{path, {}, {}, {}, {}, {}, interfaces.contains(encryptedInterface),
+                          {},   {}};
         if (auto device =
                 property<std::vector<std::uint8_t>>(interfaces, blockInterface, "Device")) {
             block.device = bytesText(*device);
@@ -95,6 +106,11 @@ std::vector<BlockObject> blocks(const ManagedObjects& objects) {
                 property<sdbus::ObjectPath>(interfaces, blockInterface, "CryptoBackingDevice");
             backing && *backing != "/") {
             block.cryptoBackingDevice = backing;
+        }
+        if (auto volume =
+                property<sdbus::ObjectPath>(interfaces, lvmBlockInterface, "LogicalVolume");
+            volume && *volume != "/") {
+            block.logicalVolume = volume;
         }
         if (auto points = property<std::vector<std::vector<std::uint8_t>>>(
                 interfaces, filesystemInterface, "MountPoints")) {
@@ -120,11 +136,62 @@ bool contains(const std::vector<BlockDevice>& devices, const std::optional<dev_t
            });
 }
 
+std::string kernelName(const BlockObject& block) {
+    return std::filesystem::path(block.device).filename().string();
+}
+
+// How many layers lie between the whole disk and each member: the longest chain of
+// partition tables, encrypted containers and kernel holders that leads to it.
+class LayerDepths {
+public:
+    LayerDepths(const std::vector<const BlockObject*>& members, const SysfsBlockDevices& sysfs)
+        : members_(members) {
+        for (const auto* member : members) {
+            for (const auto& holder : sysfs.holders(kernelName(*member))) {
+                heldBy_[holder].push_back(member);
+            }
+        }
+    }
+
+    std::size_t of(const BlockObject* block) {
+        if (const auto known = depths_.find(block); known != depths_.end()) {
+            return known->second;
+        }
+        depths_[block] = 0; // a cycle in broken metadata counts as no layer
+        std::size_t depth = 0;
+        for (const auto* parent : parents(*block)) {
+            depth = std::max(depth, of(parent) + 1);
+        }
+        depths_[block] = depth;
+        return depth;
+    }
+
+private:
+    std::vector<const BlockObject*> parents(const BlockObject& block) const {
+        std::vector<const BlockObject*> found;
+        for (const auto* member : members_) {
+            if (member->path == block.partitionTable || member->path == block.cryptoBackingDevice) {
+                found.push_back(member);
+            }
+        }
+        if (const auto held = heldBy_.find(kernelName(block)); held != heldBy_.end()) {
+            found.insert(found.end(), held->second.begin(), held->second.end());
+        }
+        return found;
+    }
+
+    const std::vector<const BlockObject*>& members_;
+    std::map<std::string, std::vector<const BlockObject*>> heldBy_;
+    std::map<const BlockObject*, std::size_t> depths_;
+};
+
 // The whole disk, its partitions, what is unlocked on them and any other device the
-// kernel builds on them, deepest first.
+// kernel builds on them, deepest first: whatever sits on a device is closed before it.
 std::vector<const BlockObject*> membersDeepestFirst(const std::vector<BlockObject>& all,
                                                     const BlockObject& whole,
-                                                    const std::vector<BlockDevice>& family) {
+                                                    const SysfsBlockDevices& sysfs,
+                                                    const std::string& wholeDisk) {
+    const auto family = sysfs.family(wholeDisk);
     std::vector<const BlockObject*> members{&whole};
     std::set<std::string> paths{whole.path};
     for (bool grew = true; grew;) {
@@ -140,7 +207,12 @@ std::vector<const BlockObject*> membersDeepestFirst(const std::vector<BlockObjec
             }
         }
     }
+    // Among equals, the latest found first, as before layers were counted.
     std::reverse(members.begin(), members.end());
+    LayerDepths depths(members, sysfs);
+    std::stable_sort(
+        members.begin(), members.end(),
+        [&](const BlockObject* a, const BlockObject* b) { return depths.of(a) > depths.of(b); });
     return members;
 }
 
@@ -219,55 +291,80 @@ std::optional<std::uint64_t> udevInitializedMicroseconds(dev_t number) {
     return result;
 }
 
+std::string errnoName(int error) {
+    const char* name = strerrorname_np(error);
+    return std::string("System.Error.") + (name != nullptr ? name : "Unknown");
+}
+
+// Two connections to the bus: sdbus-c++ reads the object tree; the work itself goes
+// through sd-bus directly, which alone can let udisks2 ask for a password and wait
+// without a time limit.
 class Session {
 public:
     Session(const std::optional<std::string>& address, std::chrono::milliseconds timeout)
-        : timeout_(timeout) {
-        probe(address);
+        : timeout_(timeout)
+        , bus_(open(address)) {
         try {
             connection_ = address ? sdbus::createSessionBusConnectionWithAddress(*address)
                                   : sdbus::createSystemBusConnection();
         } catch (const sdbus::Error& error) {
-            throw unreachable(error.getName(), error.getMessage());
+            sd_bus_flush_close_unref(bus_);
+            throw UDisks2Refusal::unreachable(error.getName(), error.getMessage());
         }
     }
+    ~Session() { sd_bus_flush_close_unref(bus_); }
+    Session(const Session&) = delete;
+    Session& operator=(const Session&) = delete;
 
     ManagedObjects managedObjects() {
         ManagedObjects objects;
-        call(rootPath, objectManager, "GetManagedObjects",
-             [&](sdbus::MethodInvoker& invoker) { invoker.storeResultsTo(objects); });
+        try {
+            auto proxy = sdbus::createProxy(*connection_, service, rootPath);
+            proxy->callMethod("GetManagedObjects")
+                .onInterface(objectManager)
+                .withTimeout(timeout_)
+                .storeResultsTo(objects);
+        } catch (const sdbus::Error& error) {
+            throw UDisks2Refusal::fromBus(error.getName(), error.getMessage(),
+                                          UDisks2Refusal::Wait::limited);
+        }
         return objects;
     }
 
-    void call(const std::string& path, const std::string& interface, const std::string& method) {
-        const Options options{{"auth.no_user_interaction", sdbus::Variant(true)}};
-        call(path, interface, method,
-             [&](sdbus::MethodInvoker& invoker) { invoker.withArguments(options); });
-    }
-
-private:
-    template<class Setup>
-    void call(const std::string& path, const std::string& interface, const std::string& method,
-              Setup setup) {
-        try {
-            auto proxy = sdbus::createProxy(*connection_, service, path);
-            auto invoker = proxy->callMethod(method);
-            invoker.onInterface(interface).withTimeout(timeout_);
-            setup(invoker);
-        } catch (const sdbus::Error& error) {
-            throw translated(error);
+    // Work that takes as long as it takes: an unmount writes out everything cached for
+    // the file system first. Only a daemon or bus that goes away ends the wait early.
+    void act(const std::string& path, const std::string& interface, const std::string& method) {
+        sd_bus_message* call = nullptr;
+        sd_bus_message* reply = nullptr;
+        sd_bus_error error = SD_BUS_ERROR_NULL;
+        int result = sd_bus_message_new_method_call(bus_, &call, service.c_str(), path.c_str(),
+                                                    interface.c_str(), method.c_str());
+        if (result >= 0) {
+            // Where policy wants a password, polkit may ask for it.
+            result = sd_bus_message_append(call, "a{sv}", 1, "auth.no_user_interaction", "b", 0);
+        }
+        if (result >= 0) {
+            result = sd_bus_message_set_allow_interactive_authorization(call, 1);
+        }
+        if (result >= 0) {
+            result =
+                sd_bus_call(bus_, call, std::numeric_limits<std::uint64_t>::max(), &error, &reply);
+        }
+        const std::string name = error.name != nullptr ? error.name : errnoName(-result);
+        const std::string message =
+            error.message != nullptr ? error.message : std::string(std::strerror(-result));
+        sd_bus_error_free(&error);
+        sd_bus_message_unref(reply);
+        sd_bus_message_unref(call);
+        if (result < 0) {
+            throw UDisks2Refusal::fromBus(name, message, UDisks2Refusal::Wait::unlimited);
         }
     }
 
-    static UnmountError unreachable(const std::string& name, const std::string& detail) {
-        return UnmountError(name, "Could not eject: the system bus cannot be reached, so udisks2 "
-                                  "cannot be asked to unmount the disk. " +
-                                      detail);
-    }
-
+private:
     // sdbus-c++ 1.2 leaks its bus when the first connection fails, so the bus is
-    // tried once with sd-bus directly, which cleans up after itself.
-    static void probe(const std::optional<std::string>& address) {
+    // opened with sd-bus first, which cleans up after itself.
+    static sd_bus* open(const std::optional<std::string>& address) {
         sd_bus* bus = nullptr;
         int result = 0;
         if (address) {
@@ -284,31 +381,15 @@ private:
         } else {
             result = sd_bus_open_system(&bus);
         }
-        sd_bus_flush_close_unref(bus);
         if (result < 0) {
-            const char* name = strerrorname_np(-result);
-            throw unreachable(std::string("System.Error.") + (name != nullptr ? name : "Unknown"),
-                              std::strerror(-result));
+            sd_bus_flush_close_unref(bus);
+            throw UDisks2Refusal::unreachable(errnoName(-result), std::strerror(-result));
         }
-    }
-
-    static UnmountError translated(const sdbus::Error& error) {
-        const auto& name = error.getName();
-        if (name == "org.freedesktop.DBus.Error.ServiceUnknown" ||
-            name == "org.freedesktop.DBus.Error.NameHasNoOwner" ||
-            name == "org.freedesktop.DBus.Error.Spawn.ServiceNotFound") {
-            return UnmountError(name, "Could not eject: udisks2, the system's disk service, is "
-                                      "not running, so the disk cannot be unmounted.");
-        }
-        if (name == "org.freedesktop.DBus.Error.NoReply" ||
-            name == "org.freedesktop.DBus.Error.Timeout" || name == "System.Error.ETIMEDOUT") {
-            return UnmountError(name, "Could not eject: udisks2, the system's disk service, did "
-                                      "not answer in time.");
-        }
-        return UnmountError(name, error.getMessage());
+        return bus;
     }
 
     std::chrono::milliseconds timeout_;
+    sd_bus* bus_;
     std::unique_ptr<sdbus::IConnection> connection_;
 };
 
@@ -316,11 +397,13 @@ private:
 class Ejection {
 public:
     Ejection(const SysfsBlockDevices& sysfs, const ProvedDisk& proved, dev_t number,
-             Session& session)
+             Session& session, WriteOutJournal& journal, std::stop_token stop)
         : sysfs_(sysfs)
         , proved_(proved)
         , number_(number)
-        , session_(session) {}
+        , session_(session)
+        , journal_(journal)
+        , stop_(std::move(stop)) {}
 
     void run() {
         confirm();
@@ -336,7 +419,7 @@ public:
         if (const auto use = usage_.mount(devices())) {
             throw stillInUse(*use);
         }
-        lockUnlocked();
+        closeLayers();
         if (const auto use = usage_.use(devices())) {
             throw stillInUse(*use);
         }
@@ -360,18 +443,23 @@ private:
     }
 
     void call(const std::string& path, const std::string& interface, const std::string& method) {
+        // Cancelled: whatever runs already finishes in udisks2, but nothing new starts.
+        if (stop_.stop_requested()) {
+            throw CancellationError();
+        }
         confirm();
-        session_.call(path, interface, method);
+        journal_.start();
+        session_.act(path, interface, method);
+        journal_.observe();
     }
 
     void refresh() {
         objects_ = session_.managedObjects();
         all_ = blocks(objects_);
         whole_ = byDeviceNumber(all_, number_);
-        members_ =
-            whole_ != nullptr
-                ? membersDeepestFirst(all_, *whole_, sysfs_.family(proved_.wholeDiskIdentifier))
-                : std::vector<const BlockObject*>{};
+        members_ = whole_ != nullptr
+                       ? membersDeepestFirst(all_, *whole_, sysfs_, proved_.wholeDiskIdentifier)
+                       : std::vector<const BlockObject*>{};
     }
 
     // Every path the check proved must be mounted from this disk now.
@@ -415,18 +503,59 @@ private:
         }
     }
 
-    // Lock what was unlocked on the disk, so that it can be powered off.
-    void lockUnlocked() {
+    bool isUnlocked(const BlockObject& block) const {
+        return block.isEncrypted &&
+               std::any_of(all_.begin(), all_.end(), [&block](const BlockObject& other) {
+                   return other.cryptoBackingDevice == block.path;
+               });
+    }
+
+    // A block of udisks2's lvm2 module exists only while its logical volume is active.
+    bool isActiveVolume(const BlockObject& block) const { return block.logicalVolume.has_value(); }
+
+    // Deepest first: a logical volume goes before the container that holds its volume
+    // group, an inner container before the outer one. The disk cannot be powered off
+    // while any of them is open.
+    void closeLayers() {
         for (const auto* member : members_) {
-            const bool unlocked =
-                member->isEncrypted &&
-                std::any_of(all_.begin(), all_.end(), [member](const BlockObject& block) {
-                    return block.cryptoBackingDevice == member->path;
-                });
-            if (unlocked) {
-                call(member->path, encryptedInterface, "Lock");
+            if (isUnlocked(*member)) {
+                closeOrName(*member, member->path, encryptedInterface, "Lock");
+            }
+            if (isActiveVolume(*member)) {
+                closeOrName(*member, *member->logicalVolume, logicalVolumeInterface, "Deactivate");
             }
         }
+        refresh();
+        for (const auto* member : members_) {
+            if (isUnlocked(*member)) {
+                throw stillOpen(*member, "is still unlocked", "");
+            }
+            if (isActiveVolume(*member)) {
+                throw stillOpen(*member, "is still active", "");
+            }
+        }
+    }
+
+    void closeOrName(const BlockObject& member, const std::string& path,
+                     const std::string& interface, const std::string& method) {
+        try {
+            call(path, interface, method);
+        } catch (const UnmountError& error) {
+            if (UDisks2Refusal::speaksForItself(error.name)) {
+                throw;
+            }
+            throw stillOpen(member,
+                            method == "Lock" ? "could not be locked" : "could not be deactivated",
+                            " udisks2 said: " + error.message);
+        }
+    }
+
+    static UnmountError stillOpen(const BlockObject& member, const std::string& what,
+                                  const std::string& detail) {
+        const std::string kind = member.isEncrypted ? "encrypted volume " : "logical volume ";
+        return UnmountError(stillOpenName, "Could not eject: the " + kind + member.device +
+                                               " of this disk " + what +
+                                               ", so the disk was not powered off." + detail);
     }
 
     void powerOffOrEject() {
@@ -452,6 +581,8 @@ private:
     const ProvedDisk& proved_;
     dev_t number_;
     Session& session_;
+    WriteOutJournal& journal_;
+    std::stop_token stop_;
     BlockDeviceUsage usage_;
     ManagedObjects objects_;
     std::vector<BlockObject> all_;
@@ -463,27 +594,40 @@ private:
 
 UDisks2Unmounter::UDisks2Unmounter(Executor& executor, std::optional<std::string> busAddress,
                                    std::chrono::milliseconds callTimeout,
-                                   std::filesystem::path sysRoot)
+                                   std::filesystem::path sysRoot, Logger* logger)
     : executor_(executor)
     , busAddress_(std::move(busAddress))
     , callTimeout_(callTimeout)
-    , sysRoot_(std::move(sysRoot)) {}
+    , sysRoot_(std::move(sysRoot))
+    , logger_(logger) {}
 
 Task<void> UDisks2Unmounter::unmountAndEject(ProvedDisk disk) {
     // Named, so that GCC 12 keeps the work and its captures alive across the suspension.
-    auto work = [this, disk = std::move(disk)] { unmountAndEjectNow(disk); };
+    auto work = [this, disk = std::move(disk)](std::stop_token stop) {
+        unmountAndEjectNow(disk, std::move(stop));
+    };
     auto background = runInBackground(executor_, std::move(work));
     co_await std::move(background);
 }
 
-void UDisks2Unmounter::unmountAndEjectNow(const ProvedDisk& disk) const {
+void UDisks2Unmounter::unmountAndEjectNow(const ProvedDisk& disk, std::stop_token stop) const {
     const SysfsBlockDevices sysfs(sysRoot_);
     const auto number = sysfs.deviceNumber(disk.wholeDiskIdentifier);
     if (!number) {
         throw identityChanged();
     }
     Session session(busAddress_, callTimeout_);
-    Ejection(sysfs, disk, *number, session).run();
+    WriteOutJournal journal(logger_, executor_, sysRoot_, disk.wholeDiskIdentifier);
+    try {
+        Ejection(sysfs, disk, *number, session, journal, std::move(stop)).run();
+    } catch (const CancellationError&) {
+        journal.end("cancelled");
+        throw;
+    } catch (...) {
+        journal.end("failed");
+        throw;
+    }
+    journal.end("ok");
 }
 
 } // namespace tovo

@@ -7,6 +7,7 @@
 
 #include <array>
 #include <fstream>
+#include <tuple>
 
 namespace tovo {
 namespace {
@@ -32,7 +33,20 @@ protected:
         }
     }
 
+    // sdx2 holds dm0, which holds dm1, which holds the logical volume dm2.
+    void addLayers() {
+        for (const auto& [name, minor, holder] :
+             {std::tuple{"sdx2", 2, "dm0"}, {"dm0", 3, "dm1"}, {"dm1", 4, "dm2"}}) {
+            std::filesystem::create_directories(sys() / "class/block" / name / "holders" / holder);
+            std::filesystem::create_directories(sys() / "class/block" / holder);
+            std::ofstream(sys() / "class/block" / holder / "dev") << "4000:" << minor + 1 << "\n";
+        }
+    }
+
     void startMock(const std::string& scenario) {
+        if (scenario == "layered" || scenario == "lock-fails" || scenario == "stays-unlocked") {
+            addLayers();
+        }
         const auto service =
             std::filesystem::path(__FILE__).parent_path() / "UDisks2MockService.py";
         mock.emplace(std::vector<std::string>{"/usr/bin/python3", service, bus.address(),
@@ -44,10 +58,10 @@ protected:
     }
 
     std::exception_ptr unmount(std::string wholeDisk = "sdx",
-                               std::optional<std::string> address = std::nullopt) {
+                               std::optional<std::string> address = std::nullopt,
+                               std::chrono::milliseconds callTimeout = std::chrono::seconds(5)) {
         ManualExecutor executor;
-        UDisks2Unmounter unmounter(executor, address.value_or(bus.address()),
-                                   std::chrono::seconds(5), sys());
+        UDisks2Unmounter unmounter(executor, address.value_or(bus.address()), callTimeout, sys());
         auto handle = spawn(
             executor, unmounter.unmountAndEject({std::move(wholeDisk), 77, {"/media/mock/ONE"}}));
         EXPECT_TRUE(executor.runUntil([&] { return handle.isDone(); }));
@@ -76,11 +90,12 @@ protected:
 class UDisks2MockDrive : public UDisks2MockTest,
                          public ::testing::WithParamInterface<std::array<const char*, 2>> {};
 
-TEST_P(UDisks2MockDrive, UnmountsBothPartitionsWithoutPromptsThenPowersOffOrEjects) {
+// Where policy wants a password, polkit may ask for it: no call forbids interaction.
+TEST_P(UDisks2MockDrive, UnmountsBothPartitionsThenPowersOffOrEjects) {
     startMock(GetParam()[0]);
     EXPECT_FALSE(unmount());
     EXPECT_EQ(calls(),
-              "Unmount sdx2 True\nUnmount sdx1 True\n" + std::string(GetParam()[1]) + "\n");
+              "Unmount sdx2 False\nUnmount sdx1 False\n" + std::string(GetParam()[1]) + "\n");
 }
 
 INSTANTIATE_TEST_SUITE_P(Scenarios, UDisks2MockDrive,
@@ -108,7 +123,9 @@ TEST_P(UDisks2MockRefusal, IsAFailureOfItsKindAndPowersOffNothingElse) {
     EXPECT_EQ(calls(), GetParam().calls);
 }
 
-const std::string unmountBoth = "Unmount sdx2 True\nUnmount sdx1 True\n";
+const std::string unmountBoth = "Unmount sdx2 False\nUnmount sdx1 False\n";
+const std::string unmountLayered = "Unmount dm2 False\nUnmount sdx1 False\n";
+const std::string closeLayers = "Deactivate lv\nLock dm0\nLock sdx2\n";
 
 INSTANTIATE_TEST_SUITE_P(
     Scenarios, UDisks2MockRefusal,
@@ -119,10 +136,44 @@ INSTANTIATE_TEST_SUITE_P(
                      EjectionFailureKind::identityChanged,
                      "The disk identity changed. Refresh the list and try again."},
         RefusedDrive{"mount_left_after_the_last_round", "stuck",
-                     unmountBoth + "Unmount sdx1 True\n", EjectionFailureKind::busy,
+                     unmountBoth + "Unmount sdx1 False\n", EjectionFailureKind::busy,
                      "A file system of this disk is still mounted at “/media/mock/ONE”, so data "
-                     "may still be waiting to be written: close what uses it, then try again."}),
+                     "may still be waiting to be written: close what uses it, then try again."},
+        RefusedDrive{"refused_by_policy", "not-authorized", "Unmount sdx2 False\n",
+                     EjectionFailureKind::other,
+                     "Tovo was not allowed to eject this disk. The system's policy does not let "
+                     "this account unmount or power off the disk."},
+        RefusedDrive{"password_dialog_closed", "dismissed", unmountBoth + "PowerOff\n",
+                     EjectionFailureKind::other,
+                     "The password dialog was closed, so the disk was not ejected."},
+        RefusedDrive{"udisks2_gone_while_powering_off", "dies", unmountBoth + "PowerOff\n",
+                     EjectionFailureKind::other,
+                     "Could not eject: udisks2, the system's disk service, stopped before it "
+                     "finished, so the disk may still be in use. Do not unplug it; try again."},
+        RefusedDrive{"container_that_cannot_be_locked", "lock-fails", unmountLayered + closeLayers,
+                     EjectionFailureKind::other,
+                     "Could not eject: the encrypted volume /dev/sdx2 of this disk could not be "
+                     "locked, so the disk was not powered off. udisks2 said: Error locking "
+                     "/dev/sdx2: Device or resource busy"},
+        RefusedDrive{"container_left_unlocked", "stays-unlocked", unmountLayered + closeLayers,
+                     EjectionFailureKind::other,
+                     "Could not eject: the encrypted volume /dev/sdx2 of this disk is still "
+                     "unlocked, so the disk was not powered off."}),
     [](const auto& info) { return std::string(info.param.label); });
+
+// Inner layers first: the logical volume, the inner container, the outer one.
+TEST_F(UDisks2MockTest, ClosesNestedContainersAndLogicalVolumesBeforePowerOff) {
+    startMock("layered");
+    EXPECT_FALSE(unmount());
+    EXPECT_EQ(calls(), unmountLayered + closeLayers + "PowerOff\n");
+}
+
+// Unmounting writes out what is cached: it may take far longer than a question may.
+TEST_F(UDisks2MockTest, WaitsForWorkLongerThanTheTimeLimitOfQuestions) {
+    startMock("slow");
+    EXPECT_FALSE(unmount("sdx", std::nullopt, std::chrono::milliseconds(500)));
+    EXPECT_EQ(calls(), unmountBoth + "PowerOff\n");
+}
 
 TEST_F(UDisks2MockTest, UnknownOrChangedDiskIsReportedWithoutTouchingAnything) {
     startMock("poweroff");

@@ -1,0 +1,227 @@
+// A slow USB stick made of a loop disk whose writes the block layer throttles: the
+// real udisksd must be given all the time the kernel needs to write out the cache.
+
+#include "Support/RecordingLogger.hpp"
+#include "Support/TaskRunning.hpp"
+#include "TovoSystem/Services/KernelWriteOutMonitor.hpp"
+#include "TovoSystem/Services/UDisks2Unmounter.hpp"
+#include "UDisks2TestSupport.hpp"
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <regex>
+
+namespace tovo {
+namespace {
+
+using namespace tovo::testing;
+using namespace std::chrono_literals;
+
+constexpr std::uint64_t MiB = 1024 * 1024;
+constexpr std::uint64_t written = 256 * MiB;
+constexpr std::uint64_t bytesPerSecond = 8 * MiB;
+
+bool writeFile(const std::filesystem::path& file, const std::string& text) {
+    std::ofstream stream(file);
+    stream << text << std::flush;
+    return static_cast<bool>(stream);
+}
+
+/// Throttles writes to one block device for as long as it lives. Under cgroup v2 the
+/// limit belongs to a group of our own that the writer joins: page-cache write-back is
+/// charged to the writer's group there. Under v1 write-back is charged to the root group,
+/// so the limit goes there, for this one device only.
+class WriteThrottle {
+public:
+    WriteThrottle(const std::string& device, std::uint64_t limit)
+        : device_(device) {
+        const std::filesystem::path unified = "/sys/fs/cgroup";
+        const std::filesystem::path v1 = "/sys/fs/cgroup/blkio/blkio.throttle.write_bps_device";
+        if (readText(unified / "cgroup.controllers").value_or("").find("io") != std::string::npos) {
+            group_ = unified / ("tovo-writeout-" + std::to_string(::getpid()));
+            std::filesystem::create_directory(group_);
+            writeFile(unified / "cgroup.subtree_control", "+io");
+            if (writeFile(group_ / "io.max", device + " wbps=" + std::to_string(limit))) {
+                join_ = "echo $$ > " + (group_ / "cgroup.procs").string() + " && ";
+                active_ = true;
+            }
+        } else if (std::filesystem::exists(v1) &&
+                   writeFile(v1, device + " " + std::to_string(limit))) {
+            rule_ = v1;
+            active_ = true;
+        }
+    }
+    ~WriteThrottle() { lift(); }
+    WriteThrottle(const WriteThrottle&) = delete;
+    WriteThrottle& operator=(const WriteThrottle&) = delete;
+
+    bool isActive() const { return active_; }
+    /// A shell command's prefix that puts the command under the limit.
+    const std::string& join() const { return join_; }
+
+    void lift() {
+        if (!rule_.empty()) {
+            writeFile(rule_, device_ + " 0");
+            rule_.clear();
+        }
+        if (!group_.empty()) {
+            writeFile(group_ / "io.max", device_ + " wbps=max");
+            std::error_code ignored;
+            std::filesystem::remove(group_, ignored); // empty once the writer has exited
+            group_.clear();
+        }
+    }
+
+private:
+    std::string device_;
+    bool active_ = false;
+    std::filesystem::path group_;
+    std::filesystem::path rule_;
+    std::string join_;
+};
+
+/// debugfs mounted in a folder of ours, for the disk's own writeback account.
+class PrivateDebugfs {
+public:
+    explicit PrivateDebugfs(std::filesystem::path at)
+        : at_(std::move(at)) {
+        std::filesystem::create_directories(at_);
+        int status = -1;
+        shell("mount -t debugfs none '" + at_.string() + "'", &status);
+        mounted_ = status == 0;
+    }
+    ~PrivateDebugfs() {
+        if (mounted_) {
+            shell("umount '" + at_.string() + "'");
+        }
+    }
+    bool isMounted() const { return mounted_; }
+    const std::filesystem::path& path() const { return at_; }
+
+private:
+    std::filesystem::path at_;
+    bool mounted_ = false;
+};
+
+struct TimedSample {
+    std::chrono::steady_clock::duration at;
+    WriteOutSample sample;
+};
+
+TEST(SlowWriteOutTest, EjectWaitsForTheWholeWriteOutAndShowsItFallToZero) {
+    if (!isRoot()) {
+        GTEST_SKIP() << "needs root for loop devices, mounts and block throttling";
+    }
+    TemporaryFolder folder;
+    RealUdisks udisks(folder.path());
+    ASSERT_TRUE(udisks.bus.awaitName("org.freedesktop.UDisks2"));
+
+    LoopDisk disk(folder.path(), "slow");
+    ASSERT_TRUE(disk.isAttached());
+    // Room for the data; the disk reads and writes its image directly, so what is
+    // written to the disk is not cached a second time for the image.
+    shell("truncate -s 600M '" + (folder.path() / "slow.img").string() + "' && losetup -c " +
+          disk.device() + " && losetup --direct-io=on " + disk.device());
+    shell("mkfs.ext4 -q -F -E lazy_itable_init=0,lazy_journal_init=0 -L SLOW " + disk.device());
+    udisks.udev.keepRunningAndSettle();
+    const auto mountPoint = disk.mount(disk.device(), folder.path() / "SLOW");
+    ASSERT_TRUE(eventually([&] { return udisks.bus.udisksReportsMount(mountPoint); }));
+
+    const auto number = readText("/sys/class/block/" + disk.kernelName() + "/dev").value_or("");
+    WriteThrottle throttle(number.substr(0, number.find('\n')), bytesPerSecond);
+    if (!throttle.isActive()) {
+        GTEST_SKIP() << "this machine has no block write throttling";
+    }
+    PrivateDebugfs debugfs(folder.path() / "debug");
+
+    // Written to the cache at once; the disk takes about half a minute to receive it.
+    const auto file = mountPoint / "data.bin";
+    shell(throttle.join() + "head -c " + std::to_string(written) + " /dev/urandom | tee '" +
+          file.string() + "' | sha256sum > '" + (folder.path() / "sum").string() + "'");
+    const auto checksum = readText(folder.path() / "sum").value_or("").substr(0, 64);
+    ASSERT_EQ(checksum.size(), 64u);
+
+    ManualExecutor executor;
+    RecordingLogger logger;
+    KernelWriteOutMonitor monitor(executor, {"/sys", "/proc", debugfs.path()});
+    const ExternalDisk listed{"attachment:" + std::to_string(disk.diskSequence()),
+                              "SLOW",
+                              {},
+                              {},
+                              disk.diskSequence(),
+                              disk.kernelName(),
+                              {},
+                              {}};
+    UDisks2Unmounter unmounter(executor, udisks.bus.address(), 10s, "/sys", &logger);
+    monitor.sampleNow(listed); // the first reading of the rate, as the window takes it
+    const auto started = std::chrono::steady_clock::now();
+    StartedTask<void> eject(executor, unmounter.unmountAndEject(
+                                          {disk.kernelName(), disk.diskSequence(), {mountPoint}}));
+    std::vector<TimedSample> samples;
+    while (!eject.isDone()) {
+        executor.runUntil([&] { return eject.isDone(); }, 1s);
+        if (!eject.isDone()) {
+            samples.push_back({std::chrono::steady_clock::now() - started,
+                               runToEnd(executor, monitor.sample(listed))});
+        }
+    }
+    const auto elapsed = std::chrono::steady_clock::now() - started;
+    const auto after = monitor.sampleNow(listed);
+    throttle.lift();
+
+    ASSERT_FALSE(eject.error()) << readableMessage(eject.error());
+    EXPECT_GT(elapsed, 25s) << "the throttle did not slow the write-out";
+    EXPECT_FALSE(isMounted(mountPoint));
+
+    // Writing all along, at about the throttled rate, with less and less left.
+    ASSERT_GE(samples.size(), 20u);
+    const auto& first = samples.front().sample;
+    EXPECT_TRUE(first.isWriting);
+    ASSERT_TRUE(first.bytesLeft);
+    EXPECT_GE(*first.bytesLeft, written / 2);
+    std::vector<std::uint64_t> rates;
+    for (std::size_t i = 1; i + 2 < samples.size(); ++i) {
+        EXPECT_TRUE(samples[i].sample.isWriting) << "sample " << i;
+        rates.push_back(samples[i].sample.bytesPerSecond.value_or(0));
+    }
+    std::sort(rates.begin(), rates.end());
+    EXPECT_GT(rates[rates.size() / 2], bytesPerSecond / 2);
+    EXPECT_LT(rates[rates.size() / 2], bytesPerSecond * 3 / 2);
+    const auto last = samples.back().sample.bytesLeft.value_or(written);
+    if (debugfs.isMounted()) {
+        EXPECT_EQ(first.scope, WriteOutScope::disk);
+        for (std::size_t i = 1; i < samples.size(); ++i) {
+            EXPECT_LE(samples[i].sample.bytesLeft, *samples[i - 1].sample.bytesLeft + MiB)
+                << "sample " << i;
+        }
+        EXPECT_LT(last, 16 * MiB);
+        // The kernel's per-processor counters are summed only roughly.
+        EXPECT_LT(after.bytesLeft, MiB);
+    } else {
+        // The system's totals hold other programs' data too.
+        EXPECT_LT(last + written / 2, *first.bytesLeft);
+        EXPECT_FALSE(after.isWriting);
+    }
+
+    // The journal has the account of the write-out.
+    const auto messages = logger.messages();
+    EXPECT_NE(
+        std::find(messages.begin(), messages.end(), "Write-out started disk=" + disk.kernelName()),
+        messages.end());
+    const std::regex ended("Write-out ended disk=" + disk.kernelName() +
+                           " written=([0-9]+) duration=([0-9.]+)s result=ok");
+    std::smatch match;
+    ASSERT_TRUE(std::any_of(messages.begin(), messages.end(), [&](const std::string& message) {
+        return std::regex_match(message, match, ended);
+    })) << ::testing::PrintToString(messages);
+    EXPECT_GE(std::stoull(match[1]), written);
+    EXPECT_GT(std::stod(match[2]), 25.0);
+
+    // Every byte arrived.
+    const auto again = disk.mount(disk.device(), folder.path() / "check");
+    EXPECT_EQ(shell("sha256sum < '" + (again / "data.bin").string() + "'").substr(0, 64), checksum);
+}
+
+} // namespace
+} // namespace tovo
