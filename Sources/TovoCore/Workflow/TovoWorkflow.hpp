@@ -104,6 +104,8 @@ private:
 
     // Eject, diagnosis and the endings of every operation.
     void finishSuccess(const ExternalDisk& disk);
+    /// A cancelled eject may still be under way in the system: never an all-clear.
+    void failUnconfirmedEject(const ExternalDisk& disk);
     void logEjectionFailure(std::exception_ptr error);
     Task<std::vector<BlockingProcess>>
     diagnoseBlockers(ExternalDisk disk, std::optional<std::int32_t> dissentingProcessID);

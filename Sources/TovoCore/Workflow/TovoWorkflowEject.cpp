@@ -46,6 +46,11 @@ Task<void> TovoWorkflow::attemptEject() {
     if (!isCurrent(operationID, disk->id)) {
         co_return;
     }
+    const auto stop = co_await currentStopToken();
+    if (isCancellation(error) || (!error && stop.stop_requested())) {
+        failUnconfirmedEject(*disk);
+        co_return;
+    }
     if (!error) {
         logger_.info("Eject completed");
         finishSuccess(*disk);
@@ -127,6 +132,16 @@ void TovoWorkflow::finishSuccess(const ExternalDisk& disk) {
     setDisks(std::move(remaining));
     setSelectedDiskID(disks_.empty() ? std::nullopt : std::optional(disks_.front().id));
     setPhase(EjectionPhase::ejected(disk.displayName));
+}
+
+void TovoWorkflow::failUnconfirmedEject(const ExternalDisk& disk) {
+    activeOperationID_.reset();
+    logger_.info("Eject cancelled before the system confirmed it");
+    setPhase(EjectionPhase::failed(
+        "Eject not confirmed",
+        "Tovo stopped waiting before the system finished, so “" + disk.displayName +
+            "” may still be in use or being written. Do not unplug it; eject it again first.",
+        FailureRecovery::retryEject));
 }
 
 void TovoWorkflow::logEjectionFailure(std::exception_ptr error) {

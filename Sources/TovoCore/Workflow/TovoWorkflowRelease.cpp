@@ -285,6 +285,13 @@ Task<void> TovoWorkflow::settleAndRetryEject(ExternalDisk disk, Uuid operationID
     } catch (...) {
         error = std::current_exception();
     }
+    const auto stop = co_await currentStopToken();
+    if (isCancellation(error) || (!error && stop.stop_requested())) {
+        if (isCurrent(operationID, disk.id)) {
+            failUnconfirmedEject(disk);
+        }
+        co_return;
+    }
     if (!error) {
         if (isCurrent(operationID, disk.id)) {
             finishSuccess(disk);

@@ -34,6 +34,17 @@ inline const BlockingProcess viewer = makeProcess(502, "viewer");
 inline const BlockingProcess shell = makeProcess(503, "bash");
 inline const Entry staleDropped{Level::debug, "Ignored a stale operation result"};
 inline const Entry cancelledSafely{Level::info, "Release operation cancelled safely"};
+inline const Entry unconfirmedLogged{Level::info, "Eject cancelled before the system confirmed it"};
+
+/// Where a cancelled eject ends: the system may still be at work on `disk`.
+inline EjectionPhase unconfirmedEject(const ExternalDisk& disk) {
+    return EjectionPhase::failed("Eject not confirmed",
+                                 "Tovo stopped waiting before the system finished, so “" +
+                                     disk.displayName +
+                                     "” may still be in use or being written. Do not unplug it; "
+                                     "eject it again first.",
+                                 FailureRecovery::retryEject);
+}
 
 struct WorkflowOptions {
     bool dissentAware = true;
