@@ -22,6 +22,8 @@ INSTANTIATE_TEST_SUITE_P(
     ::testing::Values(Case{{}, none}, Case{{"--demo-ready"}, {ready, std::nullopt}},
                       Case{{"--demo-blocked", "--demo-tovoable"}, {tovoable, std::nullopt}},
                       Case{{"--demo-ready", "--demo-blocked"}, {blocked, std::nullopt}},
+                      Case{{"--demo-layered"}, {layered, std::nullopt}},
+                      Case{{"--demo-layered", "--demo-ready"}, {ready, std::nullopt}},
                       Case{{"--demo-ready2"}, none}, Case{{"x--demo-ready"}, none},
                       Case{{"--demo-ready=1"}, none}, Case{{"--DEMO-READY"}, none},
                       Case{{"--demo-dark", "--demo-light"}, {std::nullopt, light}},

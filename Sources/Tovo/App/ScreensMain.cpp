@@ -234,6 +234,20 @@ void ready(const QString& folder, const QString& appearance) {
     session.save(QStringLiteral("2-ejected"));
 }
 
+void layered(const QString& folder, const QString& appearance) {
+    Session session(folder, appearance + QStringLiteral("-layered"), DemoScenarioKind::layered);
+    session.runUntil([&] { return !session.workflow().disks().empty(); });
+    click(session.content().actionBar()->primaryButton());
+    session.reach<EjectionPhase::Blocked>();
+    session.save(QStringLiteral("1-blocked"));
+    session.content().openTovoConfirmation();
+    session.settle();
+    session.saveSheet(session.content().tovoConfirmation(), QStringLiteral("2-review"));
+    click(session.content().tovoConfirmation()->confirmButton());
+    session.reach<EjectionPhase::Ejected>();
+    session.save(QStringLiteral("3-ejected"));
+}
+
 void failure(const QString& folder, const QString& appearance) {
     Session session(
         folder, appearance + QStringLiteral("-failure"), std::nullopt, [](Executor& executor) {
@@ -275,6 +289,7 @@ int main(int argc, char** argv) {
         tovo::tovoable(folder, name);
         tovo::blocked(folder, name);
         tovo::ready(folder, name);
+        tovo::layered(folder, name);
         tovo::failure(folder, name);
         tovo::empty(folder, name);
     }

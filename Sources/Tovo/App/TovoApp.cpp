@@ -41,6 +41,7 @@ TovoApp::TovoApp(LaunchOptions options, Overrides overrides)
     , window_(std::make_unique<MainWindow>(ContentView::Environment{
           *workflow_, executor_, presentation_, applications_.get(), *logger_,
           overrides.reduceMotion.value_or(ContentView::reduceMotionRequested())})) {
+    workflow_->setBusyCauseFinder(services_.causeFinder);
     if (applications_) {
         // New blockers may be new processes under old pids: look their apps up again.
         workflow_->addObserver([lookup = applications_.get()](WorkflowProperty property) {

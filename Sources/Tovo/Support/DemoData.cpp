@@ -50,4 +50,27 @@ const std::vector<BlockingProcess>& protectedBlockers() {
     return value;
 }
 
+const std::vector<BusyCause>& layeredCauses() {
+    static const std::vector<BusyCause> value{
+        BusyCause{BusyCauseKind::nestedMount,
+                  "disk9s1",
+                  "/Volumes/345-BACKUP/Projects/build-cache",
+                  std::nullopt,
+                  std::nullopt,
+                  std::nullopt,
+                  std::nullopt,
+                  {BusyCauseAction::unmountNested,
+                   "Tovo will ask the system to unmount it. Nothing is forced."}},
+        BusyCause{BusyCauseKind::loopDevice,
+                  "disk9s1",
+                  "/dev/loop3",
+                  "/Volumes/345-BACKUP/Images/Installer.img",
+                  std::nullopt,
+                  std::nullopt,
+                  std::nullopt,
+                  {BusyCauseAction::detachLoop,
+                   "Tovo will ask the system to unmount the disk image and detach it."}}};
+    return value;
+}
+
 } // namespace tovo::DemoData

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "TovoCore/Models/BlockingProcess.hpp"
+#include "TovoCore/Models/BusyCause.hpp"
 #include "TovoCore/Models/ExternalDisk.hpp"
 
 #include <vector>
@@ -18,6 +19,9 @@ const ExternalDisk& disk();
 const std::vector<BlockingProcess>& tovoableBlockers();
 /// A running virtual machine (pid 90294), never quit automatically.
 const std::vector<BlockingProcess>& protectedBlockers();
+/// No process, but a file system mounted inside the disk and a disk image from it
+/// attached as a loop device; the system can release both.
+const std::vector<BusyCause>& layeredCauses();
 
 } // namespace DemoData
 

@@ -7,7 +7,8 @@
 
 namespace tovo {
 
-/// Refuses as busy while the scenario has blockers; otherwise "ejects" by doing nothing.
+/// Refuses as busy while the scenario has blockers or other causes; otherwise "ejects" by doing
+/// nothing.
 class DemoEjector final : public DiskEjecting {
 public:
     explicit DemoEjector(std::shared_ptr<DemoScenario> scenario)

@@ -6,7 +6,7 @@ namespace tovo {
 ServiceGraph makeDemoServiceGraph(DemoScenarioKind scenario, Executor& mainExecutor) {
     DemoServices demo = makeDemoServices(scenario, mainExecutor);
     // One releaser plays both parts, as the demo's stop requests share its scenario.
-    return ServiceGraph{demo.volumeProvider,
+    ServiceGraph sample{demo.volumeProvider,
                         demo.ejector,
                         demo.diagnoser,
                         demo.releaser,
@@ -15,6 +15,8 @@ ServiceGraph makeDemoServiceGraph(DemoScenarioKind scenario, Executor& mainExecu
                         demoReleaseTimeoutNanoseconds,
                         nullptr,
                         demo.scenario};
+    sample.causeFinder = demo.causeFinder;
+    return sample;
 }
 
 } // namespace tovo

@@ -10,9 +10,15 @@ const std::vector<BlockingProcess>& demoInitialBlockers(DemoScenarioKind scenari
     case DemoScenarioKind::blocked:
         return DemoData::protectedBlockers();
     case DemoScenarioKind::ready:
+    case DemoScenarioKind::layered:
         return none;
     }
     return none;
+}
+
+const std::vector<BusyCause>& demoInitialCauses(DemoScenarioKind scenario) {
+    static const std::vector<BusyCause> none;
+    return scenario == DemoScenarioKind::layered ? DemoData::layeredCauses() : none;
 }
 
 bool demoAllowsAutomaticQuit(DemoScenarioKind scenario) {
@@ -21,12 +27,16 @@ bool demoAllowsAutomaticQuit(DemoScenarioKind scenario) {
 
 DemoServices makeDemoServices(DemoScenarioKind scenario, Executor& mainExecutor,
                               std::shared_ptr<Executor> isolation) {
-    auto shared = std::make_shared<DemoScenario>(demoInitialBlockers(scenario), mainExecutor,
-                                                 std::move(isolation));
+    auto shared =
+        std::make_shared<DemoScenario>(demoInitialBlockers(scenario), demoInitialCauses(scenario),
+                                       mainExecutor, std::move(isolation));
     return DemoServices{
-        shared, std::make_shared<DemoVolumeProvider>(), std::make_shared<DemoEjector>(shared),
+        shared,
+        std::make_shared<DemoVolumeProvider>(),
+        std::make_shared<DemoEjector>(shared),
         std::make_shared<DemoBlockerDiagnoser>(shared),
-        std::make_shared<DemoProcessReleaser>(shared, demoAllowsAutomaticQuit(scenario))};
+        std::make_shared<DemoProcessReleaser>(shared, demoAllowsAutomaticQuit(scenario)),
+        std::make_shared<DemoBusyCauseFinder>(shared)};
 }
 
 } // namespace tovo

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Tovo/Support/DemoBlockerDiagnoser.hpp"
+#include "Tovo/Support/DemoBusyCauseFinder.hpp"
 #include "Tovo/Support/DemoData.hpp"
 #include "Tovo/Support/DemoEjector.hpp"
 #include "Tovo/Support/DemoProcessReleaser.hpp"
@@ -13,18 +14,21 @@
 
 namespace tovo {
 
-/// The demo's service graph: one scenario shared by the ejector, the diagnoser and
-/// the releaser, which is also the stopper.
+/// The demo's service graph: one scenario shared by the ejector, the diagnoser, the
+/// cause finder and the releaser, which is also the stopper.
 struct DemoServices {
     std::shared_ptr<DemoScenario> scenario;
     std::shared_ptr<DemoVolumeProvider> volumeProvider;
     std::shared_ptr<DemoEjector> ejector;
     std::shared_ptr<DemoBlockerDiagnoser> diagnoser;
     std::shared_ptr<DemoProcessReleaser> releaser; ///< also the stopper
+    std::shared_ptr<DemoBusyCauseFinder> causeFinder;
 };
 
 /// The blockers a scenario starts with.
 const std::vector<BlockingProcess>& demoInitialBlockers(DemoScenarioKind scenario);
+/// The causes besides processes a scenario starts with.
+const std::vector<BusyCause>& demoInitialCauses(DemoScenarioKind scenario);
 /// Only the Tovo-able run lets the releaser ask apps to quit.
 bool demoAllowsAutomaticQuit(DemoScenarioKind scenario);
 

@@ -12,7 +12,7 @@ bool has(std::span<const std::string> arguments, std::string_view flag) {
 }
 
 constexpr std::array scenarioOrder{DemoScenarioKind::tovoable, DemoScenarioKind::blocked,
-                                   DemoScenarioKind::ready};
+                                   DemoScenarioKind::ready, DemoScenarioKind::layered};
 
 } // namespace
 
@@ -24,6 +24,8 @@ std::string_view switchName(DemoScenarioKind scenario) {
         return "--demo-blocked";
     case DemoScenarioKind::ready:
         return "--demo-ready";
+    case DemoScenarioKind::layered:
+        return "--demo-layered";
     }
     return {};
 }

@@ -9,7 +9,7 @@
 namespace tovo {
 
 /// Which sample run demo mode starts with.
-enum class DemoScenarioKind { tovoable, blocked, ready };
+enum class DemoScenarioKind { tovoable, blocked, ready, layered };
 
 /// A forced appearance; without one the system's choice stands.
 enum class AppearanceOverride { light, dark };
@@ -26,7 +26,7 @@ struct LaunchOptions {
 };
 
 /// Reads the switches. Of the scenario switches the first in the order
-/// --demo-tovoable, --demo-blocked, --demo-ready that is present wins;
+/// --demo-tovoable, --demo-blocked, --demo-ready, --demo-layered that is present wins;
 /// --demo-light wins over --demo-dark.
 LaunchOptions parseLaunchOptions(std::span<const std::string> arguments);
 /// The same over main's arguments; argv[0], the program, is not a switch.

@@ -1,6 +1,7 @@
 #include "Tovo/Support/ReleaseReviewPresentation.hpp"
 
 #include "Tovo/Support/BlockerRowPresentation.hpp"
+#include "Tovo/Support/BusyCausePresentation.hpp"
 #include "Tovo/Support/Typography.hpp"
 #include "TovoCore/Models/CheckedArithmetic.hpp"
 
@@ -43,9 +44,40 @@ std::string confirmationMessage(std::size_t eligible, std::size_t remaining) {
     return message;
 }
 
+namespace {
+
+std::string countText(std::size_t count, const char* one, const char* many) {
+    return count == 1 ? std::string(one) : std::to_string(count) + " " + many;
+}
+
+// The message once causes take part: what Tovo asks of apps and of the system, what
+// is left to the user.
+std::string messageWithCauses(std::size_t eligible, std::size_t actions, std::size_t remaining) {
+    if (eligible + actions < 1) {
+        return confirmationMessage(0, remaining);
+    }
+    std::string message;
+    if (eligible > 0) {
+        message += "Tovo will ask " + countText(eligible, "one app", "apps") + " to quit. ";
+    }
+    message += "Tovo will ask the system to release " +
+               (eligible > 0 ? countText(actions, "one other use", "other uses")
+                             : countText(actions, "one use", "uses")) +
+               " of the disk.";
+    if (remaining > 0) {
+        message += remaining == 1 ? " One blocker still needs you."
+                                  : " " + std::to_string(remaining) + " blockers still need you.";
+    }
+    return message + " It ejects only after the disk is no longer in use. It never forces "
+                     "anything.";
+}
+
+} // namespace
+
 ReleaseReviewContent content(const ProcessPresentation& presentation, const ExternalDisk& disk,
                              const std::vector<BlockingProcess>& blockers,
-                             const std::vector<ProcessReleasePlan>& releasePlans) {
+                             const std::vector<ProcessReleasePlan>& releasePlans,
+                             const std::vector<BusyCause>& causes) {
     const auto eligible = eligiblePlanCount(releasePlans);
     const auto remaining = checkedSubtract(blockers.size(), eligible);
     std::vector<ReleaseReviewEntry> entries;
@@ -59,22 +91,38 @@ ReleaseReviewContent content(const ProcessPresentation& presentation, const Exte
             plan ? plan->message : "Review this item before you continue.", showDetailsLabel(name),
             hideDetailsLabel(name)});
     }
-    const bool canConfirm = eligible >= 1;
+    std::vector<CauseReviewEntry> causeEntries;
+    std::size_t actions = 0;
+    for (const auto& cause : causes) {
+        const bool acts = cause.plan.action != BusyCauseAction::none;
+        actions += acts ? 1 : 0;
+        causeEntries.push_back(
+            CauseReviewEntry{cause.key(), BusyCausePresentation::title(cause),
+                             acts ? "arrow.right.circle.fill" : "exclamationmark.circle.fill",
+                             BusyCausePresentation::sentence(cause), cause.plan.message, acts});
+    }
+    const bool canConfirm = eligible + actions >= 1;
+    const bool withCauses = !causes.empty();
     return ReleaseReviewContent{
         eligible,
         remaining,
-        confirmationTitle(disk, eligible),
-        confirmationMessage(eligible, remaining),
+        confirmationTitle(disk, eligible + actions),
+        withCauses ? messageWithCauses(eligible, actions, remaining + causes.size() - actions)
+                   : confirmationMessage(eligible, remaining),
         canConfirm ? "checkmark.shield.fill" : "exclamationmark.shield.fill",
         canConfirm ? "Save your work before you continue."
                    : "Complete the steps below, then check again.",
         std::move(entries),
         canConfirm,
         canConfirm ? std::optional<std::string>("Cancel") : std::nullopt,
-        canConfirm ? "Ask Apps to Quit" : "Close",
-        canConfirm ? std::optional<std::string>(
-                         "Asks eligible apps to quit, rechecks the disk, then ejects it.")
-                   : std::nullopt};
+        !canConfirm ? "Close" : (actions > 0 ? "Release and Eject" : "Ask Apps to Quit"),
+        !canConfirm ? std::nullopt
+                    : std::optional<std::string>(
+                          actions > 0 ? "Asks eligible apps to quit and the system to release "
+                                        "the other uses, rechecks the disk, then ejects it."
+                                      : "Asks eligible apps to quit, rechecks the disk, then "
+                                        "ejects it."),
+        std::move(causeEntries)};
 }
 
 } // namespace tovo::ReleaseReviewPresentation

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Tovo/Support/ProcessPresentation.hpp"
+#include "TovoCore/Models/BusyCause.hpp"
 #include "TovoCore/Models/ExternalDisk.hpp"
 
 #include <cstddef>
@@ -22,7 +23,19 @@ struct ReleaseReviewEntry {
     bool operator==(const ReleaseReviewEntry&) const = default;
 };
 
-/// The sheet that stands between the user and any quit request.
+/// One cause besides the processes in the release review.
+struct CauseReviewEntry {
+    std::string key;
+    std::string title;
+    std::string symbol;
+    std::string sentence;
+    std::string message; ///< what Tovo will do, or what the user must do
+    bool tovoActs;
+
+    bool operator==(const CauseReviewEntry&) const = default;
+};
+
+/// The sheet that stands between the user and any quit request or cause action.
 struct ReleaseReviewContent {
     std::size_t eligibleCount;
     std::size_t remainingCount;
@@ -37,6 +50,8 @@ struct ReleaseReviewContent {
     std::optional<std::string> cancelTitle;
     std::string confirmTitle;
     std::optional<std::string> confirmAccessibilityHint;
+    /// The causes besides the processes; those Tovo acts on count as eligible.
+    std::vector<CauseReviewEntry> causeEntries = {};
 
     bool operator==(const ReleaseReviewContent&) const = default;
 };
@@ -48,11 +63,13 @@ std::size_t eligiblePlanCount(const std::vector<ProcessReleasePlan>& releasePlan
 std::string confirmationTitle(const ExternalDisk& disk, std::size_t eligible);
 std::string confirmationMessage(std::size_t eligible, std::size_t remaining);
 
-/// The review of `blockers` on `disk`. Remaining blockers are the blockers minus
-/// the eligible plans; more eligible plans than blockers is a program fault.
+/// The review of `blockers` and `causes` on `disk`. Remaining blockers are the
+/// blockers minus the eligible plans; more eligible plans than blockers is a program
+/// fault. Without causes the review is exactly the processes' review.
 ReleaseReviewContent content(const ProcessPresentation& presentation, const ExternalDisk& disk,
                              const std::vector<BlockingProcess>& blockers,
-                             const std::vector<ProcessReleasePlan>& releasePlans);
+                             const std::vector<ProcessReleasePlan>& releasePlans,
+                             const std::vector<BusyCause>& causes = {});
 
 } // namespace ReleaseReviewPresentation
 

@@ -2,6 +2,7 @@
 
 #include "Tovo/Support/LaunchOptions.hpp"
 #include "TovoCore/Async/Executor.hpp"
+#include "TovoCore/Services/BusyCauseFinding.hpp"
 #include "TovoCore/Services/TovoServices.hpp"
 #include "TovoSystem/Services/ApplicationRegistry.hpp"
 
@@ -23,6 +24,8 @@ struct ServiceGraph {
     std::shared_ptr<ApplicationRegistry> registry;
     /// Collaborators the services hold by reference.
     std::shared_ptr<void> owned;
+    /// Finds what keeps a disk busy besides processes; absent: processes only.
+    std::shared_ptr<BusyCauseFinding> causeFinder = nullptr;
 };
 
 /// The sample services of one demo run.

@@ -23,25 +23,38 @@ StatusContent busy(std::string title, std::string message) {
 
 } // namespace
 
-std::string blockedTitle(std::size_t blockerCount) {
+std::string blockedTitle(std::size_t blockerCount, std::size_t causeCount) {
+    if (causeCount > 0) {
+        const auto count = blockerCount + causeCount;
+        return count == 1 ? std::string("One thing keeps this disk busy")
+                          : std::to_string(count) + " things keep this disk busy";
+    }
     if (blockerCount == 1) {
         return "One app or service is using this disk";
     }
     return std::to_string(blockerCount) + " apps or services are using this disk";
 }
 
-std::string blockedMessage(const std::vector<ProcessReleasePlan>& releasePlans) {
+std::string blockedMessage(const std::vector<ProcessReleasePlan>& releasePlans,
+                           const std::vector<BusyCause>& causes) {
     const bool canAsk =
         std::any_of(releasePlans.begin(), releasePlans.end(), [](const ProcessReleasePlan& plan) {
             return plan.strategy == ReleaseStrategy::quitApplication;
         });
+    const bool canRelease = std::any_of(causes.begin(), causes.end(), [](const BusyCause& cause) {
+        return cause.plan.action != BusyCauseAction::none;
+    });
+    if (canRelease) {
+        return "Review what Tovo can release before you continue.";
+    }
     return canAsk ? "Review what Tovo can quit before you continue."
                   : "Follow the steps below, then check again.";
 }
 
 StatusContent content(const EjectionPhase& phase, const std::optional<ExternalDisk>& disk,
                       const std::vector<BlockingProcess>& blockers,
-                      const std::vector<ProcessReleasePlan>& releasePlans) {
+                      const std::vector<ProcessReleasePlan>& releasePlans,
+                      const std::vector<BusyCause>& causes) {
     if (phase.is<EjectionPhase::Ready>()) {
         if (disk) {
             return StatusContent{StatusViewKind::ready, "Ready to eject",
@@ -60,8 +73,8 @@ StatusContent content(const EjectionPhase& phase, const std::optional<ExternalDi
                     "Checking which apps and services have files open.");
     }
     if (phase.is<EjectionPhase::Blocked>()) {
-        return StatusContent{StatusViewKind::blocked, blockedTitle(blockers.size()),
-                             blockedMessage(releasePlans), "exclamationmark.triangle.fill",
+        return StatusContent{StatusViewKind::blocked, blockedTitle(blockers.size(), causes.size()),
+                             blockedMessage(releasePlans, causes), "exclamationmark.triangle.fill",
                              SymbolColor::orange};
     }
     if (phase.is<EjectionPhase::Releasing>()) {

@@ -2,6 +2,7 @@
 
 #include "Tovo/Support/PresentationColors.hpp"
 #include "TovoCore/Models/BlockingProcess.hpp"
+#include "TovoCore/Models/BusyCause.hpp"
 #include "TovoCore/Models/EjectionState.hpp"
 #include "TovoCore/Models/ExternalDisk.hpp"
 
@@ -35,12 +36,15 @@ inline constexpr const char* busyAccessibilityLabel = "Working";
 /// The card, title and message for the phase; `disk` is the selected disk.
 StatusContent content(const EjectionPhase& phase, const std::optional<ExternalDisk>& disk,
                       const std::vector<BlockingProcess>& blockers,
-                      const std::vector<ProcessReleasePlan>& releasePlans);
+                      const std::vector<ProcessReleasePlan>& releasePlans,
+                      const std::vector<BusyCause>& causes = {});
 
-/// "One app or service is using this disk", or "N apps or services are using this disk".
-std::string blockedTitle(std::size_t blockerCount);
-/// Points to the review when Tovo can ask at least one app to quit.
-std::string blockedMessage(const std::vector<ProcessReleasePlan>& releasePlans);
+/// "One app or service is using this disk", or "N apps or services are using this disk";
+/// with other causes, "One thing keeps this disk busy" or "N things keep this disk busy".
+std::string blockedTitle(std::size_t blockerCount, std::size_t causeCount = 0);
+/// Points to the review when Tovo can ask at least one app to quit, or take over a cause.
+std::string blockedMessage(const std::vector<ProcessReleasePlan>& releasePlans,
+                           const std::vector<BusyCause>& causes = {});
 
 } // namespace StatusPresentation
 

@@ -5,6 +5,7 @@
 #include "TovoSystem/Services/FileManagerDiskEjector.hpp"
 #include "TovoSystem/Services/GracefulProcessReleaser.hpp"
 #include "TovoSystem/Services/LsofBlockerDiagnoser.hpp"
+#include "TovoSystem/Services/SystemBusyCauseFinder.hpp"
 #include "TovoSystem/Services/SystemCommandRunner.hpp"
 #include "TovoSystem/Services/SystemDiskIdentityValidator.hpp"
 #include "TovoSystem/Services/SystemProcessMetadataProvider.hpp"
@@ -51,7 +52,7 @@ ServiceGraph makeSystemServiceGraph(Executor& mainExecutor) {
                                                               metadata, registry);
     auto stopper = std::make_shared<ExplicitProcessStopper>(mainExecutor, ::getuid(), ::getpid(),
                                                             metadata, registry);
-    return ServiceGraph{volumeProvider,
+    ServiceGraph system{volumeProvider,
                         ejector,
                         diagnoser,
                         releaser,
@@ -60,6 +61,9 @@ ServiceGraph makeSystemServiceGraph(Executor& mainExecutor) {
                         releaseTimeoutNanoseconds,
                         registry,
                         ejectorParts};
+    system.causeFinder =
+        std::make_shared<SystemBusyCauseFinder>(mainExecutor, std::make_shared<UDisks2CauseBus>());
+    return system;
 }
 
 } // namespace tovo

@@ -58,7 +58,8 @@ void BlockedStatusView::setInputs(const StatusContent& content, Inputs inputs) {
         message_->setText(QString::fromStdString(content.message));
     }
     content_ = content;
-    if (inputs == inputs_ && rows_.size() == inputs.blockers.size()) {
+    if (inputs == inputs_ && rows_.size() == inputs.blockers.size() &&
+        causeRows_.size() == inputs.busyCauses.size()) {
         return;
     }
     inputs_ = std::move(inputs);
@@ -72,6 +73,12 @@ void BlockedStatusView::rebuildRows() {
         row->deleteLater();
     }
     rows_.clear();
+    for (BusyCauseRow* row : causeRows_) {
+        rowsLayout_->removeWidget(row);
+        row->hide();
+        row->deleteLater();
+    }
+    causeRows_.clear();
     for (const BlockingProcess& process : inputs_.blockers) {
         auto* row = new BlockingProcessRow(presentation_, process,
                                            releasePlanFor(process.pid, inputs_.releasePlans),
@@ -80,6 +87,21 @@ void BlockedStatusView::rebuildRows() {
                                            expanded_.contains(process.pid), actions_, this);
         rowsLayout_->addWidget(row);
         rows_.push_back(row);
+    }
+    for (auto& content : BusyCausePresentation::rows(inputs_.busyCauses, inputs_.causeAttempts)) {
+        const bool expanded = expandedCauses_.contains(content.key);
+        auto* row = new BusyCauseRow(
+            std::move(content), expanded,
+            [this](const std::string& key, bool on) {
+                if (on) {
+                    expandedCauses_.insert(key);
+                } else {
+                    expandedCauses_.erase(key);
+                }
+            },
+            this);
+        rowsLayout_->addWidget(row);
+        causeRows_.push_back(row);
     }
 }
 

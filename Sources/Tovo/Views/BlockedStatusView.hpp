@@ -2,6 +2,7 @@
 
 #include "Tovo/Support/StatusPresentation.hpp"
 #include "Tovo/Views/BlockingProcessRow.hpp"
+#include "Tovo/Views/BusyCauseRow.hpp"
 
 #include <QWidget>
 
@@ -12,8 +13,9 @@ class QVBoxLayout;
 
 namespace tovo {
 
-/// The blocked phase: the warning, the count of blockers and one row per blocker.
-/// Which rows are expanded is this view's own state and survives redraws.
+/// The blocked phase: the warning, the count of blockers, one row per blocker and
+/// one per other cause. Which rows are expanded is this view's own state and
+/// survives redraws.
 class BlockedStatusView final : public QWidget {
     Q_OBJECT
 
@@ -23,6 +25,8 @@ public:
         std::vector<ProcessReleasePlan> releasePlans;
         std::vector<ProcessStopPlan> stopPlans;
         std::vector<ReleaseAttempt> releaseAttempts;
+        std::vector<BusyCause> busyCauses = {};
+        std::vector<BusyCauseAttempt> causeAttempts = {};
         bool operator==(const Inputs&) const = default;
     };
 
@@ -31,6 +35,7 @@ public:
 
     void setInputs(const StatusContent& content, Inputs inputs);
     const std::vector<BlockingProcessRow*>& rows() const { return rows_; }
+    const std::vector<BusyCauseRow*>& causeRows() const { return causeRows_; }
     const std::set<std::int32_t>& expandedProcessIDs() const { return expanded_; }
 
 private:
@@ -41,10 +46,12 @@ private:
     StatusContent content_;
     Inputs inputs_;
     std::set<std::int32_t> expanded_;
+    std::set<std::string> expandedCauses_;
     class QLabel* title_ = nullptr;
     class QLabel* message_ = nullptr;
     QVBoxLayout* rowsLayout_;
     std::vector<BlockingProcessRow*> rows_;
+    std::vector<BusyCauseRow*> causeRows_;
 };
 
 } // namespace tovo

@@ -19,10 +19,11 @@ namespace tovo {
 SafeTovoConfirmationView::SafeTovoConfirmationView(
     const ProcessPresentation& presentation, const ExternalDisk& disk,
     const std::vector<BlockingProcess>& blockers,
-    const std::vector<ProcessReleasePlan>& releasePlans, std::function<void()> onCancel,
-    std::function<void()> onConfirm, QWidget* parent)
+    const std::vector<ProcessReleasePlan>& releasePlans, const std::vector<BusyCause>& causes,
+    std::function<void()> onCancel, std::function<void()> onConfirm, QWidget* parent)
     : QDialog(parent)
-    , content_(ReleaseReviewPresentation::content(presentation, disk, blockers, releasePlans))
+    , content_(
+          ReleaseReviewPresentation::content(presentation, disk, blockers, releasePlans, causes))
     , onCancel_(std::move(onCancel))
     , onConfirm_(std::move(onConfirm)) {
     setWindowModality(Qt::WindowModal);
@@ -94,6 +95,30 @@ SafeTovoConfirmationView::SafeTovoConfirmationView(
         row->addWidget(SheetParts::disclosure(column, entry.showDetailsLabel,
                                               entry.hideDetailsLabel, lines, this),
                        0, Qt::AlignTop);
+    }
+
+    for (const CauseReviewEntry& entry : content_.causeEntries) {
+        auto* row = new QHBoxLayout();
+        row->setSpacing(8);
+        auto* mark = new QLabel(this);
+        mark->setFixedSize(16, 16);
+        mark->setPixmap(SymbolImage::pixmap(
+            entry.symbol, 16,
+            TovoTheme::symbolColor(entry.tovoActs ? SymbolColor::green : SymbolColor::orange,
+                                   palette()),
+            devicePixelRatioF()));
+        row->addWidget(mark, 0, Qt::AlignTop);
+        auto* entryTexts = new QVBoxLayout();
+        entryTexts->setSpacing(1);
+        auto* name = new QLabel(QString::fromStdString(entry.title), this);
+        name->setFont(TovoTheme::headlineFont(font()));
+        entryTexts->addWidget(name);
+        entryTexts->addWidget(
+            SheetParts::secondaryText(QString::fromStdString(entry.sentence), this));
+        entryTexts->addWidget(
+            SheetParts::secondaryText(QString::fromStdString(entry.message), this));
+        row->addLayout(entryTexts, 1);
+        column->addLayout(row);
     }
 
     column->addSpacing(6);

@@ -11,8 +11,9 @@ class QPushButton;
 
 namespace tovo {
 
-/// The release review: what Tovo will ask to quit and what stays with the user.
-/// Nothing is asked to quit unless the user confirms here. Window-modal.
+/// The release review: what Tovo will ask to quit, what it will ask the system to
+/// release, and what stays with the user. Nothing is asked to quit and nothing is
+/// released unless the user confirms here. Window-modal.
 class SafeTovoConfirmationView final : public QDialog {
     Q_OBJECT
 
@@ -20,8 +21,8 @@ public:
     SafeTovoConfirmationView(const ProcessPresentation& presentation, const ExternalDisk& disk,
                              const std::vector<BlockingProcess>& blockers,
                              const std::vector<ProcessReleasePlan>& releasePlans,
-                             std::function<void()> onCancel, std::function<void()> onConfirm,
-                             QWidget* parent = nullptr);
+                             const std::vector<BusyCause>& causes, std::function<void()> onCancel,
+                             std::function<void()> onConfirm, QWidget* parent = nullptr);
 
     const ReleaseReviewContent& content() const { return content_; }
     /// Confirms with eligible plans; otherwise the only button, which just closes.

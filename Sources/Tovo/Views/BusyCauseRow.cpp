@@ -1,0 +1,124 @@
+#include "Tovo/Views/BusyCauseRow.hpp"
+
+#include "Tovo/Support/Qt/QtTheme.hpp"
+#include "Tovo/Support/Qt/SymbolImage.hpp"
+
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QPainter>
+#include <QPainterPath>
+#include <QToolButton>
+#include <QVBoxLayout>
+
+namespace tovo {
+
+namespace {
+
+constexpr int iconSize = 30;
+constexpr int statusSymbolSize = 14;
+
+QLabel* wrappedLabel(const std::string& text, const QFont& font, TextColor color, QWidget* parent) {
+    auto* label = new QLabel(QString::fromStdString(text), parent);
+    label->setFont(font);
+    label->setWordWrap(true);
+    QPalette palette = label->palette();
+    palette.setColor(QPalette::WindowText, TovoTheme::textColor(color, parent->palette()));
+    label->setPalette(palette);
+    return label;
+}
+
+} // namespace
+
+BusyCauseRow::BusyCauseRow(BusyCauseRowContent content, bool isExpanded,
+                           std::function<void(const std::string&, bool)> onExpandedChanged,
+                           QWidget* parent)
+    : QWidget(parent)
+    , content_(std::move(content))
+    , expanded_(isExpanded)
+    , needsUser_(content_.statusSymbolColor != SymbolColor::green)
+    , onExpandedChanged_(std::move(onExpandedChanged)) {
+    setAccessibleName(QString::fromStdString(content_.title));
+    auto* column = new QVBoxLayout(this);
+    column->setContentsMargins(10, 10, 10, 10);
+    column->setSpacing(6);
+
+    auto* top = new QHBoxLayout();
+    top->setSpacing(10);
+    auto* icon = new QLabel(this);
+    icon->setFixedSize(iconSize, iconSize);
+    icon->setPixmap(SymbolImage::pixmap(content_.symbol, iconSize,
+                                        TovoTheme::textColor(TextColor::secondary, palette()),
+                                        devicePixelRatioF()));
+    top->addWidget(icon, 0, Qt::AlignTop);
+
+    auto* texts = new QVBoxLayout();
+    texts->setSpacing(2);
+    auto* title = new QLabel(QString::fromStdString(content_.title), this);
+    title->setFont(TovoTheme::headlineFont(font()));
+    texts->addWidget(title);
+    sentence_ = wrappedLabel(content_.sentence, TovoTheme::subheadlineFont(font()),
+                             TextColor::secondary, this);
+    texts->addWidget(sentence_);
+    auto* status = new QHBoxLayout();
+    status->setSpacing(6);
+    auto* symbol = new QLabel(this);
+    symbol->setFixedSize(statusSymbolSize, statusSymbolSize);
+    symbol->setPixmap(SymbolImage::pixmap(
+        content_.statusSymbol, statusSymbolSize,
+        TovoTheme::symbolColor(content_.statusSymbolColor, palette()), devicePixelRatioF()));
+    status->addWidget(symbol, 0, Qt::AlignTop);
+    message_ = wrappedLabel(content_.message, TovoTheme::subheadlineFont(font()),
+                            TextColor::primary, this);
+    status->addWidget(message_, 1);
+    texts->addLayout(status);
+    top->addLayout(texts, 1);
+
+    disclosure_ = new QToolButton(this);
+    disclosure_->setAutoRaise(true);
+    disclosure_->setCheckable(true);
+    disclosure_->setFocusPolicy(Qt::StrongFocus);
+    connect(disclosure_, &QToolButton::toggled, this, [this](bool on) {
+        expanded_ = on;
+        updateDisclosure();
+        if (onExpandedChanged_) {
+            onExpandedChanged_(content_.key, on);
+        }
+    });
+    top->addWidget(disclosure_, 0, Qt::AlignTop);
+    column->addLayout(top);
+
+    details_ = new QWidget(this);
+    auto* lines = new QVBoxLayout(details_);
+    lines->setContentsMargins(iconSize + 10, 0, 0, 0);
+    lines->setSpacing(2);
+    for (const std::string& line : content_.detailLines) {
+        auto* label =
+            wrappedLabel(line, TovoTheme::captionFont(font()), TextColor::secondary, details_);
+        label->setTextInteractionFlags(Qt::TextSelectableByMouse);
+        lines->addWidget(label);
+    }
+    column->addWidget(details_);
+    updateDisclosure();
+}
+
+void BusyCauseRow::updateDisclosure() {
+    const QSignalBlocker quiet(disclosure_);
+    disclosure_->setChecked(expanded_);
+    disclosure_->setArrowType(expanded_ ? Qt::DownArrow : Qt::RightArrow);
+    const auto label = QString::fromStdString(
+        (expanded_ ? "Hide details for " : "Show details for ") + content_.title);
+    disclosure_->setAccessibleName(label);
+    disclosure_->setToolTip(label);
+    details_->setVisible(expanded_);
+}
+
+void BusyCauseRow::paintEvent(QPaintEvent*) {
+    QPainter painter(this);
+    painter.setRenderHint(QPainter::Antialiasing);
+    QPainterPath path;
+    path.addRoundedRect(QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5), 12, 12);
+    painter.fillPath(path, needsUser_ ? TovoTheme::manualBackground(palette())
+                                      : TovoTheme::primaryAt(palette(), 0.035));
+}
+
+} // namespace tovo
