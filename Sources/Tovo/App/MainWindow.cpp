@@ -1,9 +1,11 @@
 #include "Tovo/App/MainWindow.hpp"
 
 #include "Tovo/Support/MenuPresentation.hpp"
+#include "Tovo/Views/CloseQuestionBox.hpp"
 #include "Tovo/Views/HeaderView.hpp"
 
 #include <QAction>
+#include <QCloseEvent>
 #include <QMenu>
 #include <QMenuBar>
 
@@ -35,6 +37,23 @@ MainWindow::MainWindow(ContentView::Environment environment, QWidget* parent)
 void MainWindow::resizeToDefault() {
     // Measured when shown, not when built: the menu bar's height needs the fonts.
     resize(440, 500 + menuBar()->sizeHint().height());
+}
+
+void MainWindow::closeEvent(QCloseEvent* event) {
+    const auto question = WriteOutPresentation::closeQuestion(
+        workflow_.phase(), workflow_.selectedDisk(), content_->writeOutProgress());
+    if (!question || closeConfirmed_) {
+        QMainWindow::closeEvent(event);
+        return;
+    }
+    // Quitting during an eject leaves the user without the answer: ask first.
+    event->ignore();
+    if (closeQuestion_ == nullptr) {
+        closeQuestion_ = askBeforeClosing(this, *question, [this] {
+            closeConfirmed_ = true;
+            QMetaObject::invokeMethod(this, &QWidget::close, Qt::QueuedConnection);
+        });
+    }
 }
 
 void MainWindow::updateMenu() {

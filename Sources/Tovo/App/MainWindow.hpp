@@ -3,6 +3,8 @@
 #include "Tovo/Views/ContentView.hpp"
 
 #include <QMainWindow>
+#include <QMessageBox>
+#include <QPointer>
 
 class QAction;
 class QMenu;
@@ -23,6 +25,11 @@ public:
     QAction* ejectAction() const { return ejectAction_; }
     /// 440 by 500 points for the content, plus the menu bar.
     void resizeToDefault();
+    /// The question asked because the window was closed during an eject, while open.
+    QMessageBox* closeQuestion() const { return closeQuestion_; }
+
+protected:
+    void closeEvent(QCloseEvent* event) override;
 
 private:
     void updateMenu();
@@ -32,6 +39,8 @@ private:
     QMenu* diskMenu_;
     QAction* refreshAction_;
     QAction* ejectAction_;
+    QPointer<QMessageBox> closeQuestion_;
+    bool closeConfirmed_ = false;
 };
 
 } // namespace tovo

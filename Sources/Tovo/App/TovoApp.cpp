@@ -38,9 +38,17 @@ TovoApp::TovoApp(LaunchOptions options, Overrides overrides)
                                              services_.registry, executor_)
                                        : nullptr)
     , presentation_(applications_.get())
+    , writeOutWatch_(services_.writeOutMonitor ? std::make_unique<WriteOutWatch>(
+                                                     *services_.writeOutMonitor, *clock_, executor_)
+                                               : nullptr)
     , window_(std::make_unique<MainWindow>(ContentView::Environment{
           *workflow_, executor_, presentation_, applications_.get(), *logger_,
-          overrides.reduceMotion.value_or(ContentView::reduceMotionRequested())})) {
+          overrides.reduceMotion.value_or(ContentView::reduceMotionRequested()),
+          writeOutWatch_.get()})) {
+    if (writeOutWatch_) {
+        writeOutWatch_->setChangeHandler(
+            [bridge = &window_->contentView()->bridge()] { bridge->requestRedraw(); });
+    }
     workflow_->setBusyCauseFinder(services_.causeFinder);
     if (applications_) {
         // New blockers may be new processes under old pids: look their apps up again.
@@ -63,6 +71,9 @@ TovoApp::~TovoApp() {
     // The window and its sheets go first: they point into the workflow.
     if (applications_) {
         applications_->setChangeHandler(nullptr);
+    }
+    if (writeOutWatch_) {
+        writeOutWatch_->setChangeHandler(nullptr);
     }
     watcher_.reset();
     window_.reset();

@@ -5,6 +5,7 @@
 #include "Tovo/Support/ProcessPresentation.hpp"
 #include "Tovo/Support/Qt/QtMainExecutor.hpp"
 #include "Tovo/Support/ServiceGraph.hpp"
+#include "Tovo/Support/WriteOutWatch.hpp"
 #include "TovoCore/Async/Clock.hpp"
 #include "TovoCore/Services/Logger.hpp"
 #include "TovoCore/Workflow/TovoWorkflow.hpp"
@@ -63,6 +64,7 @@ private:
     std::unique_ptr<TovoWorkflow> workflow_;
     std::unique_ptr<BackgroundApplicationLookup> applications_; ///< absent in demo mode
     ProcessPresentation presentation_;
+    std::unique_ptr<WriteOutWatch> writeOutWatch_; ///< absent without a monitor
     std::unique_ptr<MainWindow> window_;
     std::unique_ptr<MountChangeWatcher> watcher_;
 };

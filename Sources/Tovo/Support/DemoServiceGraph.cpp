@@ -1,4 +1,5 @@
 #include "Tovo/Support/DemoServices.hpp"
+#include "Tovo/Support/DemoWriteOutMonitor.hpp"
 #include "Tovo/Support/ServiceGraph.hpp"
 
 namespace tovo {
@@ -14,7 +15,8 @@ ServiceGraph makeDemoServiceGraph(DemoScenarioKind scenario, Executor& mainExecu
                         demoSettleDelayNanoseconds,
                         demoReleaseTimeoutNanoseconds,
                         nullptr,
-                        demo.scenario};
+                        demo.scenario,
+                        std::make_shared<DemoWriteOutMonitor>()};
     sample.causeFinder = demo.causeFinder;
     return sample;
 }

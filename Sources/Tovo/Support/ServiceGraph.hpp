@@ -4,6 +4,7 @@
 #include "TovoCore/Async/Executor.hpp"
 #include "TovoCore/Services/BusyCauseFinding.hpp"
 #include "TovoCore/Services/TovoServices.hpp"
+#include "TovoCore/Services/WriteOutMonitoring.hpp"
 #include "TovoSystem/Services/ApplicationRegistry.hpp"
 
 #include <cstdint>
@@ -24,6 +25,8 @@ struct ServiceGraph {
     std::shared_ptr<ApplicationRegistry> registry;
     /// Collaborators the services hold by reference.
     std::shared_ptr<void> owned;
+    /// Shows what is still to be written while an eject runs; absent: nothing shown.
+    std::shared_ptr<WriteOutMonitoring> writeOutMonitor = nullptr;
     /// Finds what keeps a disk busy besides processes; absent: processes only.
     std::shared_ptr<BusyCauseFinding> causeFinder = nullptr;
 };

@@ -1,9 +1,11 @@
 #include "Tovo/Support/ServiceGraph.hpp"
 #include "TovoCore/Services/LsofFieldParser.hpp"
+#include "TovoSystem/Linux/JournalLogger.hpp"
 #include "TovoSystem/Services/DesktopApplicationRegistry.hpp"
 #include "TovoSystem/Services/ExplicitProcessStopper.hpp"
 #include "TovoSystem/Services/FileManagerDiskEjector.hpp"
 #include "TovoSystem/Services/GracefulProcessReleaser.hpp"
+#include "TovoSystem/Services/KernelWriteOutMonitor.hpp"
 #include "TovoSystem/Services/LsofBlockerDiagnoser.hpp"
 #include "TovoSystem/Services/SystemBusyCauseFinder.hpp"
 #include "TovoSystem/Services/SystemCommandRunner.hpp"
@@ -27,9 +29,10 @@ struct EjectorParts {
     explicit EjectorParts(Executor& executor)
         : identityProvider(executor)
         , validator(identityProvider)
-        , unmounter(executor) {}
+        , unmounter(executor, std::nullopt, std::chrono::seconds(25), "/sys", &journal) {}
     SystemVolumeProvider identityProvider;
     SystemDiskIdentityValidator validator;
+    JournalLogger journal; ///< each write-out's account
     UDisks2Unmounter unmounter;
 };
 
@@ -60,7 +63,8 @@ ServiceGraph makeSystemServiceGraph(Executor& mainExecutor) {
                         settleDelayNanoseconds,
                         releaseTimeoutNanoseconds,
                         registry,
-                        ejectorParts};
+                        ejectorParts,
+                        std::make_shared<KernelWriteOutMonitor>(mainExecutor)};
     system.causeFinder =
         std::make_shared<SystemBusyCauseFinder>(mainExecutor, std::make_shared<UDisks2CauseBus>());
     return system;

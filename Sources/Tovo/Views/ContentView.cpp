@@ -47,7 +47,8 @@ ContentView::ContentView(Environment environment, QWidget* parent)
                                 [this] { refresh(); }, [this] { resetResult(); }}))
     , scroll_(new QScrollArea(this))
     , announcer_(statusPanel_, logger_)
-    , lastPhase_(workflow_.phase()) {
+    , lastPhase_(workflow_.phase())
+    , writeOutWatch_(environment.writeOutWatch) {
     setMinimumSize(420, 420);
     setMaximumSize(560, 720);
 
@@ -131,10 +132,10 @@ void ContentView::render() {
     diskSelector_->setVisible(!workflow_.disks().empty());
     diskSelector_->setState(workflow_.disks(), workflow_.selectedDiskID(), !busy);
     statusPanel_->setState({phase, disk, workflow_.blockers(), workflow_.releasePlans(),
-                            workflow_.stopPlans(), workflow_.releaseAttempts(),
-                            workflow_.busyCauses(), workflow_.causeAttempts()});
+                            workflow_.stopPlans(), workflow_.releaseAttempts()});
     actionBar_->setState(phase, disk, workflow_.releasePlans());
     announcePhaseChange();
+    showWriteOut();
     presentSheets();
     emit rendered();
 }
@@ -150,12 +151,29 @@ void ContentView::announcePhaseChange() {
     }
 }
 
+std::optional<WriteOutProgress> ContentView::writeOutProgress() const {
+    return writeOutWatch_ != nullptr ? writeOutWatch_->progress() : std::nullopt;
+}
+
+void ContentView::showWriteOut() {
+    const std::optional<ExternalDisk> disk = workflow_.selectedDisk();
+    if (writeOutWatch_ != nullptr) {
+        writeOutWatch_->follow(workflow_.phase(), disk);
+    }
+    auto notice = WriteOutPresentation::notice(workflow_.phase(), disk, writeOutProgress());
+    statusPanel_->setWriteOut(notice);
+    if (const auto sentence = WriteOutPresentation::announcement(writeOutNotice_, notice, disk)) {
+        announcer_.announce(*sentence);
+    }
+    writeOutNotice_ = std::move(notice);
+}
+
 void ContentView::presentSheets() {
     const std::optional<ExternalDisk> disk = workflow_.selectedDisk();
     if (showsTovoConfirmation_ && disk && tovoSheet_ == nullptr) {
         tovoSheet_ = new SafeTovoConfirmationView(
             presentation_, *disk, workflow_.blockers(), workflow_.releasePlans(),
-            workflow_.busyCauses(), [this] { cancelTovo(); }, [this] { confirmTovo(); }, this);
+            [this] { cancelTovo(); }, [this] { confirmTovo(); }, this);
         tovoSheet_->setAttribute(Qt::WA_DeleteOnClose);
         tovoSheet_->open();
     }

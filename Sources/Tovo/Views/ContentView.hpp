@@ -4,6 +4,7 @@
 #include "Tovo/Support/ProcessPresentation.hpp"
 #include "Tovo/Support/Qt/PhaseAnnouncer.hpp"
 #include "Tovo/Support/Qt/WorkflowBridge.hpp"
+#include "Tovo/Support/WriteOutWatch.hpp"
 #include "Tovo/Views/SafeTovoConfirmationView.hpp"
 #include "Tovo/Views/StopProcessConfirmationView.hpp"
 #include "TovoCore/Async/Executor.hpp"
@@ -37,6 +38,7 @@ public:
         BackgroundApplicationLookup* applications; ///< brings apps to the front; absent in demo
         Logger& logger;
         bool reduceMotion;
+        WriteOutWatch* writeOutWatch = nullptr; ///< samples the disk while it is ejected
     };
 
     explicit ContentView(Environment environment, QWidget* parent = nullptr);
@@ -53,6 +55,8 @@ public:
     StopProcessConfirmationView* stopConfirmation() const { return stopSheet_; }
     bool showsTovoConfirmation() const { return showsTovoConfirmation_; }
     const std::optional<BlockingProcess>& stopCandidate() const { return stopCandidate_; }
+    /// What the samples of the eject under way showed; none without one.
+    std::optional<WriteOutProgress> writeOutProgress() const;
 
     /// Reduce motion when TOVO_REDUCE_MOTION is set to anything but "0": Qt has no
     /// portable reading of the desktop's setting, so the user states it here.
@@ -77,6 +81,7 @@ protected:
 private:
     void render();
     void announcePhaseChange();
+    void showWriteOut();
     void presentSheets();
     void confirmTovo();
     void cancelTovo();
@@ -98,6 +103,8 @@ private:
     QScrollArea* scroll_;
     PhaseAnnouncer announcer_;
     EjectionPhase lastPhase_;
+    WriteOutWatch* writeOutWatch_;
+    std::optional<WriteOutNotice> writeOutNotice_;
     bool appeared_ = false;
 
     bool showsTovoConfirmation_ = false;

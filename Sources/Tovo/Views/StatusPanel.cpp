@@ -2,6 +2,7 @@
 
 #include "Tovo/Support/Qt/QtTheme.hpp"
 #include "Tovo/Views/StatusChildViews.hpp"
+#include "Tovo/Views/WriteOutStatusView.hpp"
 
 #include <QPainter>
 #include <QVBoxLayout>
@@ -11,8 +12,7 @@ namespace tovo {
 namespace {
 
 BlockedStatusView::Inputs blockedInputs(const StatusPanel::Inputs& inputs) {
-    return {inputs.blockers,        inputs.releasePlans, inputs.stopPlans,
-            inputs.releaseAttempts, inputs.busyCauses,   inputs.causeAttempts};
+    return {inputs.blockers, inputs.releasePlans, inputs.stopPlans, inputs.releaseAttempts};
 }
 
 } // namespace
@@ -33,7 +33,7 @@ BlockedStatusView* StatusPanel::blockedView() const {
 
 void StatusPanel::setState(const Inputs& inputs) {
     StatusContent content = StatusPresentation::content(inputs.phase, inputs.disk, inputs.blockers,
-                                                        inputs.releasePlans, inputs.busyCauses);
+                                                        inputs.releasePlans);
     if (content_ && content_->kind == StatusViewKind::blocked &&
         content.kind == StatusViewKind::blocked) {
         blockedView()->setInputs(content, blockedInputs(inputs));
@@ -51,6 +51,25 @@ void StatusPanel::setState(const Inputs& inputs) {
     view_ = makeView(content, inputs);
     layout_->addWidget(view_);
     content_ = std::move(content);
+}
+
+void StatusPanel::setWriteOut(const std::optional<WriteOutNotice>& notice) {
+    if (!notice) {
+        if (writeOut_ != nullptr) {
+            writeOut_->hide();
+        }
+        return;
+    }
+    if (writeOut_ == nullptr) {
+        writeOut_ = new WriteOutStatusView(this);
+    }
+    // Under whichever card the phase shows; a new card is added at the end.
+    if (layout_->indexOf(writeOut_) != layout_->count() - 1) {
+        layout_->removeWidget(writeOut_);
+        layout_->addWidget(writeOut_);
+    }
+    writeOut_->setNotice(*notice);
+    writeOut_->show();
 }
 
 QWidget* StatusPanel::makeView(const StatusContent& content, const Inputs& inputs) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Tovo/Support/StatusPresentation.hpp"
+#include "Tovo/Support/WriteOutPresentation.hpp"
 #include "Tovo/Views/BlockedStatusView.hpp"
 
 #include <QWidget>
@@ -10,6 +11,8 @@
 class QVBoxLayout;
 
 namespace tovo {
+
+class WriteOutStatusView;
 
 /// The card in the middle of the window that says what is happening: one child
 /// view per kind of phase (ready, no disks, busy, blocked, success, failure).
@@ -24,8 +27,6 @@ public:
         std::vector<ProcessReleasePlan> releasePlans;
         std::vector<ProcessStopPlan> stopPlans;
         std::vector<ReleaseAttempt> releaseAttempts;
-        std::vector<BusyCause> busyCauses = {};
-        std::vector<BusyCauseAttempt> causeAttempts = {};
     };
 
     StatusPanel(const ProcessPresentation& presentation, BlockingProcessRow::Actions actions,
@@ -37,6 +38,9 @@ public:
     QWidget* currentView() const { return view_; }
     /// The blocked view while the phase is blocked, else null.
     BlockedStatusView* blockedView() const;
+    /// What is still being written, under the card; hidden without a notice.
+    void setWriteOut(const std::optional<WriteOutNotice>& notice);
+    WriteOutStatusView* writeOutView() const { return writeOut_; }
 
 protected:
     void paintEvent(QPaintEvent* event) override;
@@ -49,6 +53,7 @@ private:
     QVBoxLayout* layout_;
     QWidget* view_ = nullptr;
     std::optional<StatusContent> content_;
+    WriteOutStatusView* writeOut_ = nullptr;
 };
 
 } // namespace tovo

@@ -1,0 +1,103 @@
+#include "GuiHarness.hpp"
+#include "Support/FakeWriteOutMonitor.hpp"
+#include "Support/ScriptedServices.hpp"
+#include "Tovo/Support/DemoServices.hpp"
+#include "Tovo/Views/WriteOutStatusView.hpp"
+
+#include <QLabel>
+#include <QMessageBox>
+#include <gmock/gmock.h>
+
+namespace tovo::testing {
+namespace {
+
+using ::testing::ElementsAre;
+
+/// The demo's disk, an eject that waits for the test, and a monitor that finds the
+/// disk being written with 312 MB left.
+struct WritingEject {
+    ServiceGraph graph(Executor& executor) {
+        auto demo = makeDemoServices(DemoScenarioKind::ready, executor);
+        ejector = std::make_shared<ScriptedDiskEjector>(executor);
+        auto monitor = std::make_shared<FakeWriteOutMonitor>(executor);
+        monitor->samples.setValue({true, 312'000'000, WriteOutScope::disk, 8'200'000});
+        return ServiceGraph{demo.volumeProvider,
+                            ejector,
+                            demo.diagnoser,
+                            demo.releaser,
+                            demo.releaser,
+                            demoSettleDelayNanoseconds,
+                            demoReleaseTimeoutNanoseconds,
+                            nullptr,
+                            demo.scenario,
+                            monitor};
+    }
+
+    std::shared_ptr<ScriptedDiskEjector> ejector;
+};
+
+/// Ejects the listed disk and waits until the write-out is on screen.
+WriteOutStatusView* ejectUntilWriting(WindowHarness& harness) {
+    harness.showAndList();
+    harness.click(harness.actionBar().primaryButton());
+    const bool shown = harness.runUntil([&] {
+        const auto* view = harness.statusPanel().writeOutView();
+        return view != nullptr && view->isVisible();
+    });
+    return shown ? harness.statusPanel().writeOutView() : nullptr;
+}
+
+QAbstractButton* buttonTitled(QMessageBox& box, const QString& title) {
+    for (auto* button : box.buttons()) {
+        if (button->text() == title) {
+            return button;
+        }
+    }
+    return nullptr;
+}
+
+TEST(WriteOutWindow, ShowsWhatIsLeftWhileEjectingAndAsksBeforeClosing) {
+    WritingEject eject;
+    WindowHarness harness(std::nullopt, [&](Executor& executor) { return eject.graph(executor); });
+    AnnouncementRecorder announcements(harness.content());
+    auto* view = ejectUntilWriting(harness);
+    ASSERT_NE(view, nullptr);
+    const auto name = QString::fromStdString(harness.workflow().selectedDisk()->displayName);
+    EXPECT_EQ(view->titleLabel()->text(), "Writing data to “" + name + "”");
+    EXPECT_EQ(view->detailLabel()->text(), "312 MB left to write to this disk, at 8.2 MB/s.");
+    EXPECT_EQ(view->warningLabel()->text(), "Do not unplug “" + name + "” yet.");
+    EXPECT_TRUE(harness.workflow().phase().is<EjectionPhase::Ejecting>());
+    EXPECT_THAT(announcements.sentences,
+                ElementsAre("Checking the disk.", "Still writing data to " + name.toStdString() +
+                                                      ". Do not unplug it yet."));
+
+    // Closing asks first; keeping Tovo open leaves everything running.
+    EXPECT_FALSE(harness.window().close());
+    QMessageBox* question = harness.window().closeQuestion();
+    ASSERT_NE(question, nullptr);
+    EXPECT_EQ(question->text(), "“" + name + "” is still being written.");
+    harness.click(buttonTitled(*question, "Keep Waiting"));
+    ASSERT_TRUE(harness.runUntil([&] { return harness.window().closeQuestion() == nullptr; }));
+    EXPECT_TRUE(harness.window().isVisible());
+
+    // Only udisks2's answer ends the write-out; then nothing is left to ask about.
+    eject.ejector->ejects.resolve();
+    ASSERT_TRUE(harness.runUntilPhase<EjectionPhase::Ejected>());
+    EXPECT_FALSE(view->isVisible());
+    EXPECT_EQ(harness.statusPanel().content()->message,
+              "You can unplug “" + name.toStdString() + "”.");
+    EXPECT_TRUE(harness.window().close());
+}
+
+TEST(WriteOutWindow, QuittingAnywayClosesTheWindow) {
+    WritingEject eject;
+    WindowHarness harness(std::nullopt, [&](Executor& executor) { return eject.graph(executor); });
+    ASSERT_NE(ejectUntilWriting(harness), nullptr);
+    EXPECT_FALSE(harness.window().close());
+    ASSERT_NE(harness.window().closeQuestion(), nullptr);
+    harness.click(buttonTitled(*harness.window().closeQuestion(), "Quit Anyway"));
+    EXPECT_TRUE(harness.runUntil([&] { return !harness.window().isVisible(); }));
+}
+
+} // namespace
+} // namespace tovo::testing
