@@ -350,14 +350,19 @@ public:
             result =
                 sd_bus_call(bus_, call, std::numeric_limits<std::uint64_t>::max(), &error, &reply);
         }
-        const std::string name = error.name != nullptr ? error.name : errnoName(-result);
-        const std::string message =
-            error.message != nullptr ? error.message : std::string(std::strerror(-result));
+        std::optional<UnmountError> refusal;
+        if (result < 0) {
+            // A local failure (the connection broke) comes as an errno alone.
+            refusal = UDisks2Refusal::fromBus(
+                error.name != nullptr ? error.name : errnoName(-result),
+                error.message != nullptr ? error.message : std::strerror(-result),
+                UDisks2Refusal::Wait::unlimited);
+        }
         sd_bus_error_free(&error);
         sd_bus_message_unref(reply);
         sd_bus_message_unref(call);
-        if (result < 0) {
-            throw UDisks2Refusal::fromBus(name, message, UDisks2Refusal::Wait::unlimited);
+        if (refusal) {
+            throw *refusal;
         }
     }
 
