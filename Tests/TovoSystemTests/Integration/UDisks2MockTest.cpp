@@ -175,6 +175,20 @@ TEST_F(UDisks2MockTest, WaitsForWorkLongerThanTheTimeLimitOfQuestions) {
     EXPECT_EQ(calls(), unmountBoth + "PowerOff\n");
 }
 
+// The call under way finishes in udisks2; nothing after it starts, and nothing says done.
+TEST_F(UDisks2MockTest, CancellationStartsNoFurtherCall) {
+    startMock("slow");
+    ManualExecutor executor;
+    UDisks2Unmounter unmounter(executor, bus.address(), std::chrono::seconds(5), sys());
+    auto handle = spawn(executor, unmounter.unmountAndEject({"sdx", 77, {"/media/mock/ONE"}}));
+    executor.runAll();
+    ASSERT_TRUE(eventually([&] { return !calls().empty(); }));
+    handle.requestCancellation();
+    ASSERT_TRUE(executor.runUntil([&] { return handle.isDone(); }));
+    EXPECT_TRUE(isCancellation(handle.error()));
+    EXPECT_EQ(calls(), "Unmount sdx2 False\n");
+}
+
 TEST_F(UDisks2MockTest, UnknownOrChangedDiskIsReportedWithoutTouchingAnything) {
     startMock("poweroff");
     EXPECT_EQ(failure(unmount("sdq"))->kind, EjectionFailureKind::identityChanged); // no such disk
