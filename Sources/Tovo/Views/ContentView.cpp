@@ -132,7 +132,8 @@ void ContentView::render() {
     diskSelector_->setVisible(!workflow_.disks().empty());
     diskSelector_->setState(workflow_.disks(), workflow_.selectedDiskID(), !busy);
     statusPanel_->setState({phase, disk, workflow_.blockers(), workflow_.releasePlans(),
-                            workflow_.stopPlans(), workflow_.releaseAttempts()});
+                            workflow_.stopPlans(), workflow_.releaseAttempts(),
+                            workflow_.busyCauses(), workflow_.causeAttempts()});
     actionBar_->setState(phase, disk, workflow_.releasePlans());
     announcePhaseChange();
     showWriteOut();
@@ -173,7 +174,7 @@ void ContentView::presentSheets() {
     if (showsTovoConfirmation_ && disk && tovoSheet_ == nullptr) {
         tovoSheet_ = new SafeTovoConfirmationView(
             presentation_, *disk, workflow_.blockers(), workflow_.releasePlans(),
-            [this] { cancelTovo(); }, [this] { confirmTovo(); }, this);
+            workflow_.busyCauses(), [this] { cancelTovo(); }, [this] { confirmTovo(); }, this);
         tovoSheet_->setAttribute(Qt::WA_DeleteOnClose);
         tovoSheet_->open();
     }

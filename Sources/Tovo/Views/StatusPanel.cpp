@@ -12,7 +12,8 @@ namespace tovo {
 namespace {
 
 BlockedStatusView::Inputs blockedInputs(const StatusPanel::Inputs& inputs) {
-    return {inputs.blockers, inputs.releasePlans, inputs.stopPlans, inputs.releaseAttempts};
+    return {inputs.blockers,        inputs.releasePlans, inputs.stopPlans,
+            inputs.releaseAttempts, inputs.busyCauses,   inputs.causeAttempts};
 }
 
 } // namespace
@@ -33,7 +34,7 @@ BlockedStatusView* StatusPanel::blockedView() const {
 
 void StatusPanel::setState(const Inputs& inputs) {
     StatusContent content = StatusPresentation::content(inputs.phase, inputs.disk, inputs.blockers,
-                                                        inputs.releasePlans);
+                                                        inputs.releasePlans, inputs.busyCauses);
     if (content_ && content_->kind == StatusViewKind::blocked &&
         content.kind == StatusViewKind::blocked) {
         blockedView()->setInputs(content, blockedInputs(inputs));

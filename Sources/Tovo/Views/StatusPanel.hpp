@@ -27,6 +27,8 @@ public:
         std::vector<ProcessReleasePlan> releasePlans;
         std::vector<ProcessStopPlan> stopPlans;
         std::vector<ReleaseAttempt> releaseAttempts;
+        std::vector<BusyCause> busyCauses = {};
+        std::vector<BusyCauseAttempt> causeAttempts = {};
     };
 
     StatusPanel(const ProcessPresentation& presentation, BlockingProcessRow::Actions actions,
