@@ -9,8 +9,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <exception>
-#include <thread>
 #include <unordered_map>
 
 namespace tovo {
@@ -55,6 +53,69 @@ bool isUnusableProgram(const std::system_error& error) {
     default:
         return false;
     }
+}
+
+/// Where `line` starts as a whole line of `text`.
+std::size_t lineStart(const std::string& text, const std::string& line) {
+    for (auto at = text.find(line); at != std::string::npos; at = text.find(line, at + 1)) {
+        const auto end = at + line.size();
+        if ((at == 0 || text[at - 1] == '\n') && (end == text.size() || text[end] == '\n')) {
+            return at;
+        }
+    }
+    return std::string::npos;
+}
+
+bool isWithin(const std::string& name, const std::string& folder) {
+    return name == folder || (name.size() > folder.size() && name.starts_with(folder) &&
+                              (folder.back() == '/' || name[folder.size()] == '/'));
+}
+
+/// The processes of one lsof run over several volumes, split by volume as separate runs
+/// would list them: each file goes with the volume whose path (as lsof prints it) is the
+/// longest to hold its name, one that none holds with the first volume still mounted.
+std::vector<std::vector<BlockingProcess>>
+byVolume(const std::vector<BlockingProcess>& processes,
+         const std::vector<std::vector<std::string>>& renderings,
+         const std::vector<bool>& dropped) {
+    std::vector<std::vector<BlockingProcess>> result(renderings.size());
+    const auto first =
+        static_cast<std::size_t>(std::ranges::find(dropped, false) - dropped.begin());
+    if (first >= renderings.size()) {
+        return result;
+    }
+    const auto volumeOf = [&](const std::string& name) {
+        std::size_t best = first;
+        std::size_t longest = 0;
+        for (std::size_t index = 0; index < renderings.size(); ++index) {
+            for (const auto& path : renderings[index]) {
+                if (!dropped[index] && path.size() > longest && isWithin(name, path)) {
+                    best = index;
+                    longest = path.size();
+                }
+            }
+        }
+        return best;
+    };
+    for (const auto& process : processes) {
+        std::vector<std::vector<OpenFileReference>> files(renderings.size());
+        for (const auto& file : process.openFiles) {
+            files[volumeOf(file.path)].push_back(file);
+        }
+        bool placed = false;
+        for (std::size_t index = 0; index < renderings.size(); ++index) {
+            if (!files[index].empty()) {
+                auto part = process;
+                part.openFiles = std::move(files[index]);
+                result[index].push_back(std::move(part));
+                placed = true;
+            }
+        }
+        if (!placed) {
+            result[first].push_back(process);
+        }
+    }
+    return result;
 }
 
 /// Processes by pid, in the order of first sight.
@@ -113,7 +174,16 @@ std::filesystem::path LsofBlockerDiagnoser::lsofExecutable() {
 
 std::vector<std::string>
 LsofBlockerDiagnoser::lsofArguments(const std::filesystem::path& mountPath) {
-    return {"-S", "2", "-nP", "-F0pcuLftanR", "+c", "0", "+f", "--", mountPath.string()};
+    return lsofArguments(std::vector<std::filesystem::path>(1, mountPath));
+}
+
+std::vector<std::string>
+LsofBlockerDiagnoser::lsofArguments(const std::vector<std::filesystem::path>& mountPaths) {
+    std::vector<std::string> arguments{"-S", "2", "-nP", "-F0pcuLftanR", "+c", "0", "+f", "--"};
+    for (const auto& path : mountPaths) {
+        arguments.push_back(path.string());
+    }
+    return arguments;
 }
 
 std::string LsofBlockerDiagnoser::reconciledCommand(const std::string& lsofCommand,
@@ -161,16 +231,17 @@ LsofBlockerDiagnoser::diagnose(const ExternalDisk& disk,
                 entries.push_back(std::move(found));
             }
         }
-        auto runs = runLsof(paths, executable, stop);
         std::vector<MountEntry> inspected;
-        for (std::size_t index = 0; index < paths.size(); ++index) {
-            auto processes = blockersOfMount(paths[index], runs[index], metadata);
-            if (!processes) {
-                continue;
-            }
-            inspected.insert(inspected.end(), entries[index].begin(), entries[index].end());
-            for (auto& process : *processes) {
-                merged.add(std::move(process));
+        if (!paths.empty()) {
+            auto perVolume = blockersOfMounts(paths, executable, stop, metadata);
+            for (std::size_t index = 0; index < paths.size(); ++index) {
+                if (!perVolume[index]) {
+                    continue;
+                }
+                inspected.insert(inspected.end(), entries[index].begin(), entries[index].end());
+                for (auto& process : *perVolume[index]) {
+                    merged.add(std::move(process));
+                }
             }
         }
 
@@ -200,77 +271,77 @@ LsofBlockerDiagnoser::diagnose(const ExternalDisk& disk,
     return merged.take();
 }
 
-std::vector<LsofBlockerDiagnoser::LsofRun>
-LsofBlockerDiagnoser::runLsof(const std::vector<std::filesystem::path>& paths,
-                              const std::filesystem::path& executable,
-                              const std::stop_token& stop) const {
-    std::vector<LsofRun> runs(paths.size());
-    const auto run = [&](std::size_t index) {
-        try {
-            runs[index].result =
-                runner_->runSynchronously(executable, lsofArguments(paths[index]), stop);
-        } catch (...) {
-            runs[index].error = std::current_exception();
+std::vector<std::optional<std::vector<BlockingProcess>>> LsofBlockerDiagnoser::blockersOfMounts(
+    const std::vector<std::filesystem::path>& paths, const std::filesystem::path& executable,
+    const std::stop_token& stop, const ProcessMetadataProviding& metadata) const {
+    CommandResult run;
+    try {
+        run = runner_->runSynchronously(executable, lsofArguments(paths), stop);
+    } catch (const CommandLaunchError& error) {
+        if (!isUnusableProgram(error)) {
+            throw;
         }
-    };
-    // Each lsof walks every open file of the system: side by side they take as long
-    // as one. The first runs on this thread.
-    std::vector<std::jthread> others;
-    others.reserve(paths.size() > 1 ? paths.size() - 1 : 0);
-    for (std::size_t index = 1; index < paths.size(); ++index) {
-        others.emplace_back(run, index);
+        throw DiagnosisError(DiagnosisError::Kind::lsofMissing, error.what());
     }
-    if (!paths.empty()) {
-        run(0);
-    }
-    others.clear();
-    return runs;
-}
 
-std::optional<std::vector<BlockingProcess>>
-LsofBlockerDiagnoser::blockersOfMount(const std::filesystem::path& mountPath, LsofRun& lsofRun,
-                                      const ProcessMetadataProviding& metadata) const {
-    if (lsofRun.error) {
-        try {
-            std::rethrow_exception(lsofRun.error);
-        } catch (const CommandLaunchError& error) {
-            if (!isUnusableProgram(error)) {
-                throw;
+    // A volume unmounted while lsof ran is "not a file system" now: only it drops out.
+    std::vector<std::vector<std::string>> renderings;
+    std::vector<std::string> texts;
+    std::vector<bool> dropped(paths.size(), false);
+    auto standardError = run.standardError;
+    for (std::size_t index = 0; index < paths.size(); ++index) {
+        texts.push_back(paths[index].native());
+        renderings.push_back(LsofWarningFilter::renderings(texts.back()));
+        for (const auto& rendering : renderings.back()) {
+            const auto line = std::string(notAFileSystem) + rendering;
+            const auto at = lineStart(standardError, line);
+            if (at != std::string::npos && !isMounted(paths[index])) {
+                standardError.erase(at, std::min(line.size() + 1, standardError.size() - at));
+                dropped[index] = true;
+                break;
             }
-            throw DiagnosisError(DiagnosisError::Kind::lsofMissing, error.what());
         }
     }
-    const auto& run = lsofRun.result;
-
+    const bool warned = !trimmed(decodeUtf8Lossy(standardError)).empty();
     // Exit-status rules apply to what is left once warnings about other mounts are gone.
     const auto errorText =
-        trimmed(decodeUtf8Lossy(LsofWarningFilter(mountPath.native()).filtered(run.standardError)));
+        trimmed(decodeUtf8Lossy(LsofWarningFilter(texts).filtered(standardError)));
     auto parsed = parser_.parse(run.standardOutput);
     std::erase_if(parsed,
                   [this](const BlockingProcess& process) { return process.pid == ownPID_; });
+    auto perVolume = byVolume(parsed, renderings, dropped);
 
+    const bool remaining = std::ranges::find(dropped, false) != dropped.end();
     if (run.status != 0) {
-        // A partial list is never taken for the whole truth.
         if (!parsed.empty()) {
-            throw DiagnosisError(DiagnosisError::Kind::incompleteOutput, errorText);
-        }
-        // lsof says "nothing open" by exiting 1 quietly.
-        if (run.status != 1 || !errorText.empty()) {
-            if (errorText.find(notAFileSystem) != std::string::npos && !isMounted(mountPath)) {
-                return std::nullopt;
+            // lsof says 1 when one of several volumes has nobody on it; anything else
+            // means a partial list, never taken for the whole truth.
+            bool idle = std::ranges::find(dropped, true) != dropped.end();
+            for (std::size_t index = 0; index < paths.size(); ++index) {
+                idle = idle || (!dropped[index] && perVolume[index].empty());
             }
+            if (run.status != 1 || warned || !remaining || !idle) {
+                throw DiagnosisError(DiagnosisError::Kind::incompleteOutput, errorText);
+            }
+        } else if (remaining && (run.status != 1 || !errorText.empty())) {
+            // lsof says "nothing open" by exiting 1 quietly.
             throw DiagnosisError(DiagnosisError::Kind::lsofFailed, errorText);
         }
     }
 
-    std::vector<BlockingProcess> processes;
-    processes.reserve(parsed.size());
-    for (const auto& process : parsed) {
-        if (auto live = enriched(process, metadata)) {
-            processes.push_back(std::move(*live));
+    std::vector<std::optional<std::vector<BlockingProcess>>> result(paths.size());
+    for (std::size_t index = 0; index < paths.size(); ++index) {
+        if (dropped[index]) {
+            continue;
+        }
+        result[index].emplace();
+        for (const auto& process : perVolume[index]) {
+            if (auto live = enriched(process, metadata)) {
+                result[index]->push_back(std::move(*live));
+            }
         }
     }
-    return processes;
+    return result;
 }
 
 bool LsofBlockerDiagnoser::isMounted(const std::filesystem::path& mountPath) const {

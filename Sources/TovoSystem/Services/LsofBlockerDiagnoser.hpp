@@ -18,11 +18,13 @@
 
 namespace tovo {
 
-/// Finds the processes that keep a disk busy: one `lsof` run per mount point that is
-/// still mounted (side by side), parsed in the order of the mount points, without Tovo itself,
-/// checked against /proc (parent, command), enriched with each process's live identity and merged
-/// by pid in first-seen order; the process the system named comes last. When lsof names nobody,
-/// /proc is searched for holders it missed. All of it runs on a worker thread.
+/// Finds the processes that keep a disk busy: one `lsof` run over every mount point
+/// that is still mounted (lsof walks every open file of the system, so one walk over
+/// several volumes costs what one volume's does), split by volume, without Tovo
+/// itself, checked against /proc (parent, command), enriched with each process's live
+/// identity and merged by pid in the order of the volumes, then of first sight; the
+/// process the system named comes last. When lsof names nobody, /proc is searched for
+/// holders it missed. All of it runs on a worker thread.
 class LsofBlockerDiagnoser final : public DissentAwareBlockerDiagnosing {
 public:
     /// `lsof` none: the first of /usr/bin/lsof and /usr/sbin/lsof, looked up at each
@@ -40,6 +42,9 @@ public:
     /// The first of /usr/bin/lsof and /usr/sbin/lsof that exists (the first when neither).
     static std::filesystem::path lsofExecutable();
     static std::vector<std::string> lsofArguments(const std::filesystem::path& mountPath);
+    /// One run over several mount points: lsof walks the system's open files once.
+    static std::vector<std::string>
+    lsofArguments(const std::vector<std::filesystem::path>& mountPaths);
     /// The kernel's name of a process when lsof's differs from it, unless the kernel's
     /// is lsof's cut to 15 bytes. lsof escapes unprintable bytes and misreads names
     /// with parentheses.
@@ -47,24 +52,15 @@ public:
                                          const std::string& kernelCommand);
 
 private:
-    /// One lsof run's result, or what it threw.
-    struct LsofRun {
-        CommandResult result;
-        std::exception_ptr error;
-    };
-
     std::vector<BlockingProcess> diagnose(const ExternalDisk& disk,
                                           std::optional<std::int32_t> dissentingProcessID,
                                           const std::stop_token& stop) const;
-    /// lsof on every path at once, the results in the order of `paths`.
-    std::vector<LsofRun> runLsof(const std::vector<std::filesystem::path>& paths,
-                                 const std::filesystem::path& executable,
-                                 const std::stop_token& stop) const;
-    /// The processes lsof found on one mount point, enriched and judged by the exit
-    /// status; none when the mount went away while lsof ran.
-    std::optional<std::vector<BlockingProcess>>
-    blockersOfMount(const std::filesystem::path& mountPath, LsofRun& run,
-                    const ProcessMetadataProviding& metadata) const;
+    /// One lsof run over every volume still mounted, judged by its exit status and
+    /// split by volume; none for a volume that went away while lsof ran.
+    std::vector<std::optional<std::vector<BlockingProcess>>>
+    blockersOfMounts(const std::vector<std::filesystem::path>& paths,
+                     const std::filesystem::path& executable, const std::stop_token& stop,
+                     const ProcessMetadataProviding& metadata) const;
     bool isMounted(const std::filesystem::path& mountPath) const;
     /// None when the process has ended since it was listed: it holds nothing any more.
     std::optional<BlockingProcess> enriched(const BlockingProcess& process,

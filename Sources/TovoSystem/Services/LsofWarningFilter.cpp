@@ -1,6 +1,7 @@
 #include "TovoSystem/Services/LsofWarningFilter.hpp"
 
 #include <algorithm>
+#include <iterator>
 
 namespace tovo {
 
@@ -103,6 +104,12 @@ bool isContinuation(std::string_view line) {
 
 LsofWarningFilter::LsofWarningFilter(std::string_view mountPath)
     : mountRenderings_(renderings(mountPath)) {}
+
+LsofWarningFilter::LsofWarningFilter(const std::vector<std::string>& mountPaths) {
+    for (const auto& path : mountPaths) {
+        std::ranges::move(renderings(path), std::back_inserter(mountRenderings_));
+    }
+}
 
 std::vector<std::string> LsofWarningFilter::renderings(std::string_view path) {
     std::vector<std::string> result{rendering(path, true)};

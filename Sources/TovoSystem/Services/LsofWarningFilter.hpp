@@ -20,6 +20,8 @@ namespace tovo {
 class LsofWarningFilter {
 public:
     explicit LsofWarningFilter(std::string_view mountPath);
+    /// Keeps the warnings about any of `mountPaths` (one lsof run over several).
+    explicit LsofWarningFilter(const std::vector<std::string>& mountPaths);
 
     std::string filtered(std::string_view standardError) const;
 

@@ -163,6 +163,28 @@ TEST_F(RealLsofDiagnosis, VolumesNoLongerMountedAreSkipped) {
     EXPECT_EQ(blockers[0].pid, writer);
 }
 
+// One lsof run names every volume: it exits 1 while one of them is idle, and its list
+// comes back in the order of the volumes, whatever the pids.
+TEST_F(RealLsofDiagnosis, OneRunOverSeveralVolumesListsEachVolumesHolders) {
+    TemporaryFolder folder;
+    MountAt second(folder.path() / "second");
+    ASSERT_TRUE(second.isMounted());
+    makeOpenToAll(second.path());
+    const auto early = start({testing::helperProgram("holder_cwd"), second.path()}, "early");
+    setMounts({mount_.path(), second.path()});
+    auto lsof = diagnoser();
+    auto blockers = diagnose(lsof);
+    ASSERT_EQ(blockers.size(), 1u) << "the first volume is idle";
+    EXPECT_EQ(blockers[0].pid, early);
+
+    const auto late =
+        start({testing::helperProgram("holder_write"), mount_.path() / "draft.txt"}, "late");
+    blockers = diagnose(lsof);
+    ASSERT_EQ(blockers.size(), 2u);
+    EXPECT_EQ(blockers[0].pid, late);
+    EXPECT_EQ(blockers[1].pid, early);
+}
+
 TEST_F(RealLsofDiagnosis, AMissingOrUnusableLsofNamesItsPackage) {
     TemporaryFolder folder;
     std::ofstream(folder.path() / "not-executable") << "#!/bin/sh\n";
