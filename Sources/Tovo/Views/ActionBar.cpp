@@ -39,9 +39,12 @@ ActionBar::ActionBar(Actions actions, QWidget* parent)
 }
 
 void ActionBar::setState(const EjectionPhase& phase, const std::optional<ExternalDisk>& disk,
-                         const std::vector<ProcessReleasePlan>& releasePlans) {
+                         const std::vector<ProcessReleasePlan>& releasePlans, bool causeActions) {
     ActionBarContent content = ActionBarPresentation::content(phase, disk, releasePlans);
-    if (content_ == content) {
+    const bool leads =
+        content.safeAction.has_value() &&
+        (ReleaseReviewPresentation::eligiblePlanCount(releasePlans) > 0 || causeActions);
+    if (content_ == content && safeLeads_ == leads) {
         return;
     }
     const PrimaryAction& primary = content.primary;
@@ -64,8 +67,7 @@ void ActionBar::setState(const EjectionPhase& phase, const std::optional<Externa
         safe_->hide();
     }
     content_ = std::move(content);
-    safeLeads_ = content_->safeAction.has_value() &&
-                 ReleaseReviewPresentation::eligiblePlanCount(releasePlans) > 0;
+    safeLeads_ = leads;
     applyProminence();
 }
 

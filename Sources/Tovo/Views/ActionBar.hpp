@@ -27,8 +27,10 @@ public:
 
     explicit ActionBar(Actions actions, QWidget* parent = nullptr);
 
+    /// `causeActions`: Tovo may release a cause besides the processes, so the review
+    /// leads as it does when an app can be asked to quit.
     void setState(const EjectionPhase& phase, const std::optional<ExternalDisk>& disk,
-                  const std::vector<ProcessReleasePlan>& releasePlans);
+                  const std::vector<ProcessReleasePlan>& releasePlans, bool causeActions = false);
 
     ProminentButton* primaryButton() const { return primary_; }
     /// The "Safely eject …" button; hidden outside the blocked phase.

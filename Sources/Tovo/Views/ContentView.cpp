@@ -15,6 +15,7 @@
 #include <QScrollArea>
 #include <QVBoxLayout>
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 
@@ -134,7 +135,11 @@ void ContentView::render() {
     statusPanel_->setState({phase, disk, workflow_.blockers(), workflow_.releasePlans(),
                             workflow_.stopPlans(), workflow_.releaseAttempts(),
                             workflow_.busyCauses(), workflow_.causeAttempts()});
-    actionBar_->setState(phase, disk, workflow_.releasePlans());
+    const auto& causes = workflow_.busyCauses();
+    actionBar_->setState(phase, disk, workflow_.releasePlans(),
+                         std::any_of(causes.begin(), causes.end(), [](const BusyCause& cause) {
+                             return cause.plan.action != BusyCauseAction::none;
+                         }));
     announcePhaseChange();
     showWriteOut();
     presentSheets();

@@ -56,7 +56,8 @@ std::string BusyCause::key() const {
     auto text = std::string(name(kind)) + ":" + subject;
     // Namespaces are told apart by the process that holds them.
     if (kind == BusyCauseKind::otherNamespace && processID) {
-        text += "@" + std::to_string(*processID);
+        text += '@';
+        text += std::to_string(*processID);
     }
     return text;
 }

@@ -28,6 +28,9 @@ TEST(LayeredDemo, ShowsTheCausesAndReleasesThemThroughTheReview) {
     EXPECT_TRUE(causes[1]->sentenceLabel()->isVisible());
     EXPECT_EQ(causes[0]->accessibleName(), QStringLiteral("File system inside this disk"));
     EXPECT_EQ(harness.statusPanel().content()->title, "2 things keep this disk busy");
+    // Tovo can release both: the review is the recommended way on.
+    EXPECT_TRUE(harness.actionBar().safeButton()->isProminent());
+    EXPECT_FALSE(harness.actionBar().primaryButton()->isProminent());
 
     EXPECT_FALSE(causes[1]->details()->isVisible());
     harness.click(causes[1]->disclosureButton());
