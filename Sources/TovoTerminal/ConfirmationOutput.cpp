@@ -25,6 +25,13 @@ std::string entries(const ReleaseReviewContent& content, const TerminalStyle& st
                 " " + style.bold(TerminalStyle::printable(entry.name)) + ": " +
                 TerminalStyle::printable(entry.message) + "\n";
     }
+    for (const auto& entry : content.causeEntries) {
+        text += "    " +
+                style.paint(TerminalStyle::glyph(entry.symbol),
+                            entry.tovoActs ? SymbolColor::secondary : SymbolColor::orange) +
+                " " + style.bold(TerminalStyle::printable(entry.title)) + ": " +
+                TerminalStyle::printable(entry.message) + "\n";
+    }
     return text;
 }
 
@@ -35,17 +42,6 @@ std::string review(const ReleaseReviewContent& content, const TerminalStyle& sty
                   content.canConfirm ? SymbolColor::accent : SymbolColor::orange, content.title,
                   style) +
            line(content.message) + line(content.subline) + entries(content, style);
-}
-
-std::string causeSteps(const std::vector<BusyCause>& causes, const TerminalStyle& style) {
-    std::string text;
-    for (const auto& cause : causes) {
-        text += "    " + style.paint("\u2192", SymbolColor::secondary) + " " +
-                style.bold(TerminalStyle::printable(cause.subject.empty() ? cause.device
-                                                                          : cause.subject)) +
-                ": " + TerminalStyle::printable(cause.plan.message) + "\n";
-    }
-    return text;
 }
 
 std::string stop(const StopConfirmationContent& content, const TerminalStyle& style) {

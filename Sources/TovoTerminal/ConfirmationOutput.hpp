@@ -2,11 +2,9 @@
 
 #include "Tovo/Support/ReleaseReviewPresentation.hpp"
 #include "Tovo/Support/StopConfirmationPresentation.hpp"
-#include "TovoCore/Models/BusyCause.hpp"
 #include "TovoTerminal/TerminalStyle.hpp"
 
 #include <string>
-#include <vector>
 
 namespace tovo {
 
@@ -14,10 +12,8 @@ namespace tovo {
 /// each is asked separately, with the sheet's confirm title.
 namespace ConfirmationOutput {
 
-/// Title, message, the caution line, then each holder with its plan.
+/// Title, message, the caution line, then each holder, process or other, with its plan.
 std::string review(const ReleaseReviewContent& content, const TerminalStyle& style);
-/// The steps a confirmed review also carries out besides asking apps to quit.
-std::string causeSteps(const std::vector<BusyCause>& causes, const TerminalStyle& style);
 /// Title, plan, warning, what happens next, the last-resort note and the owner.
 std::string stop(const StopConfirmationContent& content, const TerminalStyle& style);
 /// "Ask Apps to Quit? [y/N] "

@@ -1,21 +1,20 @@
 #include "TovoTerminal/DiagnosisOutput.hpp"
 
 #include "Tovo/Support/BlockerRowPresentation.hpp"
+#include "Tovo/Support/BusyCausePresentation.hpp"
 #include "Tovo/Support/StatusPresentation.hpp"
 #include "Tovo/Support/Typography.hpp"
 #include "TovoTerminal/DiskListOutput.hpp"
 #include "TovoTerminal/StatusOutput.hpp"
-
-#include <algorithm>
 
 namespace tovo::DiagnosisOutput {
 
 namespace {
 
 StatusContent status(const DiskDiagnosis& diagnosis) {
-    return StatusPresentation::content(diagnosis.isBusy() ? EjectionPhase::blocked()
-                                                          : EjectionPhase::ready(),
-                                       diagnosis.disk, diagnosis.blockers, diagnosis.releasePlans);
+    return StatusPresentation::content(
+        diagnosis.isBusy() ? EjectionPhase::blocked() : EjectionPhase::ready(), diagnosis.disk,
+        diagnosis.blockers, diagnosis.releasePlans, diagnosis.causes);
 }
 
 std::string rowText(const BlockerRowContent& row, const BlockingProcess& process,
@@ -121,38 +120,25 @@ void writeBlocker(JsonWriter& writer, const BlockerRowContent& row, const Blocki
     writer.endObject();
 }
 
-std::optional<BusyCauseAttempt> latestCauseAttempt(const BusyCause& cause,
-                                                   const std::vector<BusyCauseAttempt>& attempts) {
-    const auto key = cause.key();
-    const auto found = std::find_if(attempts.rbegin(), attempts.rend(),
-                                    [&](const auto& attempt) { return attempt.causeKey == key; });
-    return found == attempts.rend() ? std::nullopt : std::optional(*found);
-}
-
-// A holder that is not a process: what it is, what Tovo or the user does about it.
-std::string causeText(const BusyCause& cause, const std::vector<BusyCauseAttempt>& attempts,
-                      const TerminalStyle& style) {
-    const bool acts = cause.plan.action != BusyCauseAction::none;
-    const auto subject = cause.subject.empty() ? cause.device : cause.subject;
-    std::string text =
-        "  " +
-        style.paint(acts ? "\u2192" : "!", acts ? SymbolColor::secondary : SymbolColor::orange) +
-        " " + style.bold(TerminalStyle::printable(subject)) + "  " +
-        style.dim(std::string(name(cause.kind))) + "\n";
-    if (cause.backingFile) {
-        text += "      " + TerminalStyle::printable(*cause.backingFile) + "\n";
+// A holder that is not a process, as the window's row shows it.
+std::string causeText(const BusyCauseRowContent& row, const TerminalStyle& style) {
+    const auto safe = [](std::string_view text) { return TerminalStyle::printable(text); };
+    std::string text = "  " +
+                       style.paint(TerminalStyle::glyph(row.statusSymbol), row.statusSymbolColor) +
+                       " " + style.bold(safe(row.title)) + "\n    " + safe(row.sentence) + "\n";
+    for (const auto& line : row.detailLines) {
+        text += "      " + safe(line) + "\n";
     }
-    if (const auto attempt = latestCauseAttempt(cause, attempts)) {
-        text += "    " + TerminalStyle::printable(attempt->message) + "\n";
-    } else {
-        text += "    " + TerminalStyle::printable(cause.plan.message) + "\n";
-    }
-    return text;
+    return text + "    " + safe(row.message) + "\n";
 }
 
 void writeCause(JsonWriter& writer, const BusyCause& cause,
                 const std::vector<BusyCauseAttempt>& attempts) {
     writer.beginObject()
+        .key("title")
+        .value(BusyCausePresentation::title(cause))
+        .key("sentence")
+        .value(BusyCausePresentation::sentence(cause))
         .key("kind")
         .value(name(cause.kind))
         .key("device")
@@ -179,7 +165,7 @@ void writeCause(JsonWriter& writer, const BusyCause& cause,
         .value(cause.plan.message)
         .endObject()
         .key("lastAttempt");
-    if (const auto attempt = latestCauseAttempt(cause, attempts)) {
+    if (const auto attempt = BusyCausePresentation::latestAttemptFor(cause, attempts)) {
         writer.beginObject()
             .key("disposition")
             .value(name(attempt->disposition))
@@ -205,8 +191,8 @@ std::string text(const DiskDiagnosis& diagnosis, const ProcessPresentation& pres
         text += "\n" +
                 rowText(rows[index], process, stopPlanFor(process.pid, diagnosis.stopPlans), style);
     }
-    for (const auto& cause : diagnosis.causes) {
-        text += "\n" + causeText(cause, diagnosis.causeAttempts, style);
+    for (const auto& row : BusyCausePresentation::rows(diagnosis.causes, diagnosis.causeAttempts)) {
+        text += "\n" + causeText(row, style);
     }
     return text;
 }

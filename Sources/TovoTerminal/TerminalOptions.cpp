@@ -11,7 +11,7 @@ namespace tovo {
 namespace {
 
 constexpr std::array scenarios{DemoScenarioKind::tovoable, DemoScenarioKind::blocked,
-                               DemoScenarioKind::ready};
+                               DemoScenarioKind::ready, DemoScenarioKind::layered};
 
 std::optional<TerminalCommand> commandNamed(std::string_view name) {
     if (name == "list") {
@@ -109,8 +109,8 @@ ParsedCommandLine parseTerminalArguments(std::span<const std::string> arguments)
                        [&](DemoScenarioKind kind) { return switchName(kind) == argument; });
                    named != scenarios.end()) {
             if (scenario && scenario != *named) {
-                return UsageError{"Choose one demo: --demo-tovoable, --demo-blocked or "
-                                  "--demo-ready."};
+                return UsageError{"Choose one demo: --demo-tovoable, --demo-blocked, "
+                                  "--demo-ready or --demo-layered."};
             }
             scenario = *named;
         } else if (argument.size() > 1 && argument.front() == '-') {

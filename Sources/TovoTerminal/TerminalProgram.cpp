@@ -42,7 +42,8 @@ TerminalProgram::TerminalProgram(TerminalOptions options, TerminalEnvironment en
     , progress_(environment_.output, environment_.outputIsTerminal, style_, environment_.columns)
     , clock_(std::make_unique<RealClock>(executor_))
     , services_(environment_.makeServices(executor_))
-    , causeFinder_(environment_.makeCauseFinder ? environment_.makeCauseFinder(executor_) : nullptr)
+    , causeFinder_(environment_.makeCauseFinder ? environment_.makeCauseFinder(executor_)
+                                                : services_.causeFinder)
     , workflow_(std::make_unique<TovoWorkflow>(
           services_.volumeProvider, services_.ejector, services_.diagnoser, services_.releaser,
           services_.stopper, services_.settleDelayNanoseconds, services_.releaseTimeoutNanoseconds,
@@ -83,8 +84,9 @@ void TerminalProgram::drive(Task<void> operation) {
         if (!phase.isBusy()) {
             return std::nullopt;
         }
-        return StatusOutput::line(StatusPresentation::content(
-            phase, workflow_->selectedDisk(), workflow_->blockers(), workflow_->releasePlans()));
+        return StatusOutput::line(
+            StatusPresentation::content(phase, workflow_->selectedDisk(), workflow_->blockers(),
+                                        workflow_->releasePlans(), workflow_->busyCauses()));
     });
     // The workflow turns every failure into its phase; anything else is a fault.
     if (const auto error = handle.error()) {
@@ -184,9 +186,8 @@ ExitCode TerminalProgram::dryRun(const ExternalDisk& disk) {
         out << '\n'
             << ConfirmationOutput::review(
                    ReleaseReviewPresentation::content(presentation_, disk, diagnosis->blockers,
-                                                      diagnosis->releasePlans),
-                   style_)
-            << ConfirmationOutput::causeSteps(diagnosis->actionableCauses(), style_);
+                                                      diagnosis->releasePlans, diagnosis->causes),
+                   style_);
         for (const auto pid : options_.stopProcessIDs) {
             const auto found = std::ranges::find(diagnosis->blockers, pid, &BlockingProcess::pid);
             if (found != diagnosis->blockers.end()) {
@@ -236,16 +237,15 @@ ExitCode TerminalProgram::blocked(const ExternalDisk& disk) {
 
         const auto diagnosis = publishedDiagnosis(*workflow_, disk);
         out << '\n' << DiagnosisOutput::text(diagnosis, presentation_, style_);
-        const auto review = ReleaseReviewPresentation::content(
-            presentation_, disk, workflow_->blockers(), workflow_->releasePlans());
+        const auto review =
+            ReleaseReviewPresentation::content(presentation_, disk, workflow_->blockers(),
+                                               workflow_->releasePlans(), workflow_->busyCauses());
         if (!reviewed) {
             reviewed = true;
-            // A confirmed review also carries out these: they are shown before the question.
-            const auto causes = diagnosis.actionableCauses();
-            out << '\n'
-                << ConfirmationOutput::review(review, style_)
-                << ConfirmationOutput::causeSteps(causes, style_);
-            if (review.canConfirm && options_.assumeYes && !causes.empty()) {
+            out << '\n' << ConfirmationOutput::review(review, style_);
+            // A confirmed review also carries out the causes' actions, which no polite
+            // quit covers: a person answers for those.
+            if (review.canConfirm && options_.assumeYes && !diagnosis.actionableCauses().empty()) {
                 out << "\n--yes approves only polite quits, and these steps are more: run "
                        "tovo without --yes to confirm them.\n";
             } else if (review.canConfirm && confirm(review.confirmTitle)) {

@@ -37,8 +37,8 @@ struct TerminalEnvironment {
     bool colour;
     /// The terminal's width; 0 when unknown.
     std::size_t columns = 0;
-    /// What finds holders besides processes (mounts on top, swap, loop devices);
-    /// absent: only processes are diagnosed.
+    /// Replaces the service graph's finder of holders besides processes (mounts on
+    /// top, swap, disk images); absent: the graph's own.
     std::function<std::shared_ptr<BusyCauseFinding>(Executor&)> makeCauseFinder = {};
 };
 

@@ -62,13 +62,16 @@ TEST_F(TerminalCauseTest, WhyShowsCausesBesideProcessesAndCountsThemAsBusy) {
                                        BusyCauseAction::unmountNested)};
     const auto text = run({"why", "345-BACKUP", "--demo-ready"}, causes);
     EXPECT_EQ(text.exit, ExitCode::stillBusy);
-    EXPECT_THAT(text.output, HasSubstr("/dev/sdb2  swap\n    You must act."));
-    EXPECT_THAT(text.output, HasSubstr("/media/user/DISK/inner  nestedMount\n    Tovo will act."));
+    EXPECT_THAT(text.output, HasSubstr("2 things keep this disk busy"));
+    EXPECT_THAT(text.output, HasSubstr("Swap\n    Part of this disk is used as swap."));
+    EXPECT_THAT(text.output, HasSubstr("File system inside this disk\n    Another file system is "
+                                       "mounted inside this disk at \u201C/media/user/DISK/inner"
+                                       "\u201D."));
     ASSERT_EQ(finder_->searches.callCount(), 1u);
     EXPECT_FALSE(finder_->searches.calls()[0].processesFound);
 
     const auto json = run({"why", "345-BACKUP", "--demo-ready", "--json"}, causes);
-    EXPECT_THAT(json.output, HasSubstr("\"otherCauses\": [\n    {\n      \"kind\": \"swap\""));
+    EXPECT_THAT(json.output, HasSubstr("\"otherCauses\": [\n    {\n      \"title\": \"Swap\""));
     EXPECT_THAT(json.output, HasSubstr("\"action\": \"unmountNested\""));
     EXPECT_EQ(finder_->resolutions.callCount(), 0u);
 }
@@ -78,7 +81,7 @@ TEST_F(TerminalCauseTest, YesLeavesStepsBeyondAPoliteQuitToAPerson) {
         run({"eject", "345-BACKUP", "--demo-tovoable", "--yes"},
             {makeCause(BusyCauseKind::loopDevice, "/dev/loop7", BusyCauseAction::detachLoop)});
     EXPECT_EQ(result.exit, ExitCode::stillBusy);
-    EXPECT_THAT(result.output, HasSubstr("\u2192 /dev/loop7: Tovo will act."));
+    EXPECT_THAT(result.output, HasSubstr("Disk image: Tovo will act."));
     EXPECT_THAT(result.output, HasSubstr("--yes approves only polite quits"));
     EXPECT_THAT(result.output, Not(HasSubstr("Releasing")));
     EXPECT_EQ(finder_->resolutions.callCount(), 0u);

@@ -74,7 +74,8 @@ INSTANTIATE_TEST_SUITE_P(
         UsageRow{{"list", "--dry-run"}, "\u201C--dry-run\u201D works only with eject."},
         UsageRow{{"why", "sdb", "--stop", "12"}, "\u201C--stop\u201D works only with eject."},
         UsageRow{{"list", "--demo-ready", "--demo-blocked"},
-                 "Choose one demo: --demo-tovoable, --demo-blocked or --demo-ready."}));
+                 "Choose one demo: --demo-tovoable, --demo-blocked, --demo-ready or "
+                 "--demo-layered."}));
 
 } // namespace
 } // namespace tovo
