@@ -20,6 +20,11 @@ struct WatchScene {
     WatchScene() {
         watch.setChangeHandler([this] { ++changes; });
     }
+    // A watch still sampling is cancelled; its task ends once the executor runs.
+    ~WatchScene() {
+        watch.follow(EjectionPhase::ready(), disk);
+        executor.runAll();
+    }
 
     void follow(const EjectionPhase& phase) {
         watch.follow(phase, disk);
