@@ -48,5 +48,30 @@ TEST(DiskSelector, CountLabelAndColumns) {
     EXPECT_EQ(gridColumns(2), (GridColumns{2, 176, 10}));
 }
 
+struct TooltipCase {
+    bool selected;
+    bool elided;
+    std::string tooltip;
+};
+
+class CardTooltipTest : public ::testing::TestWithParam<TooltipCase> {};
+
+// A card that had to shorten its name gives the whole name on hover.
+TEST_P(CardTooltipTest, GivesTheWholeNameWhenCutAndSaysWhichDiskIsSelected) {
+    const auto& c = GetParam();
+    EXPECT_EQ(DiskCardPresentation::cardTooltip("Photo Archive", c.selected, c.elided), c.tooltip);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    States, CardTooltipTest,
+    ::testing::Values(TooltipCase{false, false, ""}, TooltipCase{true, false, "Selected disk"},
+                      TooltipCase{false, true, "Photo Archive"},
+                      TooltipCase{true, true, "Photo Archive\nSelected disk"}));
+
+TEST(DiskCardMark, DimmedCardKeepsItsMarkOutOfTheAccent) {
+    EXPECT_EQ(DiskCardPresentation::selectionSymbolColor(true), SymbolColor::accent);
+    EXPECT_EQ(DiskCardPresentation::selectionSymbolColor(true, false), SymbolColor::secondary);
+}
+
 } // namespace
 } // namespace tovo

@@ -85,5 +85,28 @@ TEST(BlockedStatus, CountsBlockersAndPointsToTheReviewOnlyWhenAnAppCanBeAsked) {
               "Review what Tovo can quit before you continue.");
 }
 
+// Before the first listing answers, "No external disks" would be a guess.
+TEST(StatusBeforeListing, LooksForDisksUntilTheFirstListingAnswers) {
+    const auto ready = EjectionPhase::ready();
+    const auto looking = StatusPresentation::windowContent(ready, std::nullopt, {}, {}, {}, false);
+    EXPECT_EQ(looking.kind, StatusViewKind::busy);
+    EXPECT_EQ(looking.title, "Looking for disks\u2026");
+    EXPECT_EQ(StatusPresentation::windowContent(ready, std::nullopt, {}, {}, {}, true).title,
+              "No external disks");
+    EXPECT_EQ(StatusPresentation::windowContent(ready, makeDisk(1, "A"), {}, {}, {}, false).title,
+              "Ready to eject");
+}
+
+TEST(StatusSummary, JoinsTitleAndMessageAsOneSentenceForScreenReaders) {
+    const auto summary = [](std::string title, std::string message) {
+        return StatusPresentation::accessibleSummary(
+            {StatusViewKind::busy, std::move(title), std::move(message), {}, {}});
+    };
+    EXPECT_EQ(summary("Ready to eject", "Tovo will try."), "Ready to eject. Tovo will try.");
+    EXPECT_EQ(summary("Checking \u201CA\u201D\u2026", "Trying."),
+              "Checking \u201CA\u201D\u2026 Trying.");
+    EXPECT_EQ(summary("Looking for disks\u2026", ""), "Looking for disks\u2026");
+}
+
 } // namespace
 } // namespace tovo

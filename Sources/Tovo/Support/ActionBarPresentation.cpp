@@ -1,5 +1,7 @@
 #include "Tovo/Support/ActionBarPresentation.hpp"
 
+#include "Tovo/Support/Typography.hpp"
+
 #include <algorithm>
 
 namespace tovo::ActionBarPresentation {
@@ -7,13 +9,27 @@ namespace tovo::ActionBarPresentation {
 namespace {
 
 PrimaryAction ejectAction(const std::optional<ExternalDisk>& disk, bool enabled) {
+    const bool canEject = enabled && disk.has_value();
     return PrimaryAction{PrimaryActionKind::eject,
                          "Eject",
                          std::nullopt,
                          disk ? "Eject " + disk->displayName : std::string("Eject"),
                          std::nullopt,
-                         enabled && disk.has_value(),
-                         false};
+                         canEject,
+                         canEject,
+                         canEject};
+}
+
+SafeTovoButtonContent safeTovoButton(const std::optional<ExternalDisk>& disk) {
+    const auto name = disk ? std::optional(disk->displayName) : std::nullopt;
+    const std::string title = safeTovoButtonTitle(name);
+    std::string whole = name ? "Safely eject " + *name : title;
+    std::optional<std::string> help;
+    if (whole != title) {
+        help = whole;
+    }
+    return SafeTovoButtonContent{title, "Opens a review before Tovo asks eligible apps to quit.",
+                                 std::move(whole), std::move(help)};
 }
 
 bool hasEligiblePlan(const std::vector<ProcessReleasePlan>& plans) {
@@ -33,7 +49,7 @@ std::string checkAgainAccessibilityLabel(const std::optional<ExternalDisk>& disk
 
 std::string safeTovoButtonTitle(const std::optional<std::string>& diskName) {
     if (diskName) {
-        return "Safely eject " + *diskName;
+        return "Safely eject " + elided(*diskName, buttonNameLimit);
     }
     return "Safely eject disk";
 }
@@ -52,18 +68,16 @@ ActionBarContent content(const EjectionPhase& phase, const std::optional<Externa
         return {PrimaryAction{PrimaryActionKind::checkAgain, "Check Again",
                               "Check whether the disk can eject now",
                               checkAgainAccessibilityLabel(disk), hint, disk.has_value(), false},
-                SafeTovoButtonContent{
-                    safeTovoButtonTitle(disk ? std::optional(disk->displayName) : std::nullopt),
-                    "Opens a review before Tovo asks eligible apps to quit."}};
+                safeTovoButton(disk)};
     }
     if (const auto* failed = phase.getIf<EjectionPhase::Failed>()) {
         if (failed->recovery == FailureRecovery::retryEject) {
             return {PrimaryAction{PrimaryActionKind::tryAgain, "Try Again", std::nullopt,
-                                  "Try Again", std::nullopt, disk.has_value(), false},
+                                  "Try Again", std::nullopt, disk.has_value(), disk.has_value()},
                     std::nullopt};
         }
         return {PrimaryAction{PrimaryActionKind::refresh, "Refresh Disks", std::nullopt,
-                              "Refresh external disks", std::nullopt, true, false},
+                              "Refresh external disks", std::nullopt, true, true},
                 std::nullopt};
     }
     if (phase.is<EjectionPhase::Ejected>()) {

@@ -1,5 +1,8 @@
 #include "Tovo/Support/BlockerRowPresentation.hpp"
 
+#include "Tovo/Support/ReadableText.hpp"
+#include "Tovo/Support/Typography.hpp"
+
 #include <algorithm>
 
 namespace tovo {
@@ -46,7 +49,8 @@ BlockerRowContent blockerRowContent(const ProcessPresentation& presentation,
         message = releasePlan->message;
     }
     std::vector<std::string> detailLines;
-    for (const auto& file : process.openFiles) {
+    for (auto file : process.openFiles) {
+        file.path = ReadableText::fromLsof(file.path);
         detailLines.push_back(ProcessPresentation::label(file));
     }
     if (detailLines.empty()) {
@@ -56,7 +60,7 @@ BlockerRowContent blockerRowContent(const ProcessPresentation& presentation,
     if (const auto application = presentation.showableApplication(process)) {
         const auto applicationName = application->localizedName.value_or(name);
         showAction = ShowApplicationAction{
-            application->pid, "Show " + applicationName,
+            application->pid, "Show " + elided(applicationName, 20),
             "Brings the app to the front. Tovo does not close it.",
             "Brings " + applicationName +
                 " to the front so you can close the window or change its folder"};

@@ -41,8 +41,16 @@ std::string selectionSymbol(bool isSelected) {
     return isSelected ? "checkmark.circle.fill" : "circle";
 }
 
-SymbolColor selectionSymbolColor(bool isSelected) {
-    return isSelected ? SymbolColor::accent : SymbolColor::secondary;
+SymbolColor selectionSymbolColor(bool isSelected, bool isEnabled) {
+    return isSelected && isEnabled ? SymbolColor::accent : SymbolColor::secondary;
+}
+
+std::string cardTooltip(const std::string& name, bool isSelected, bool nameIsElided) {
+    std::string tooltip = nameIsElided ? name : std::string();
+    if (isSelected) {
+        tooltip += (tooltip.empty() ? "" : "\n") + std::string(selectedTooltip);
+    }
+    return tooltip;
 }
 
 } // namespace tovo::DiskCardPresentation

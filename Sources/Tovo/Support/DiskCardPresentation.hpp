@@ -29,7 +29,11 @@ inline constexpr const char* refreshLabel = "Refresh disks"; ///< tooltip and ac
 inline constexpr const char* selectorHeading = "External Disks";
 inline constexpr const char* cardAccessibilityHint = "Select this disk";
 inline constexpr const char* selectedTooltip = "Selected disk";
-/// Shown when the disk's first volume has no mount location to take an icon from.
+/// Beside the title in demo mode, so sample data is never taken for a real disk.
+inline constexpr const char* demoBadge = "Demo";
+/// Every card shows the removable-drive symbol, drawn like the app's own badge: the
+/// theme's file-system icons are in another style, and an external disk is what
+/// the card is about.
 inline constexpr const char* fallbackDiskSymbol = "externaldrive.fill";
 inline constexpr int cardSpacing = 10;
 
@@ -41,7 +45,12 @@ std::string diskCountAccessibilityLabel(std::size_t count);
 GridColumns gridColumns(std::size_t diskCount);
 /// "checkmark.circle.fill" when selected, else "circle".
 std::string selectionSymbol(bool isSelected);
-SymbolColor selectionSymbolColor(bool isSelected);
+/// The accent marks the selected disk; a dimmed card (while Tovo works) keeps its
+/// mark in the secondary colour, as bright as nothing else on it.
+SymbolColor selectionSymbolColor(bool isSelected, bool isEnabled = true);
+/// The card's tooltip: the whole name when the card had to shorten it, and
+/// "Selected disk" on the selected card; empty when there is nothing to add.
+std::string cardTooltip(const std::string& name, bool isSelected, bool nameIsElided);
 
 } // namespace DiskCardPresentation
 

@@ -12,6 +12,10 @@ namespace tovo {
 namespace MenuPresentation {
 
 inline constexpr const char* menuTitle = "Disk";
+/// The title with its access key: Alt+D opens the menu.
+inline constexpr const char* menuMnemonicTitle = "&Disk";
+/// Quits from anywhere in the window; the menu stays as it is.
+inline constexpr const char* quitShortcut = "Ctrl+Q";
 inline constexpr const char* refreshTitle = "Refresh Disks";
 inline constexpr const char* refreshShortcut = "Ctrl+R";
 inline constexpr const char* ejectShortcut = "Ctrl+E";

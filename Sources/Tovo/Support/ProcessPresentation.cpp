@@ -1,5 +1,6 @@
 #include "Tovo/Support/ProcessPresentation.hpp"
 
+#include "Tovo/Support/ReadableText.hpp"
 #include "TovoSystem/Services/ProgramRoles.hpp"
 
 #include <algorithm>
@@ -37,6 +38,11 @@ bool ProcessPresentation::isFileIndexer(const BlockingProcess& process) {
 }
 
 std::string ProcessPresentation::name(const BlockingProcess& process) const {
+    std::string plain = plainName(process);
+    return names_ == Names::readable ? ReadableText::fromRaw(plain) : plain;
+}
+
+std::string ProcessPresentation::plainName(const BlockingProcess& process) const {
     if (isVirtualMachine(process)) {
         return "Virtual Machine";
     }

@@ -17,8 +17,14 @@ namespace tovo {
 /// applications and finds the one that can be brought to the front.
 class ProcessPresentation {
 public:
-    explicit ProcessPresentation(const ApplicationDirectory* registry = nullptr)
-        : registry_(registry) {}
+    /// How names come out: as the system gave them (for machine-readable output), or
+    /// with control characters shown as symbols (for a person's eyes).
+    enum class Names { raw, readable };
+
+    explicit ProcessPresentation(const ApplicationDirectory* registry = nullptr,
+                                 Names names = Names::raw)
+        : registry_(registry)
+        , names_(names) {}
 
     /// "Virtual Machine", "File Indexer", the desktop entry's name, else the command.
     std::string name(const BlockingProcess& process) const;
@@ -52,7 +58,10 @@ public:
     static bool isFileIndexer(const BlockingProcess& process);
 
 private:
+    std::string plainName(const BlockingProcess& process) const;
+
     const ApplicationDirectory* registry_;
+    Names names_;
 };
 
 } // namespace tovo

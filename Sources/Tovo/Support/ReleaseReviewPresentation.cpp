@@ -122,7 +122,8 @@ ReleaseReviewContent content(const ProcessPresentation& presentation, const Exte
                                         "the other uses, rechecks the disk, then ejects it."
                                       : "Asks eligible apps to quit, rechecks the disk, then "
                                         "ejects it."),
-        std::move(causeEntries)};
+        std::move(causeEntries),
+        canConfirm ? ButtonRole::suggested : ButtonRole::plain};
 }
 
 } // namespace tovo::ReleaseReviewPresentation

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Tovo/Support/ButtonRole.hpp"
 #include "Tovo/Support/ProcessPresentation.hpp"
 #include "TovoCore/Models/BusyCause.hpp"
 #include "TovoCore/Models/ExternalDisk.hpp"
@@ -52,6 +53,9 @@ struct ReleaseReviewContent {
     std::optional<std::string> confirmAccessibilityHint;
     /// The causes besides the processes; those Tovo acts on count as eligible.
     std::vector<CauseReviewEntry> causeEntries = {};
+    /// The confirm button is the suggested action, the default and focused; the
+    /// lone close button is a plain one.
+    ButtonRole confirmRole = ButtonRole::suggested;
 
     bool operator==(const ReleaseReviewContent&) const = default;
 };

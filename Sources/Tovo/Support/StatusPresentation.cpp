@@ -97,4 +97,25 @@ StatusContent content(const EjectionPhase& phase, const std::optional<ExternalDi
                          "xmark.octagon.fill", SymbolColor::red};
 }
 
+StatusContent windowContent(const EjectionPhase& phase, const std::optional<ExternalDisk>& disk,
+                            const std::vector<BlockingProcess>& blockers,
+                            const std::vector<ProcessReleasePlan>& releasePlans,
+                            const std::vector<BusyCause>& causes, bool hasListedDisks) {
+    if (!hasListedDisks && phase.is<EjectionPhase::Ready>() && !disk) {
+        return busy(std::string("Looking for disks") + ellipsis, "");
+    }
+    return content(phase, disk, blockers, releasePlans, causes);
+}
+
+std::string accessibleSummary(const StatusContent& content) {
+    if (content.message.empty()) {
+        return content.title;
+    }
+    // A title that ends in its own mark ("…", "?") needs no full stop after it.
+    const std::string& title = content.title;
+    const bool marked = title.ends_with('.') || title.ends_with('?') || title.ends_with('!') ||
+                        title.ends_with(ellipsis);
+    return title + (marked ? " " : ". ") + content.message;
+}
+
 } // namespace tovo::StatusPresentation

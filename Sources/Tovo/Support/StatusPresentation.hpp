@@ -39,6 +39,16 @@ StatusContent content(const EjectionPhase& phase, const std::optional<ExternalDi
                       const std::vector<ProcessReleasePlan>& releasePlans,
                       const std::vector<BusyCause>& causes = {});
 
+/// The window's card: as `content`, except that before the first listing of disks
+/// has answered a ready window says it is looking rather than that there are none.
+StatusContent windowContent(const EjectionPhase& phase, const std::optional<ExternalDisk>& disk,
+                            const std::vector<BlockingProcess>& blockers,
+                            const std::vector<ProcessReleasePlan>& releasePlans,
+                            const std::vector<BusyCause>& causes, bool hasListedDisks);
+
+/// The card's title and message as one text, for assistive technology.
+std::string accessibleSummary(const StatusContent& content);
+
 /// "One app or service is using this disk", or "N apps or services are using this disk";
 /// with other causes, "One thing keeps this disk busy" or "N things keep this disk busy".
 std::string blockedTitle(std::size_t blockerCount, std::size_t causeCount = 0);

@@ -10,7 +10,8 @@ bool hasSomethingToConfirm(const std::optional<ProcessStopPlan>& plan) {
 
 StopConfirmationContent content(const ProcessPresentation& presentation,
                                 const BlockingProcess& process,
-                                const std::optional<ProcessStopPlan>& plan) {
+                                const std::optional<ProcessStopPlan>& plan,
+                                const std::optional<ProcessReleasePlan>& releasePlan) {
     const auto name = presentation.name(process);
     const bool canConfirm = hasSomethingToConfirm(plan);
     std::optional<std::string> ownerNote;
@@ -39,7 +40,10 @@ StopConfirmationContent content(const ProcessPresentation& presentation,
         canConfirm ? "Send Stop Request" : "Close",
         canConfirm
             ? std::optional("Sends one stop request to " + name + ", then rechecks the disk.")
-            : std::nullopt};
+            : std::nullopt,
+        !releasePlan || releasePlan->strategy != ReleaseStrategy::quitApplication,
+        canConfirm ? ButtonRole::destructive : ButtonRole::plain,
+        canConfirm};
 }
 
 } // namespace tovo::StopConfirmationPresentation

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Tovo/Support/ButtonRole.hpp"
 #include "Tovo/Support/ProcessPresentation.hpp"
 
 #include <optional>
@@ -30,7 +31,14 @@ struct StopConfirmationContent {
     std::string unavailableSymbol;
     std::optional<std::string> cancelTitle;
     std::string confirmTitle; ///< "Close" when there is nothing to confirm
+    /// What confirming does, in one sentence; shown beside the buttons, not only read.
     std::optional<std::string> confirmAccessibilityHint;
+    /// The last-resort note is true only when the safe release leaves this process
+    /// alone: no release plan, or one the user must carry out.
+    bool lastResortApplies = true;
+    /// A stop can lose unsaved work: the button says so, and Return cancels.
+    ButtonRole confirmRole = ButtonRole::destructive;
+    bool cancelIsDefault = true;
 
     bool operator==(const StopConfirmationContent&) const = default;
 };
@@ -40,9 +48,12 @@ namespace StopConfirmationPresentation {
 /// False for a missing plan and for a plan whose method is `unavailable`.
 bool hasSomethingToConfirm(const std::optional<ProcessStopPlan>& plan);
 
-StopConfirmationContent content(const ProcessPresentation& presentation,
-                                const BlockingProcess& process,
-                                const std::optional<ProcessStopPlan>& plan);
+/// `releasePlan` is the process's plan in the safe release; without one the
+/// last-resort note applies.
+StopConfirmationContent
+content(const ProcessPresentation& presentation, const BlockingProcess& process,
+        const std::optional<ProcessStopPlan>& plan,
+        const std::optional<ProcessReleasePlan>& releasePlan = std::nullopt);
 
 } // namespace StopConfirmationPresentation
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 
@@ -15,5 +16,9 @@ inline constexpr const char* middleDot = "\u00B7";
 inline std::string curlyQuoted(std::string_view text) {
     return std::string(leftQuote) + std::string(text) + rightQuote;
 }
+
+/// `text` cut to `maxCharacters` characters (code points), the last of them an
+/// ellipsis; unchanged when it fits. Never splits a UTF-8 sequence.
+std::string elided(std::string_view text, std::size_t maxCharacters);
 
 } // namespace tovo
