@@ -1,6 +1,7 @@
 #include "Tovo/App/MainWindow.hpp"
 
 #include "Tovo/Support/MenuPresentation.hpp"
+#include "Tovo/Support/Qt/QtText.hpp"
 #include "Tovo/Views/CloseQuestionBox.hpp"
 #include "Tovo/Views/HeaderView.hpp"
 
@@ -20,7 +21,7 @@ MainWindow::MainWindow(ContentView::Environment environment, QWidget* parent)
     setCentralWidget(content_);
 
     // No New Window: the menu holds only what works on the disk list.
-    diskMenu_ = menuBar()->addMenu(QString::fromUtf8(MenuPresentation::menuTitle));
+    diskMenu_ = menuBar()->addMenu(QString::fromUtf8(MenuPresentation::menuMnemonicTitle));
     refreshAction_ = diskMenu_->addAction(QString::fromUtf8(MenuPresentation::refreshTitle));
     refreshAction_->setShortcut(QKeySequence(QString::fromUtf8(MenuPresentation::refreshShortcut)));
     refreshAction_->setShortcutContext(Qt::ApplicationShortcut);
@@ -29,6 +30,13 @@ MainWindow::MainWindow(ContentView::Environment environment, QWidget* parent)
     ejectAction_->setShortcut(QKeySequence(QString::fromUtf8(MenuPresentation::ejectShortcut)));
     ejectAction_->setShortcutContext(Qt::ApplicationShortcut);
     connect(ejectAction_, &QAction::triggered, content_, &ContentView::attemptEject);
+    // Quitting needs no menu item of its own: the window's close asks first when
+    // an eject is under way.
+    quitAction_ = new QAction(this);
+    quitAction_->setShortcut(QKeySequence(QString::fromUtf8(MenuPresentation::quitShortcut)));
+    quitAction_->setShortcutContext(Qt::ApplicationShortcut);
+    addAction(quitAction_);
+    connect(quitAction_, &QAction::triggered, this, &QWidget::close);
 
     connect(content_, &ContentView::rendered, this, &MainWindow::updateMenu);
     updateMenu();
@@ -36,7 +44,10 @@ MainWindow::MainWindow(ContentView::Environment environment, QWidget* parent)
 
 void MainWindow::resizeToDefault() {
     // Measured when shown, not when built: the menu bar's height needs the fonts.
-    resize(440, 500 + menuBar()->sizeHint().height());
+    const int menu = menuBar()->sizeHint().height();
+    setMinimumSize(420, 420 + menu);
+    setMaximumSize(560, 720 + menu);
+    resize(440, 500 + menu);
 }
 
 void MainWindow::closeEvent(QCloseEvent* event) {
@@ -60,7 +71,7 @@ void MainWindow::updateMenu() {
     const EjectionPhase& phase = workflow_.phase();
     const std::optional<ExternalDisk> disk = workflow_.selectedDisk();
     refreshAction_->setEnabled(MenuPresentation::isRefreshCommandEnabled(phase));
-    ejectAction_->setText(QString::fromStdString(MenuPresentation::ejectCommandTitle(phase, disk)));
+    ejectAction_->setText(QtText::literal(MenuPresentation::ejectCommandTitle(phase, disk)));
     ejectAction_->setEnabled(MenuPresentation::isEjectCommandEnabled(phase, disk));
 }
 

@@ -11,8 +11,9 @@ class QMenu;
 
 namespace tovo {
 
-/// The one window, titled "Tovo", with the "Disk" menu. Its size follows the
-/// content's bounds (420-560 by 420-720, 440 by 500 at first).
+/// The one window, titled "Tovo", with the "Disk" menu (Alt+D). Its content is
+/// 420-560 by 420-720, 440 by 500 at first; a window manager that makes it larger
+/// anyway gets the column centred on a background that fills it. Ctrl+Q quits.
 class MainWindow final : public QMainWindow {
     Q_OBJECT
 
@@ -23,6 +24,7 @@ public:
     QMenu* diskMenu() const { return diskMenu_; }
     QAction* refreshAction() const { return refreshAction_; }
     QAction* ejectAction() const { return ejectAction_; }
+    QAction* quitAction() const { return quitAction_; }
     /// 440 by 500 points for the content, plus the menu bar.
     void resizeToDefault();
     /// The question asked because the window was closed during an eject, while open.
@@ -39,6 +41,7 @@ private:
     QMenu* diskMenu_;
     QAction* refreshAction_;
     QAction* ejectAction_;
+    QAction* quitAction_;
     QPointer<QMessageBox> closeQuestion_;
     bool closeConfirmed_ = false;
 };

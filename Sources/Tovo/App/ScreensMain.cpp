@@ -3,8 +3,11 @@
 
 #include "Tovo/App/MainWindow.hpp"
 #include "Tovo/App/TovoApp.hpp"
+#include "Tovo/Support/CrowdedSample.hpp"
 #include "Tovo/Views/ActionBar.hpp"
 #include "Tovo/Views/BlockedStatusView.hpp"
+#include "Tovo/Views/DisclosureButton.hpp"
+#include "Tovo/Views/SheetEntry.hpp"
 #include "Tovo/Views/StatusPanel.hpp"
 
 #include <QApplication>
@@ -119,14 +122,47 @@ public:
         write(window().grab(), phase);
     }
 
+    /// As the window is now, before any queued work runs: the first frame.
+    void saveFirstFrame(const QString& phase) {
+        for (int pass = 0; pass < 4; ++pass) {
+            QCoreApplication::sendPostedEvents(nullptr, QEvent::LayoutRequest);
+        }
+        write(window().grab(), phase);
+    }
+
+    /// Made far larger than its content allows, as a window manager may maximise it.
+    void saveEnlarged(const QString& phase) {
+        window().setMaximumSize(QWIDGETSIZE_MAX, QWIDGETSIZE_MAX);
+        window().resize(1000, 760);
+        settle();
+        write(window().grab(), phase);
+    }
+
+    /// Opens every row of the open review.
+    void expandReview() {
+        for (SheetEntry* entry : content().tovoConfirmation()->entries()) {
+            if (entry->disclosureButton() != nullptr) {
+                entry->disclosureButton()->click();
+            }
+        }
+        settle();
+    }
+
     /// The window dimmed behind the sheet, the sheet at the top as it opens.
     void saveSheet(QDialog* sheet, const QString& phase) {
         fitToContent();
         sheet->adjustSize();
         settle();
-        QPixmap composed = window().grab();
+        const QPixmap behind = window().grab();
         const QPixmap card = sheet->grab();
+        // A sheet taller than the window hangs below it, as it would on the screen.
+        const qreal ratio = behind.devicePixelRatio();
+        QPixmap composed(behind.width(),
+                         std::max(behind.height(), static_cast<int>((card.height() + 44) * ratio)));
+        composed.setDevicePixelRatio(ratio);
+        composed.fill(QColor(128, 128, 128));
         QPainter painter(&composed);
+        painter.drawPixmap(0, 0, behind);
         painter.fillRect(composed.rect(), QColor(0, 0, 0, 70));
         const QPoint at((composed.width() / composed.devicePixelRatio() - card.width()) / 2, 34);
         painter.setRenderHint(QPainter::Antialiasing);
@@ -227,6 +263,7 @@ void blocked(const QString& folder, const QString& appearance) {
 
 void ready(const QString& folder, const QString& appearance) {
     Session session(folder, appearance + QStringLiteral("-ready"), DemoScenarioKind::ready);
+    session.saveFirstFrame(QStringLiteral("0-looking"));
     session.runUntil([&] { return !session.workflow().disks().empty(); });
     session.save(QStringLiteral("1-ready"));
     click(session.content().actionBar()->primaryButton());
@@ -268,9 +305,38 @@ void empty(const QString& folder, const QString& appearance) {
             graph.volumeProvider = std::make_shared<NoDisks>();
             return graph;
         });
-    session.runUntil([&] { return session.content().statusPanel()->content().has_value(); });
+    session.runUntil([&] {
+        const auto& shown = session.content().statusPanel()->content();
+        return shown.has_value() && shown->kind == StatusViewKind::emptyDisks;
+    });
     session.settle();
     session.save(QStringLiteral("1-no-disks"));
+}
+
+// A 66-character name without a space, four holders of different kinds, paths lsof
+// escaped; the review with every row open; the window enlarged past its bounds.
+void crowded(const QString& folder, const QString& appearance) {
+    Session session(folder, appearance + QStringLiteral("-crowded"), std::nullopt,
+                    CrowdedSample::serviceGraph);
+    session.runUntil([&] { return !session.workflow().disks().empty(); });
+    session.save(QStringLiteral("1-ready"));
+    click(session.content().actionBar()->primaryButton());
+    session.reach<EjectionPhase::Blocked>();
+    session.expandRows();
+    session.save(QStringLiteral("2-blocked"));
+    session.content().openTovoConfirmation();
+    session.settle();
+    session.saveSheet(session.content().tovoConfirmation(), QStringLiteral("3-review"));
+    session.expandReview();
+    session.saveSheet(session.content().tovoConfirmation(), QStringLiteral("4-review-open"));
+    session.content().tovoConfirmation()->reject();
+    session.settle();
+    session.content().requestStop(session.workflow().blockers().front());
+    session.settle();
+    session.saveSheet(session.content().stopConfirmation(), QStringLiteral("5-stop-sheet"));
+    session.content().stopConfirmation()->reject();
+    session.settle();
+    session.saveEnlarged(QStringLiteral("6-enlarged"));
 }
 
 } // namespace
@@ -292,6 +358,7 @@ int main(int argc, char** argv) {
         tovo::layered(folder, name);
         tovo::failure(folder, name);
         tovo::empty(folder, name);
+        tovo::crowded(folder, name);
     }
     return 0;
 }

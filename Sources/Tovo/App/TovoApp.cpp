@@ -37,14 +37,14 @@ TovoApp::TovoApp(LaunchOptions options, Overrides overrides)
     , applications_(services_.registry ? std::make_unique<BackgroundApplicationLookup>(
                                              services_.registry, executor_)
                                        : nullptr)
-    , presentation_(applications_.get())
+    , presentation_(applications_.get(), ProcessPresentation::Names::readable)
     , writeOutWatch_(services_.writeOutMonitor ? std::make_unique<WriteOutWatch>(
                                                      *services_.writeOutMonitor, *clock_, executor_)
                                                : nullptr)
     , window_(std::make_unique<MainWindow>(ContentView::Environment{
           *workflow_, executor_, presentation_, applications_.get(), *logger_,
           overrides.reduceMotion.value_or(ContentView::reduceMotionRequested()),
-          writeOutWatch_.get()})) {
+          writeOutWatch_.get(), options_.isDemo()})) {
     if (writeOutWatch_) {
         writeOutWatch_->setChangeHandler(
             [bridge = &window_->contentView()->bridge()] { bridge->requestRedraw(); });

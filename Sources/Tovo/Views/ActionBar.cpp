@@ -1,5 +1,6 @@
 #include "Tovo/Views/ActionBar.hpp"
 
+#include "Tovo/Support/Qt/QtText.hpp"
 #include "Tovo/Support/ReleaseReviewPresentation.hpp"
 #include "Tovo/Views/ProminentButton.hpp"
 
@@ -21,8 +22,10 @@ ActionBar::ActionBar(Actions actions, QWidget* parent)
     row->addStretch(1);
     row->addWidget(safe_);
     row->addWidget(primary_);
-    primary_->setMinimumHeight(30);
-    safe_->setMinimumHeight(30);
+    // A hidden Eject keeps its place, so the bar's height never jumps.
+    QSizePolicy keep = primary_->sizePolicy();
+    keep.setRetainSizeWhenHidden(true);
+    primary_->setSizePolicy(keep);
     safe_->hide();
     connect(primary_, &QPushButton::clicked, this, &ActionBar::triggerPrimary);
     connect(safe_, &QPushButton::clicked, this, [this] { actions_.onTovo(); });
@@ -31,7 +34,8 @@ ActionBar::ActionBar(Actions actions, QWidget* parent)
         key->setContext(Qt::WindowShortcut);
         key->setEnabled(false);
         connect(key, &QShortcut::activated, this, [this] {
-            if (primary_->isEnabled() && content_ && content_->primary.isDefaultAction) {
+            if (primary_->isVisible() && primary_->isEnabled() && content_ &&
+                content_->primary.isDefaultAction) {
                 primary_->click();
             }
         });
@@ -48,18 +52,20 @@ void ActionBar::setState(const EjectionPhase& phase, const std::optional<Externa
         return;
     }
     const PrimaryAction& primary = content.primary;
-    primary_->setText(QString::fromStdString(primary.title));
+    primary_->setText(QtText::literal(primary.title));
     primary_->setToolTip(QString::fromStdString(primary.help.value_or(std::string())));
     primary_->setAccessibleName(QString::fromStdString(primary.accessibilityLabel));
     primary_->setAccessibleDescription(
         QString::fromStdString(primary.accessibilityHint.value_or(std::string())));
     primary_->setEnabled(primary.isEnabled);
+    primary_->setVisible(primary.isShown);
     returnKey_->setEnabled(primary.isDefaultAction);
     enterKey_->setEnabled(primary.isDefaultAction);
 
     if (content.safeAction) {
-        safe_->setText(QString::fromStdString(content.safeAction->title));
-        safe_->setAccessibleName(QString::fromStdString(content.safeAction->title));
+        safe_->setText(QtText::literal(content.safeAction->title));
+        safe_->setAccessibleName(QString::fromStdString(content.safeAction->accessibilityLabel));
+        safe_->setToolTip(QString::fromStdString(content.safeAction->help.value_or(std::string())));
         safe_->setAccessibleDescription(
             QString::fromStdString(content.safeAction->accessibilityHint));
         safe_->show();
@@ -75,6 +81,19 @@ void ActionBar::applyProminence() {
     // When Tovo can release something the review is the recommended path.
     safe_->setProminent(safeLeads_);
     primary_->setProminent(!safeLeads_);
+}
+
+QWidget* ActionBar::focusTarget() const {
+    const auto usable = [](const ProminentButton* button) {
+        return !button->isHidden() && button->isEnabled();
+    };
+    if (safeLeads_ && usable(safe_)) {
+        return safe_;
+    }
+    if (usable(primary_)) {
+        return primary_;
+    }
+    return usable(safe_) ? safe_ : nullptr;
 }
 
 void ActionBar::triggerPrimary() {

@@ -35,6 +35,9 @@ public:
     ProminentButton* primaryButton() const { return primary_; }
     /// The "Safely eject …" button; hidden outside the blocked phase.
     ProminentButton* safeButton() const { return safe_; }
+    /// The button the focus belongs on: the one that leads, when it can be pressed;
+    /// null when neither can.
+    QWidget* focusTarget() const;
     const std::optional<ActionBarContent>& content() const { return content_; }
 
 private:

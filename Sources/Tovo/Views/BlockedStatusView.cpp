@@ -1,7 +1,9 @@
 #include "Tovo/Views/BlockedStatusView.hpp"
 
+#include "Tovo/Support/Qt/QtText.hpp"
 #include "Tovo/Support/Qt/QtTheme.hpp"
 #include "Tovo/Support/Qt/SymbolImage.hpp"
+#include "Tovo/Views/DisclosureButton.hpp"
 #include "Tovo/Views/StatusChildViews.hpp"
 
 #include <QHBoxLayout>
@@ -54,8 +56,8 @@ BlockedStatusView::BlockedStatusView(const ProcessPresentation& presentation,
 
 void BlockedStatusView::setInputs(const StatusContent& content, Inputs inputs) {
     if (content.title != content_.title || content.message != content_.message) {
-        title_->setText(QString::fromStdString(content.title));
-        message_->setText(QString::fromStdString(content.message));
+        QtText::setWrappedText(title_, QString::fromStdString(content.title));
+        QtText::setWrappedText(message_, QString::fromStdString(content.message));
     }
     content_ = content;
     if (inputs == inputs_ && rows_.size() == inputs.blockers.size() &&
@@ -64,6 +66,18 @@ void BlockedStatusView::setInputs(const StatusContent& content, Inputs inputs) {
     }
     inputs_ = std::move(inputs);
     rebuildRows();
+}
+
+std::vector<QWidget*> BlockedStatusView::focusOrder() const {
+    std::vector<QWidget*> order;
+    for (const BlockingProcessRow* row : rows_) {
+        const auto own = row->focusOrder();
+        order.insert(order.end(), own.begin(), own.end());
+    }
+    for (const BusyCauseRow* row : causeRows_) {
+        order.push_back(row->disclosureButton());
+    }
+    return order;
 }
 
 void BlockedStatusView::rebuildRows() {

@@ -37,6 +37,8 @@ public:
     const std::vector<BlockingProcessRow*>& rows() const { return rows_; }
     const std::vector<BusyCauseRow*>& causeRows() const { return causeRows_; }
     const std::set<std::int32_t>& expandedProcessIDs() const { return expanded_; }
+    /// Its widgets that take the focus, top to bottom.
+    std::vector<QWidget*> focusOrder() const;
 
 private:
     void rebuildRows();

@@ -1,14 +1,17 @@
 #include "Tovo/Views/BlockingProcessRow.hpp"
 
+#include "Tovo/Support/Qt/ApplicationIcon.hpp"
+#include "Tovo/Support/Qt/QtText.hpp"
 #include "Tovo/Support/Qt/QtTheme.hpp"
 #include "Tovo/Support/Qt/SymbolImage.hpp"
+#include "Tovo/Views/DisclosureButton.hpp"
+#include "Tovo/Views/ProminentButton.hpp"
+#include "Tovo/Views/SheetParts.hpp"
 
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QPainter>
 #include <QPainterPath>
-#include <QPushButton>
-#include <QToolButton>
 #include <QVBoxLayout>
 
 namespace tovo {
@@ -19,13 +22,8 @@ constexpr int iconSize = 30;
 constexpr int statusSymbolSize = 14;
 
 QLabel* secondaryLabel(const QString& text, const QFont& font, QWidget* parent) {
-    auto* label = new QLabel(text, parent);
+    QLabel* label = SheetParts::secondaryText(text, parent);
     label->setFont(font);
-    label->setWordWrap(true);
-    QPalette palette = label->palette();
-    palette.setColor(QPalette::WindowText,
-                     TovoTheme::textColor(TextColor::secondary, parent->palette()));
-    label->setPalette(palette);
     return label;
 }
 
@@ -61,8 +59,9 @@ BlockingProcessRow::BlockingProcessRow(const ProcessPresentation& presentation,
 
     auto* texts = new QVBoxLayout();
     texts->setSpacing(2);
-    auto* title = new QLabel(name, this);
+    auto* title = new QLabel(this);
     title->setFont(TovoTheme::headlineFont(font()));
+    QtText::setWrappedText(title, name);
     texts->addWidget(title);
     texts->addWidget(secondaryLabel(QString::fromStdString(content_.activity),
                                     TovoTheme::subheadlineFont(font()), this));
@@ -74,9 +73,10 @@ BlockingProcessRow::BlockingProcessRow(const ProcessPresentation& presentation,
         content_.statusSymbol, statusSymbolSize,
         TovoTheme::symbolColor(content_.statusSymbolColor, palette()), devicePixelRatioF()));
     status->addWidget(symbol, 0, Qt::AlignTop);
-    message_ = new QLabel(QString::fromStdString(content_.message.value_or(std::string())), this);
+    message_ = new QLabel(this);
     message_->setFont(TovoTheme::subheadlineFont(font()));
-    message_->setWordWrap(true);
+    QtText::setWrappedText(message_,
+                           QString::fromStdString(content_.message.value_or(std::string())));
     QPalette messagePalette = message_->palette();
     messagePalette.setColor(QPalette::WindowText,
                             TovoTheme::textColor(content_.messageColor, palette()));
@@ -85,11 +85,8 @@ BlockingProcessRow::BlockingProcessRow(const ProcessPresentation& presentation,
     texts->addLayout(status);
     top->addLayout(texts, 1);
 
-    disclosure_ = new QToolButton(this);
-    disclosure_->setAutoRaise(true);
-    disclosure_->setCheckable(true);
-    disclosure_->setFocusPolicy(Qt::StrongFocus);
-    connect(disclosure_, &QToolButton::toggled, this, [this](bool on) {
+    disclosure_ = new DisclosureButton(content_.showDetailsLabel, content_.hideDetailsLabel, this);
+    connect(disclosure_, &DisclosureButton::toggled, this, [this](bool on) {
         setExpanded(on);
         if (actions_.onExpandedChanged) {
             actions_.onExpandedChanged(process_.pid, on);
@@ -98,24 +95,18 @@ BlockingProcessRow::BlockingProcessRow(const ProcessPresentation& presentation,
     top->addWidget(disclosure_, 0, Qt::AlignTop);
     column->addLayout(top);
 
-    details_ = new QWidget(this);
-    auto* lines = new QVBoxLayout(details_);
-    lines->setContentsMargins(iconSize + 10, 0, 0, 0);
-    lines->setSpacing(2);
-    const QFont detailFont = TovoTheme::captionFont(font());
-    for (const std::string& line : content_.detailLines) {
-        auto* label = secondaryLabel(QString::fromStdString(line), detailFont, details_);
-        label->setTextInteractionFlags(Qt::TextSelectableByMouse);
-        lines->addWidget(label);
-    }
-    column->addWidget(details_);
+    details_ = SheetParts::detailLines(content_.detailLines, this);
+    auto* indented = new QHBoxLayout();
+    indented->setContentsMargins(iconSize + 10, 0, 0, 0);
+    indented->addWidget(details_);
+    column->addLayout(indented);
 
     if (content_.showAction || content_.stopAction) {
         auto* buttons = new QHBoxLayout();
         buttons->setContentsMargins(iconSize + 10, 0, 0, 0);
         buttons->setSpacing(8);
         if (const auto& show = content_.showAction) {
-            showButton_ = new QPushButton(QString::fromStdString(show->title), this);
+            showButton_ = new ProminentButton(QtText::literal(show->title), this);
             showButton_->setToolTip(QString::fromStdString(show->help));
             showButton_->setAccessibleName(QString::fromStdString(show->accessibilityLabel));
             connect(showButton_, &QPushButton::clicked, this, [this] {
@@ -126,7 +117,7 @@ BlockingProcessRow::BlockingProcessRow(const ProcessPresentation& presentation,
             buttons->addWidget(showButton_);
         }
         if (const auto& stop = content_.stopAction) {
-            stopButton_ = new QPushButton(QString::fromStdString(stop->title), this);
+            stopButton_ = new ProminentButton(QtText::literal(stop->title), this);
             stopButton_->setToolTip(QString::fromStdString(stop->help));
             stopButton_->setAccessibleName(QString::fromStdString(stop->title) +
                                            QStringLiteral(" ") + name);
@@ -150,24 +141,30 @@ void BlockingProcessRow::setExpanded(bool expanded) {
 }
 
 void BlockingProcessRow::updateDisclosure() {
-    const QSignalBlocker quiet(disclosure_);
-    disclosure_->setChecked(expanded_);
-    disclosure_->setArrowType(expanded_ ? Qt::DownArrow : Qt::RightArrow);
-    const std::string& label = expanded_ ? content_.hideDetailsLabel : content_.showDetailsLabel;
-    disclosure_->setAccessibleName(QString::fromStdString(label));
-    disclosure_->setToolTip(QString::fromStdString(label));
+    {
+        const QSignalBlocker quiet(disclosure_);
+        disclosure_->setChecked(expanded_);
+    }
     details_->setVisible(expanded_);
 }
 
+std::vector<QWidget*> BlockingProcessRow::focusOrder() const {
+    std::vector<QWidget*> order{disclosure_};
+    for (QWidget* button :
+         {static_cast<QWidget*>(showButton_), static_cast<QWidget*>(stopButton_)}) {
+        if (button != nullptr) {
+            order.push_back(button);
+        }
+    }
+    return order;
+}
+
 QPixmap BlockingProcessRow::processIcon() const {
-    // A desktop application's id is its icon name in the theme.
-    if (const auto application = presentation_.showableApplication(process_)) {
-        if (application->bundleIdentifier) {
-            const QIcon icon =
-                QIcon::fromTheme(QString::fromStdString(*application->bundleIdentifier));
-            if (!icon.isNull()) {
-                return icon.pixmap(QSize(iconSize, iconSize), devicePixelRatioF());
-            }
+    // An application shows the icon of its desktop entry.
+    if (const auto id = presentation_.applicationIconName(process_)) {
+        const QIcon icon = ApplicationIcon::forApplication(*id);
+        if (!icon.isNull()) {
+            return icon.pixmap(QSize(iconSize, iconSize), devicePixelRatioF());
         }
     }
     return SymbolImage::pixmap(content_.fallbackSymbol, iconSize,

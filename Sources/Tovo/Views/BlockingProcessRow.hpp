@@ -8,9 +8,10 @@
 
 class QLabel;
 class QPushButton;
-class QToolButton;
 
 namespace tovo {
+
+class DisclosureButton;
 
 /// One blocker: who holds the disk and what, what Tovo plans or did about it, the
 /// open files behind a disclosure, and the show and stop actions.
@@ -34,11 +35,13 @@ public:
     bool isExpanded() const { return expanded_; }
     void setExpanded(bool expanded);
 
-    QToolButton* disclosureButton() const { return disclosure_; }
+    DisclosureButton* disclosureButton() const { return disclosure_; }
     QPushButton* showButton() const { return showButton_; }
     QPushButton* stopButton() const { return stopButton_; }
     QWidget* details() const { return details_; }
     QLabel* messageLabel() const { return message_; }
+    /// Its widgets that take the focus, top to bottom.
+    std::vector<QWidget*> focusOrder() const;
 
 protected:
     void paintEvent(QPaintEvent* event) override;
@@ -53,7 +56,7 @@ private:
     Actions actions_;
     bool expanded_;
     bool needsUser_;
-    QToolButton* disclosure_ = nullptr;
+    DisclosureButton* disclosure_ = nullptr;
     QWidget* details_ = nullptr;
     QLabel* message_ = nullptr;
     QPushButton* showButton_ = nullptr;

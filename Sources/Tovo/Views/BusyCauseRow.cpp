@@ -1,13 +1,16 @@
 #include "Tovo/Views/BusyCauseRow.hpp"
 
+#include "Tovo/Support/BlockerRowPresentation.hpp"
+#include "Tovo/Support/Qt/QtText.hpp"
 #include "Tovo/Support/Qt/QtTheme.hpp"
 #include "Tovo/Support/Qt/SymbolImage.hpp"
+#include "Tovo/Views/DisclosureButton.hpp"
+#include "Tovo/Views/SheetParts.hpp"
 
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QPainter>
 #include <QPainterPath>
-#include <QToolButton>
 #include <QVBoxLayout>
 
 namespace tovo {
@@ -18,9 +21,9 @@ constexpr int iconSize = 30;
 constexpr int statusSymbolSize = 14;
 
 QLabel* wrappedLabel(const std::string& text, const QFont& font, TextColor color, QWidget* parent) {
-    auto* label = new QLabel(QString::fromStdString(text), parent);
+    auto* label = new QLabel(parent);
     label->setFont(font);
-    label->setWordWrap(true);
+    QtText::setWrappedText(label, QString::fromStdString(text));
     QPalette palette = label->palette();
     palette.setColor(QPalette::WindowText, TovoTheme::textColor(color, parent->palette()));
     label->setPalette(palette);
@@ -53,8 +56,9 @@ BusyCauseRow::BusyCauseRow(BusyCauseRowContent content, bool isExpanded,
 
     auto* texts = new QVBoxLayout();
     texts->setSpacing(2);
-    auto* title = new QLabel(QString::fromStdString(content_.title), this);
+    auto* title = new QLabel(this);
     title->setFont(TovoTheme::headlineFont(font()));
+    QtText::setWrappedText(title, QString::fromStdString(content_.title));
     texts->addWidget(title);
     sentence_ = wrappedLabel(content_.sentence, TovoTheme::subheadlineFont(font()),
                              TextColor::secondary, this);
@@ -73,11 +77,9 @@ BusyCauseRow::BusyCauseRow(BusyCauseRowContent content, bool isExpanded,
     texts->addLayout(status);
     top->addLayout(texts, 1);
 
-    disclosure_ = new QToolButton(this);
-    disclosure_->setAutoRaise(true);
-    disclosure_->setCheckable(true);
-    disclosure_->setFocusPolicy(Qt::StrongFocus);
-    connect(disclosure_, &QToolButton::toggled, this, [this](bool on) {
+    disclosure_ = new DisclosureButton(showDetailsLabel(content_.title),
+                                       hideDetailsLabel(content_.title), this);
+    connect(disclosure_, &DisclosureButton::toggled, this, [this](bool on) {
         expanded_ = on;
         updateDisclosure();
         if (onExpandedChanged_) {
@@ -87,28 +89,19 @@ BusyCauseRow::BusyCauseRow(BusyCauseRowContent content, bool isExpanded,
     top->addWidget(disclosure_, 0, Qt::AlignTop);
     column->addLayout(top);
 
-    details_ = new QWidget(this);
-    auto* lines = new QVBoxLayout(details_);
-    lines->setContentsMargins(iconSize + 10, 0, 0, 0);
-    lines->setSpacing(2);
-    for (const std::string& line : content_.detailLines) {
-        auto* label =
-            wrappedLabel(line, TovoTheme::captionFont(font()), TextColor::secondary, details_);
-        label->setTextInteractionFlags(Qt::TextSelectableByMouse);
-        lines->addWidget(label);
-    }
-    column->addWidget(details_);
+    details_ = SheetParts::detailLines(content_.detailLines, this);
+    auto* indented = new QHBoxLayout();
+    indented->setContentsMargins(iconSize + 10, 0, 0, 0);
+    indented->addWidget(details_);
+    column->addLayout(indented);
     updateDisclosure();
 }
 
 void BusyCauseRow::updateDisclosure() {
-    const QSignalBlocker quiet(disclosure_);
-    disclosure_->setChecked(expanded_);
-    disclosure_->setArrowType(expanded_ ? Qt::DownArrow : Qt::RightArrow);
-    const auto label = QString::fromStdString(
-        (expanded_ ? "Hide details for " : "Show details for ") + content_.title);
-    disclosure_->setAccessibleName(label);
-    disclosure_->setToolTip(label);
+    {
+        const QSignalBlocker quiet(disclosure_);
+        disclosure_->setChecked(expanded_);
+    }
     details_->setVisible(expanded_);
 }
 

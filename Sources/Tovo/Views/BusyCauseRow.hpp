@@ -7,9 +7,10 @@
 #include <functional>
 
 class QLabel;
-class QToolButton;
 
 namespace tovo {
+
+class DisclosureButton;
 
 /// One cause besides the processes: what keeps the disk busy, what Tovo will do
 /// about it or what the user must do, and the facts behind a disclosure.
@@ -23,7 +24,7 @@ public:
 
     const BusyCauseRowContent& content() const { return content_; }
     bool isExpanded() const { return expanded_; }
-    QToolButton* disclosureButton() const { return disclosure_; }
+    DisclosureButton* disclosureButton() const { return disclosure_; }
     QLabel* sentenceLabel() const { return sentence_; }
     QLabel* messageLabel() const { return message_; }
     QWidget* details() const { return details_; }
@@ -38,7 +39,7 @@ private:
     bool expanded_;
     bool needsUser_;
     std::function<void(const std::string&, bool)> onExpandedChanged_;
-    QToolButton* disclosure_ = nullptr;
+    DisclosureButton* disclosure_ = nullptr;
     QLabel* sentence_ = nullptr;
     QLabel* message_ = nullptr;
     QWidget* details_ = nullptr;

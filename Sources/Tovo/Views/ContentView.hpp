@@ -12,6 +12,7 @@
 #include <QPointer>
 #include <QWidget>
 
+#include <cstdint>
 #include <optional>
 
 class QScrollArea;
@@ -23,10 +24,13 @@ class DiskSelectorView;
 class HeaderView;
 class StatusPanel;
 
-/// The one screen: header, disk selector, status panel and action bar over the
-/// accent-lit window background. It owns only the screen state (which review sheet
-/// is open); everything else is drawn from the workflow, and every action starts a
-/// workflow operation as a task on the main executor.
+/// The one screen: header, disk selector, status panel and action bar, in a column
+/// of 420 to 560 pixels centred over the accent-lit background, which fills the
+/// window however large it is made. It owns only the screen state (which review
+/// sheet is open, whether the disks were listed yet); everything else is drawn from
+/// the workflow, and every action starts a workflow operation as a task on the main
+/// executor. Tabbing follows the screen from top to bottom; the focus rests on the
+/// action that fits the phase, or on the status while Tovo works.
 class ContentView final : public QWidget {
     Q_OBJECT
 
@@ -39,6 +43,7 @@ public:
         Logger& logger;
         bool reduceMotion;
         WriteOutWatch* writeOutWatch = nullptr; ///< samples the disk while it is ejected
+        bool isDemo = false;                    ///< sample data: the header says so
     };
 
     explicit ContentView(Environment environment, QWidget* parent = nullptr);
@@ -50,6 +55,10 @@ public:
     StatusPanel* statusPanel() const { return statusPanel_; }
     ActionBar* actionBar() const { return actionBar_; }
     QScrollArea* scrollArea() const { return scroll_; }
+    /// The column that holds the screen's sections.
+    QWidget* column() const { return column_; }
+    /// True once a listing of the disks has answered.
+    bool hasListedDisks() const { return hasListed_; }
     PhaseAnnouncer& announcer() { return announcer_; }
     SafeTovoConfirmationView* tovoConfirmation() const { return tovoSheet_; }
     StopProcessConfirmationView* stopConfirmation() const { return stopSheet_; }
@@ -80,6 +89,13 @@ protected:
 
 private:
     void render();
+    /// Puts the focus where the phase wants it, unless the user placed it elsewhere;
+    /// `before` is where it was before the redraw.
+    void placeFocus(QWidget* before, bool phaseChanged, bool firstListing);
+    void updateTabOrder();
+    void noteListed(std::uint64_t ticket);
+    static Task<void> refreshAndNote(TovoWorkflow& workflow, QPointer<ContentView> view,
+                                     std::uint64_t ticket);
     void announcePhaseChange();
     void showWriteOut();
     void presentSheets();
@@ -101,11 +117,16 @@ private:
     StatusPanel* statusPanel_;
     ActionBar* actionBar_;
     QScrollArea* scroll_;
+    QWidget* column_;
     PhaseAnnouncer announcer_;
     EjectionPhase lastPhase_;
     WriteOutWatch* writeOutWatch_;
     std::optional<WriteOutNotice> writeOutNotice_;
     bool appeared_ = false;
+    bool hasListed_ = false;
+    bool listingSeen_ = false; ///< the redraws have placed the focus after the listing
+    std::uint64_t refreshTicket_ = 0;
+    EjectionPhase focusedPhase_;
 
     bool showsTovoConfirmation_ = false;
     std::optional<BlockingProcess> stopCandidate_;

@@ -5,7 +5,7 @@
 #include "Tovo/Support/Qt/SymbolImage.hpp"
 
 #include <QEnterEvent>
-#include <QFileIconProvider>
+#include <QEvent>
 #include <QPainter>
 #include <QPainterPath>
 #include <QVariantAnimation>
@@ -68,7 +68,31 @@ void DiskCard::updateAccessibility() {
     setAccessibleName(QString::fromStdString(disk_.displayName) +
                       (detail_.isEmpty() ? QString() : QStringLiteral(", ") + detail_));
     setAccessibleDescription(QString::fromUtf8(DiskCardPresentation::cardAccessibilityHint));
-    setToolTip(selected_ ? QString::fromUtf8(DiskCardPresentation::selectedTooltip) : QString());
+    setToolTip(QString::fromStdString(
+        DiskCardPresentation::cardTooltip(disk_.displayName, selected_, nameIsElided())));
+}
+
+int DiskCard::textWidth() const {
+    const int textLeft = padding + diskIconSize + 10;
+    const int markLeft = width() - padding - markSize;
+    return markLeft - 8 - textLeft;
+}
+
+bool DiskCard::nameIsElided() const {
+    const QFontMetrics name(TovoTheme::headlineFont(font()));
+    return name.horizontalAdvance(text()) > textWidth();
+}
+
+void DiskCard::resizeEvent(QResizeEvent* event) {
+    QAbstractButton::resizeEvent(event);
+    updateAccessibility();
+}
+
+void DiskCard::changeEvent(QEvent* event) {
+    QAbstractButton::changeEvent(event);
+    if (event->type() == QEvent::EnabledChange) {
+        update();
+    }
 }
 
 QSize DiskCard::sizeHint() const {
@@ -83,17 +107,6 @@ QSize DiskCard::minimumSizeHint() const {
 }
 
 QPixmap DiskCard::diskIcon() const {
-    // A mounted disk gets the file system's drive icon; otherwise the drive symbol.
-    if (!disk_.volumes.empty() && !disk_.volumes.front().mountURL.empty()) {
-        const QIcon drive = QFileIconProvider().icon(QAbstractFileIconProvider::Drive);
-        if (!drive.isNull()) {
-            const QPixmap pixmap =
-                drive.pixmap(QSize(diskIconSize, diskIconSize), devicePixelRatioF());
-            if (!pixmap.isNull()) {
-                return pixmap;
-            }
-        }
-    }
     return SymbolImage::pixmap(DiskCardPresentation::fallbackDiskSymbol, diskIconSize,
                                TovoTheme::textColor(TextColor::secondary, palette()),
                                devicePixelRatioF());
@@ -110,11 +123,12 @@ void DiskCard::paintEvent(QPaintEvent*) {
     QPainterPath path;
     path.addRoundedRect(box, cornerRadius, cornerRadius);
 
-    const double resting = (hovered_ && isEnabled()) ? 0.07 : 0.035;
-    QColor fill = TovoTheme::primaryAt(pal, resting * (1 - progress_));
+    QColor fill = TovoTheme::restingDiskCardFill(pal);
+    fill.setAlphaF(fill.alphaF() * ((hovered_ && isEnabled()) ? 2.0F : 1.0F) *
+                   static_cast<float>(1 - progress_));
     painter.fillPath(path, fill);
-    QColor accentFill = TovoTheme::accent();
-    accentFill.setAlphaF(static_cast<float>(0.13 * progress_));
+    QColor accentFill = TovoTheme::selectedDiskCardFill();
+    accentFill.setAlphaF(accentFill.alphaF() * static_cast<float>(progress_));
     painter.fillPath(path, accentFill);
 
     QColor outline = TovoTheme::primaryAt(pal, 0.10 * (1 - progress_));
@@ -135,13 +149,14 @@ void DiskCard::paintEvent(QPaintEvent*) {
 
     const QPixmap mark = SymbolImage::pixmap(
         DiskCardPresentation::selectionSymbol(selected_), markSize,
-        TovoTheme::symbolColor(DiskCardPresentation::selectionSymbolColor(selected_), pal),
+        TovoTheme::symbolColor(DiskCardPresentation::selectionSymbolColor(selected_, isEnabled()),
+                               pal),
         devicePixelRatioF());
     const int markLeft = width() - padding - markSize;
     painter.drawPixmap(markLeft, (height() - markSize) / 2, mark);
 
     const int textLeft = padding + diskIconSize + 10;
-    const int textWidth = markLeft - 8 - textLeft;
+    const int textWidth = this->textWidth();
     const QFont nameFont = TovoTheme::headlineFont(font());
     const QFont detailFont = TovoTheme::captionFont(font());
     const QFontMetrics nameMetrics(nameFont);

@@ -30,6 +30,8 @@ public:
 
 protected:
     void paintEvent(QPaintEvent* event) override;
+    void resizeEvent(QResizeEvent* event) override;
+    void changeEvent(QEvent* event) override;
     void enterEvent(QEnterEvent* event) override;
     void leaveEvent(QEvent* event) override;
     // Pressing selects; the selector decides, so a click never unchecks the card.
@@ -38,6 +40,9 @@ protected:
 private:
     void updateAccessibility();
     QPixmap diskIcon() const;
+    /// The widths the name and detail get in the card.
+    int textWidth() const;
+    bool nameIsElided() const;
 
     ExternalDisk disk_;
     QString detail_;

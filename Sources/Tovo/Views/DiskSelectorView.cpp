@@ -32,7 +32,7 @@ DiskSelectorView::DiskSelectorView(std::function<void(const std::string&)> onSel
     countBadge_->setAutoFillBackground(false);
     countBadge_->setStyleSheet(
         QStringLiteral("QLabel { border-radius: 8px; background: %1; }")
-            .arg(TovoTheme::primaryAt(palette(), 0.08).name(QColor::HexArgb)));
+            .arg(TovoTheme::countBadgeFill(palette()).name(QColor::HexArgb)));
     heading->addWidget(countBadge_);
     column->addLayout(heading);
 

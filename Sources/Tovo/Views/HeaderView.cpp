@@ -60,7 +60,7 @@ void HeaderBadge::paintEvent(QPaintEvent*) {
     painter.drawPixmap(0, 0, render(badgeSize, devicePixelRatioF()));
 }
 
-HeaderView::HeaderView(std::function<void()> onRefresh, QWidget* parent)
+HeaderView::HeaderView(std::function<void()> onRefresh, bool isDemo, QWidget* parent)
     : QWidget(parent)
     , onRefresh_(std::move(onRefresh))
     , refreshButton_(new QToolButton(this)) {
@@ -73,11 +73,20 @@ HeaderView::HeaderView(std::function<void()> onRefresh, QWidget* parent)
     titles->setSpacing(1);
     auto* title = new QLabel(QString::fromUtf8(DiskCardPresentation::appTitle), this);
     title->setFont(TovoTheme::titleFont(font()));
-    auto* tagline = new QLabel(QString::fromUtf8(DiskCardPresentation::tagline), this);
-    tagline->setFont(TovoTheme::captionFont(font()));
-    tagline->setForegroundRole(QPalette::PlaceholderText);
-    titles->addWidget(title);
-    titles->addWidget(tagline);
+    tagline_ = new QLabel(QString::fromUtf8(DiskCardPresentation::tagline), this);
+    tagline_->setFont(TovoTheme::captionFont(font()));
+    auto* titleRow = new QHBoxLayout();
+    titleRow->setSpacing(8);
+    titleRow->addWidget(title);
+    if (isDemo) {
+        demoBadge_ = new QLabel(QString::fromUtf8(DiskCardPresentation::demoBadge), this);
+        demoBadge_->setFont(TovoTheme::captionFont(font()));
+        demoBadge_->setContentsMargins(7, 1, 7, 1);
+        titleRow->addWidget(demoBadge_, 0, Qt::AlignVCenter);
+    }
+    titleRow->addStretch(1);
+    titles->addLayout(titleRow);
+    titles->addWidget(tagline_);
     row->addLayout(titles);
     row->addStretch(1);
 
@@ -105,9 +114,26 @@ void HeaderView::changeEvent(QEvent* event) {
 }
 
 void HeaderView::updateIcons() {
-    refreshButton_->setIcon(QIcon(SymbolImage::pixmap(
-        DiskCardPresentation::refreshSymbol, 16,
-        TovoTheme::textColor(TextColor::secondary, palette()), devicePixelRatioF())));
+    const QPalette& pal = palette();
+    QPalette tagline = tagline_->palette();
+    tagline.setColor(QPalette::WindowText, TovoTheme::textColor(TextColor::secondary, pal));
+    tagline_->setPalette(tagline);
+    if (demoBadge_ != nullptr) {
+        // Text on the count badge's tint, in the caution colour: sample data.
+        demoBadge_->setStyleSheet(
+            QStringLiteral("QLabel { border-radius: 7px; background: %1; color: %2; }")
+                .arg(TovoTheme::countBadgeFill(pal).name(QColor::HexArgb),
+                     TovoTheme::textColor(TextColor::caution, pal).name(QColor::HexArgb)));
+    }
+    // The disabled arrow must look disabled: the resting one is already grey.
+    QIcon icon(SymbolImage::pixmap(DiskCardPresentation::refreshSymbol, 16,
+                                   TovoTheme::textColor(TextColor::secondary, pal),
+                                   devicePixelRatioF()));
+    QColor disabled = TovoTheme::primaryAt(pal, 0.25);
+    icon.addPixmap(
+        SymbolImage::pixmap(DiskCardPresentation::refreshSymbol, 16, disabled, devicePixelRatioF()),
+        QIcon::Disabled);
+    refreshButton_->setIcon(icon);
 }
 
 } // namespace tovo

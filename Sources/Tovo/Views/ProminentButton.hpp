@@ -1,12 +1,15 @@
 #pragma once
 
+#include "Tovo/Support/ButtonRole.hpp"
+
 #include <QPushButton>
 
 namespace tovo {
 
-/// A push button that can carry the accent fill marking the recommended action.
-/// It paints the fill itself rather than through a style sheet, which would
-/// re-style the whole button (and parse its sheet) every time prominence changes.
+/// Tovo's push button, one family in every role: the plain button, the accent-filled
+/// suggested action and the red destructive one share height, corner radius and
+/// padding. It paints itself rather than through a style sheet, which would re-style
+/// the whole button (and parse its sheet) every time its role changes.
 class ProminentButton final : public QPushButton {
     Q_OBJECT
 
@@ -14,7 +17,11 @@ public:
     explicit ProminentButton(QWidget* parent = nullptr);
     ProminentButton(const QString& text, QWidget* parent = nullptr);
 
-    bool isProminent() const { return prominent_; }
+    ButtonRole role() const { return role_; }
+    void setRole(ButtonRole role);
+    /// Filled: the suggested or the destructive role.
+    bool isProminent() const { return role_ != ButtonRole::plain; }
+    /// The suggested role, or the plain one.
     void setProminent(bool prominent);
 
     QSize sizeHint() const override;
@@ -24,7 +31,7 @@ protected:
     void paintEvent(QPaintEvent* event) override;
 
 private:
-    bool prominent_ = false;
+    ButtonRole role_ = ButtonRole::plain;
 };
 
 } // namespace tovo

@@ -2,19 +2,20 @@
 
 #include "Tovo/Support/ReleaseReviewPresentation.hpp"
 #include "Tovo/Views/ProminentButton.hpp"
-
-#include <QDialog>
+#include "Tovo/Views/SheetFrame.hpp"
 
 #include <functional>
-
-class QPushButton;
+#include <vector>
 
 namespace tovo {
 
+class SheetEntry;
+
 /// The release review: what Tovo will ask to quit, what it will ask the system to
-/// release, and what stays with the user. Nothing is asked to quit and nothing is
-/// released unless the user confirms here. Window-modal.
-class SafeTovoConfirmationView final : public QDialog {
+/// release, and what stays with the user, as a list. Nothing is asked to quit and
+/// nothing is released unless the user confirms here. It opens with the focus on its
+/// main button. Window-modal.
+class SafeTovoConfirmationView final : public SheetFrame {
     Q_OBJECT
 
 public:
@@ -29,6 +30,8 @@ public:
     ProminentButton* confirmButton() const { return confirm_; }
     /// Absent without eligible plans.
     QPushButton* cancelButton() const { return cancel_; }
+    /// One per blocker, then one per other cause.
+    const std::vector<SheetEntry*>& entries() const { return entries_; }
 
     /// Accepted confirms (when there is something to confirm); any other ending cancels.
     void done(int result) override;
@@ -38,7 +41,8 @@ private:
     std::function<void()> onCancel_;
     std::function<void()> onConfirm_;
     ProminentButton* confirm_ = nullptr;
-    QPushButton* cancel_ = nullptr;
+    ProminentButton* cancel_ = nullptr;
+    std::vector<SheetEntry*> entries_;
     bool finished_ = false;
 };
 

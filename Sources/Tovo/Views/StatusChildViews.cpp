@@ -1,5 +1,6 @@
 #include "Tovo/Views/StatusChildViews.hpp"
 
+#include "Tovo/Support/Qt/QtText.hpp"
 #include "Tovo/Support/Qt/QtTheme.hpp"
 #include "Tovo/Support/Qt/SymbolImage.hpp"
 #include "Tovo/Views/ActivityIndicator.hpp"
@@ -23,12 +24,13 @@ QWidget* makeStatusTexts(const StatusContent& content, QLabel*& title, QLabel*& 
     auto* column = new QVBoxLayout(texts);
     column->setContentsMargins(0, 0, 0, 0);
     column->setSpacing(3);
-    title = new QLabel(QString::fromStdString(content.title), texts);
+    title = new QLabel(texts);
     title->setFont(TovoTheme::headlineFont(parent->font()));
-    title->setWordWrap(true);
-    message = new QLabel(QString::fromStdString(content.message), texts);
+    QtText::setWrappedText(title, QString::fromStdString(content.title));
+    message = new QLabel(texts);
     message->setFont(TovoTheme::subheadlineFont(parent->font()));
-    message->setWordWrap(true);
+    QtText::setWrappedText(message, QString::fromStdString(content.message));
+    message->setVisible(!content.message.empty());
     // Only a failure's reason is worth copying; a selectable label lays out through a
     // whole text document, several times slower.
     if (content.kind == StatusViewKind::failure) {

@@ -26,6 +26,7 @@ StatusPanel::StatusPanel(const ProcessPresentation& presentation,
     , layout_(new QVBoxLayout(this)) {
     layout_->setContentsMargins(16, 16, 16, 16);
     setAccessibleName(QStringLiteral("Status"));
+    setFocusPolicy(Qt::NoFocus);
 }
 
 BlockedStatusView* StatusPanel::blockedView() const {
@@ -33,8 +34,11 @@ BlockedStatusView* StatusPanel::blockedView() const {
 }
 
 void StatusPanel::setState(const Inputs& inputs) {
-    StatusContent content = StatusPresentation::content(inputs.phase, inputs.disk, inputs.blockers,
-                                                        inputs.releasePlans, inputs.busyCauses);
+    StatusContent content = StatusPresentation::windowContent(
+        inputs.phase, inputs.disk, inputs.blockers, inputs.releasePlans, inputs.busyCauses,
+        inputs.hasListedDisks);
+    setAccessibleDescription(
+        QString::fromStdString(StatusPresentation::accessibleSummary(content)));
     if (content_ && content_->kind == StatusViewKind::blocked &&
         content.kind == StatusViewKind::blocked) {
         blockedView()->setInputs(content, blockedInputs(inputs));
@@ -94,9 +98,33 @@ QWidget* StatusPanel::makeView(const StatusContent& content, const Inputs& input
     return new FailureStatusView(content, this);
 }
 
+std::vector<QWidget*> StatusPanel::focusOrder() const {
+    if (const BlockedStatusView* blocked = blockedView()) {
+        return blocked->focusOrder();
+    }
+    return {};
+}
+
 void StatusPanel::paintEvent(QPaintEvent*) {
     QPainter painter(this);
     TovoTheme::paintCard(painter, rect(), palette());
+    if (hasFocus()) {
+        painter.setRenderHint(QPainter::Antialiasing);
+        painter.setPen(QPen(palette().color(QPalette::Highlight), 2));
+        painter.setBrush(Qt::NoBrush);
+        painter.drawRoundedRect(QRectF(rect()).adjusted(1, 1, -1, -1),
+                                TovoTheme::cardCornerRadius - 1, TovoTheme::cardCornerRadius - 1);
+    }
+}
+
+void StatusPanel::focusInEvent(QFocusEvent* event) {
+    QWidget::focusInEvent(event);
+    update();
+}
+
+void StatusPanel::focusOutEvent(QFocusEvent* event) {
+    QWidget::focusOutEvent(event);
+    update();
 }
 
 } // namespace tovo

@@ -15,7 +15,9 @@ namespace tovo {
 class WriteOutStatusView;
 
 /// The card in the middle of the window that says what is happening: one child
-/// view per kind of phase (ready, no disks, busy, blocked, success, failure).
+/// view per kind of phase (ready, no disks, busy, blocked, success, failure). Its
+/// accessible description is what the card says. It is no stop when tabbing, but
+/// holds the focus while Tovo works and the buttons have nothing to offer.
 class StatusPanel final : public QWidget {
     Q_OBJECT
 
@@ -29,6 +31,8 @@ public:
         std::vector<ReleaseAttempt> releaseAttempts;
         std::vector<BusyCause> busyCauses = {};
         std::vector<BusyCauseAttempt> causeAttempts = {};
+        /// False until the first listing of disks has answered.
+        bool hasListedDisks = true;
     };
 
     StatusPanel(const ProcessPresentation& presentation, BlockingProcessRow::Actions actions,
@@ -40,12 +44,16 @@ public:
     QWidget* currentView() const { return view_; }
     /// The blocked view while the phase is blocked, else null.
     BlockedStatusView* blockedView() const;
+    /// Its widgets that take the focus, top to bottom.
+    std::vector<QWidget*> focusOrder() const;
     /// What is still being written, under the card; hidden without a notice.
     void setWriteOut(const std::optional<WriteOutNotice>& notice);
     WriteOutStatusView* writeOutView() const { return writeOut_; }
 
 protected:
     void paintEvent(QPaintEvent* event) override;
+    void focusInEvent(QFocusEvent* event) override;
+    void focusOutEvent(QFocusEvent* event) override;
 
 private:
     QWidget* makeView(const StatusContent& content, const Inputs& inputs);

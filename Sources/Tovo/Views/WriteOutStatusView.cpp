@@ -1,5 +1,6 @@
 #include "Tovo/Views/WriteOutStatusView.hpp"
 
+#include "Tovo/Support/Qt/QtText.hpp"
 #include "Tovo/Support/Qt/QtTheme.hpp"
 
 #include <QEvent>
@@ -29,9 +30,9 @@ WriteOutStatusView::WriteOutStatusView(QWidget* parent)
 }
 
 void WriteOutStatusView::setNotice(const WriteOutNotice& notice) {
-    title_->setText(QString::fromStdString(notice.title));
-    detail_->setText(QString::fromStdString(notice.detail));
-    warning_->setText(QString::fromStdString(notice.warning));
+    QtText::setWrappedText(title_, QString::fromStdString(notice.title));
+    QtText::setWrappedText(detail_, QString::fromStdString(notice.detail));
+    QtText::setWrappedText(warning_, QString::fromStdString(notice.warning));
     setAccessibleDescription(QString::fromStdString(notice.detail + " " + notice.warning));
 }
 
@@ -47,7 +48,7 @@ void WriteOutStatusView::updateColors() {
     secondary.setColor(QPalette::WindowText, TovoTheme::textColor(TextColor::secondary, palette()));
     detail_->setPalette(secondary);
     QPalette caution = warning_->palette();
-    caution.setColor(QPalette::WindowText, TovoTheme::symbolColor(SymbolColor::orange, palette()));
+    caution.setColor(QPalette::WindowText, TovoTheme::textColor(TextColor::caution, palette()));
     warning_->setPalette(caution);
 }
 

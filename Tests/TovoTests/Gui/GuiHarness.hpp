@@ -5,6 +5,7 @@
 #include "Tovo/Views/ActionBar.hpp"
 #include "Tovo/Views/BlockedStatusView.hpp"
 #include "Tovo/Views/ContentView.hpp"
+#include "Tovo/Views/DisclosureButton.hpp"
 #include "Tovo/Views/DiskCard.hpp"
 #include "Tovo/Views/DiskSelectorView.hpp"
 #include "Tovo/Views/HeaderView.hpp"

@@ -27,7 +27,8 @@ TEST(DiskMenu, HoldsRefreshAndEjectWithTheirShortcutsAndNoNewWindow) {
     WindowHarness harness(DemoScenarioKind::ready);
     const QList<QAction*> menus = harness.window().menuBar()->actions();
     ASSERT_EQ(menus.size(), 1);
-    EXPECT_EQ(menus[0]->text(), QStringLiteral("Disk"));
+    EXPECT_EQ(menus[0]->text(), QStringLiteral("&Disk")) << "Alt+D opens it";
+    EXPECT_EQ(menus[0]->iconText(), QStringLiteral("Disk"));
     const QList<QAction*> items = harness.window().diskMenu()->actions();
     ASSERT_EQ(items.size(), 2);
     EXPECT_EQ(items[0], harness.window().refreshAction());

@@ -1,9 +1,12 @@
 #include "Tovo/Support/Qt/QtTheme.hpp"
 
+#include "Tovo/Support/Contrast.hpp"
 #include "Tovo/Support/Qt/WindowGlow.hpp"
 
 #include <QPainter>
 #include <QPainterPath>
+
+#include <vector>
 
 namespace tovo::TovoTheme {
 
@@ -12,6 +15,52 @@ namespace {
 constexpr double windowGlowOpacity = 0.14;
 constexpr double windowGlowInnerRadius = 20;
 constexpr double windowGlowOuterRadius = 360;
+constexpr double preferredSecondaryOpacity = 0.62;
+constexpr double neutralRowOpacity = 0.035;
+constexpr double restingDiskCardOpacity = 0.035;
+constexpr double selectedDiskCardOpacity = 0.13;
+constexpr double countBadgeOpacity = 0.08;
+
+Rgb rgb(const QColor& color) {
+    return {color.redF(), color.greenF(), color.blueF()};
+}
+
+QColor fromRgb(Rgb color) {
+    return QColor::fromRgbF(static_cast<float>(color.red), static_cast<float>(color.green),
+                            static_cast<float>(color.blue));
+}
+
+// A translucent colour over an opaque one.
+QColor over(const QColor& top, const QColor& bottom) {
+    return fromRgb(Contrast::over(rgb(top), top.alphaF(), rgb(bottom)));
+}
+
+std::vector<Rgb> surfaceColors(const QPalette& palette) {
+    std::vector<Rgb> backgrounds;
+    for (const Surface surface : allSurfaces) {
+        backgrounds.push_back(rgb(surfaceColor(surface, palette)));
+    }
+    return backgrounds;
+}
+
+double secondaryOpacity(const QPalette& palette) {
+    // Computed once per palette: labels ask for it by the dozen.
+    static QRgb cachedWindow = 0;
+    static QRgb cachedText = 0;
+    static QRgb cachedBase = 0;
+    static double cached = -1;
+    const QRgb window = palette.color(QPalette::Window).rgba();
+    const QRgb text = palette.color(QPalette::WindowText).rgba();
+    const QRgb base = palette.color(QPalette::Base).rgba();
+    if (cached < 0 || window != cachedWindow || text != cachedText || base != cachedBase) {
+        cached = Contrast::readableOpacity(rgb(palette.color(QPalette::WindowText)),
+                                           surfaceColors(palette), preferredSecondaryOpacity);
+        cachedWindow = window;
+        cachedText = text;
+        cachedBase = base;
+    }
+    return cached;
+}
 
 } // namespace
 
@@ -68,8 +117,90 @@ QColor symbolColor(SymbolColor color, const QPalette& palette) {
 }
 
 QColor textColor(TextColor color, const QPalette& palette) {
-    return color == TextColor::primary ? palette.color(QPalette::WindowText)
-                                       : primaryAt(palette, 0.62);
+    switch (color) {
+    case TextColor::primary:
+        return palette.color(QPalette::WindowText);
+    case TextColor::secondary:
+        return primaryAt(palette, secondaryOpacity(palette));
+    case TextColor::caution:
+        break;
+    }
+    return fromRgb(Contrast::readableTint(rgb(systemOrange(palette)),
+                                          rgb(palette.color(QPalette::WindowText)),
+                                          surfaceColors(palette)));
+}
+
+QColor cardFill(const QPalette& palette) {
+    // The translucent material: the base colour, letting the glow behind show through.
+    QColor fill = palette.color(QPalette::Base);
+    fill.setAlphaF(isDark(palette) ? 0.55F : 0.72F);
+    return fill;
+}
+
+QColor neutralRowFill(const QPalette& palette) {
+    return primaryAt(palette, neutralRowOpacity);
+}
+
+QColor restingDiskCardFill(const QPalette& palette) {
+    return primaryAt(palette, restingDiskCardOpacity);
+}
+
+QColor selectedDiskCardFill() {
+    QColor fill = accent();
+    fill.setAlphaF(static_cast<float>(selectedDiskCardOpacity));
+    return fill;
+}
+
+QColor countBadgeFill(const QPalette& palette) {
+    return primaryAt(palette, countBadgeOpacity);
+}
+
+QColor surfaceColor(Surface surface, const QPalette& palette) {
+    const QColor window = palette.color(QPalette::Window);
+    QColor glowing = accent();
+    glowing.setAlphaF(static_cast<float>(windowGlowOpacity));
+    const QColor glow = over(glowing, window);
+    const QColor card = over(cardFill(palette), glow);
+    switch (surface) {
+    case Surface::window:
+        return window;
+    case Surface::windowGlow:
+        return glow;
+    case Surface::card:
+        return card;
+    case Surface::neutralRow:
+        return over(neutralRowFill(palette), card);
+    case Surface::manualRow:
+        return over(manualBackground(palette), card);
+    case Surface::restingDiskCard: {
+        // Hovered, the tint doubles.
+        QColor hovered = restingDiskCardFill(palette);
+        hovered.setAlphaF(hovered.alphaF() * 2);
+        return over(hovered, glow);
+    }
+    case Surface::selectedDiskCard:
+        return over(selectedDiskCardFill(), glow);
+    case Surface::countBadge:
+        return over(countBadgeFill(palette), glow);
+    }
+    return window;
+}
+
+QColor labelOn(const QColor& fill) {
+    const Contrast::Label dark{rgb(actionLabel()), actionLabel().alphaF()};
+    const Contrast::Label light{{1, 1, 1}, 1};
+    const Contrast::Label chosen = Contrast::betterLabel(dark, light, rgb(fill));
+    QColor label = fromRgb(chosen.colour);
+    label.setAlphaF(static_cast<float>(chosen.opacity));
+    return label;
+}
+
+QColor destructiveFill() {
+    return {192, 28, 40};
+}
+
+QColor destructivePressedFill() {
+    return {160, 22, 34};
 }
 
 QColor primaryAt(const QPalette& palette, double opacity) {
@@ -108,10 +239,7 @@ void paintCard(QPainter& painter, const QRectF& rect, const QPalette& palette) {
     const QRectF outline = rect.adjusted(0.5, 0.5, -0.5, -0.5);
     QPainterPath path;
     path.addRoundedRect(outline, cardCornerRadius, cardCornerRadius);
-    // The translucent material: the base colour, letting the glow behind show through.
-    QColor fill = palette.color(QPalette::Base);
-    fill.setAlphaF(isDark(palette) ? 0.55F : 0.72F);
-    painter.fillPath(path, fill);
+    painter.fillPath(path, cardFill(palette));
     painter.setPen(QPen(primaryAt(palette, cardOutlineOpacity), 1.0));
     painter.drawPath(path);
     painter.restore();

@@ -22,7 +22,40 @@ QColor systemOrange(const QPalette& palette);
 /// The system orange at 10 %: the tint behind items the user must handle by hand.
 QColor manualBackground(const QPalette& palette);
 QColor symbolColor(SymbolColor color, const QPalette& palette);
+/// Primary text is the palette's; secondary text is the same colour made fainter,
+/// but never below 4.5:1 on any surface of the theme.
 QColor textColor(TextColor color, const QPalette& palette);
+
+/// What text is drawn on. Each is the opaque colour where it is hardest to read: the
+/// window's glow at its strongest shows through the translucent ones.
+enum class Surface {
+    window,
+    windowGlow,
+    card,
+    neutralRow,
+    manualRow,
+    restingDiskCard,
+    selectedDiskCard,
+    countBadge,
+};
+inline constexpr Surface allSurfaces[] = {
+    Surface::window,           Surface::windowGlow, Surface::card,
+    Surface::neutralRow,       Surface::manualRow,  Surface::restingDiskCard,
+    Surface::selectedDiskCard, Surface::countBadge};
+QColor surfaceColor(Surface surface, const QPalette& palette);
+/// The translucent base colour of cards, and the tints drawn over them.
+QColor cardFill(const QPalette& palette);
+QColor neutralRowFill(const QPalette& palette);
+QColor restingDiskCardFill(const QPalette& palette);
+QColor selectedDiskCardFill();
+QColor countBadgeFill(const QPalette& palette);
+
+/// The label on a filled button: the theme's dark label or white, whichever reads
+/// better on `fill`.
+QColor labelOn(const QColor& fill);
+/// The destructive button's fill, resting and pressed.
+QColor destructiveFill();
+QColor destructivePressedFill();
 /// The palette's text colour at `opacity`.
 QColor primaryAt(const QPalette& palette, double opacity);
 bool isDark(const QPalette& palette);

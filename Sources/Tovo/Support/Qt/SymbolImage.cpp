@@ -14,7 +14,19 @@ namespace {
 
 enum class Glyph { none, check, arrow, exclamation, cross, question };
 
-enum class Shape { disc, ring, shield, refresh, drive };
+enum class Shape {
+    disc,
+    ring,
+    shield,
+    refresh,
+    drive,
+    triangle,
+    octagon,
+    terminal,
+    application,
+    diskImage,
+    magnifier
+};
 
 struct DrawnSymbol {
     std::string_view symbol;
@@ -33,6 +45,14 @@ constexpr DrawnSymbol drawnSymbols[] = {
     {"exclamationmark.shield.fill", Glyph::exclamation, Shape::shield},
     {"externaldrive.fill", Glyph::none, Shape::drive},
     {"externaldrive.badge.questionmark", Glyph::question, Shape::drive},
+    {"exclamationmark.triangle.fill", Glyph::exclamation, Shape::triangle},
+    {"xmark.octagon.fill", Glyph::cross, Shape::octagon},
+    // What holds a disk: a shell, an application, a virtual machine (its disk
+    // image), the file indexer.
+    {"terminal.fill", Glyph::none, Shape::terminal},
+    {"app.fill", Glyph::none, Shape::application},
+    {"shippingbox.fill", Glyph::none, Shape::diskImage},
+    {"magnifyingglass", Glyph::none, Shape::magnifier},
 };
 
 const DrawnSymbol* drawnSymbol(std::string_view symbol) {
@@ -131,6 +151,98 @@ void drawDrive(QPainter& painter, const QRectF& box, const QColor& tint, Glyph b
     drawGlyph(painter, badge, badgeBox);
 }
 
+// A rounded window with a prompt and a cursor in it, cut out of the tint.
+void drawTerminal(QPainter& painter, const QRectF& box, const QColor& tint) {
+    const double s = box.width();
+    painter.setPen(Qt::NoPen);
+    painter.setBrush(tint);
+    painter.drawRoundedRect(QRectF(s * 0.08, s * 0.16, s * 0.84, s * 0.68), s * 0.12, s * 0.12);
+    painter.setCompositionMode(QPainter::CompositionMode_Clear);
+    QPen pen(Qt::black, std::max(1.2, s * 0.08), Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin);
+    painter.setPen(pen);
+    painter.setBrush(Qt::NoBrush);
+    QPainterPath prompt(QPointF(s * 0.24, s * 0.36));
+    prompt.lineTo(QPointF(s * 0.38, s * 0.50));
+    prompt.lineTo(QPointF(s * 0.24, s * 0.64));
+    painter.drawPath(prompt);
+    painter.drawLine(QPointF(s * 0.48, s * 0.64), QPointF(s * 0.72, s * 0.64));
+    painter.setCompositionMode(QPainter::CompositionMode_SourceOver);
+}
+
+// A rounded square with four tiles cut out: any application.
+void drawApplication(QPainter& painter, const QRectF& box, const QColor& tint) {
+    const double s = box.width();
+    painter.setPen(Qt::NoPen);
+    painter.setBrush(tint);
+    painter.drawRoundedRect(QRectF(s * 0.1, s * 0.1, s * 0.8, s * 0.8), s * 0.2, s * 0.2);
+    painter.setCompositionMode(QPainter::CompositionMode_Clear);
+    painter.setBrush(Qt::black);
+    for (const double x : {0.27, 0.53}) {
+        for (const double y : {0.27, 0.53}) {
+            painter.drawRoundedRect(QRectF(s * x, s * y, s * 0.2, s * 0.2), s * 0.05, s * 0.05);
+        }
+    }
+    painter.setCompositionMode(QPainter::CompositionMode_SourceOver);
+}
+
+// A sheet of paper with a folded corner, a disc on it: a disk image.
+void drawDiskImage(QPainter& painter, const QRectF& box, const QColor& tint) {
+    const double s = box.width();
+    QPainterPath sheet(QPointF(s * 0.18, s * 0.06));
+    sheet.lineTo(QPointF(s * 0.60, s * 0.06));
+    sheet.lineTo(QPointF(s * 0.82, s * 0.28));
+    sheet.lineTo(QPointF(s * 0.82, s * 0.94));
+    sheet.lineTo(QPointF(s * 0.18, s * 0.94));
+    sheet.closeSubpath();
+    painter.setPen(Qt::NoPen);
+    painter.setBrush(tint);
+    painter.drawPath(sheet);
+    painter.setCompositionMode(QPainter::CompositionMode_Clear);
+    painter.setBrush(Qt::black);
+    const QPointF centre(s * 0.5, s * 0.60);
+    painter.drawEllipse(centre, s * 0.22, s * 0.22);
+    painter.setCompositionMode(QPainter::CompositionMode_SourceOver);
+    painter.setBrush(tint);
+    painter.drawEllipse(centre, s * 0.16, s * 0.16);
+    painter.setCompositionMode(QPainter::CompositionMode_Clear);
+    painter.drawEllipse(centre, s * 0.05, s * 0.05);
+    painter.setCompositionMode(QPainter::CompositionMode_SourceOver);
+}
+
+void drawMagnifier(QPainter& painter, const QRectF& box, const QColor& tint) {
+    const double s = box.width();
+    painter.setPen(QPen(tint, std::max(1.4, s * 0.12), Qt::SolidLine, Qt::RoundCap));
+    painter.setBrush(Qt::NoBrush);
+    painter.drawEllipse(QPointF(s * 0.42, s * 0.42), s * 0.24, s * 0.24);
+    painter.drawLine(QPointF(s * 0.60, s * 0.60), QPointF(s * 0.86, s * 0.86));
+}
+
+QPainterPath octagonPath(const QRectF& box) {
+    const double s = box.width();
+    const double a = s * 0.06;
+    const double b = s * 0.33;
+    QPainterPath path(QPointF(b, a));
+    path.lineTo(QPointF(s - b, a));
+    path.lineTo(QPointF(s - a, b));
+    path.lineTo(QPointF(s - a, s - b));
+    path.lineTo(QPointF(s - b, s - a));
+    path.lineTo(QPointF(b, s - a));
+    path.lineTo(QPointF(a, s - b));
+    path.lineTo(QPointF(a, b));
+    path.closeSubpath();
+    return path;
+}
+
+QPainterPath trianglePath(const QRectF& box) {
+    const double s = box.width();
+    QPainterPath path;
+    path.moveTo(QPointF(s * 0.5, s * 0.08));
+    path.lineTo(QPointF(s * 0.95, s * 0.88));
+    path.lineTo(QPointF(s * 0.05, s * 0.88));
+    path.closeSubpath();
+    return path;
+}
+
 QPixmap drawn(Glyph glyph, Shape shape, int size, const QColor& tint, qreal scale) {
     QPixmap pixmap(QSize(size, size) * scale);
     pixmap.setDevicePixelRatio(scale);
@@ -155,6 +267,20 @@ QPixmap drawn(Glyph glyph, Shape shape, int size, const QColor& tint, qreal scal
         painter.drawPath(head);
     } else if (shape == Shape::drive) {
         drawDrive(painter, box, tint, glyph);
+    } else if (shape == Shape::terminal) {
+        drawTerminal(painter, box, tint);
+    } else if (shape == Shape::application) {
+        drawApplication(painter, box, tint);
+    } else if (shape == Shape::diskImage) {
+        drawDiskImage(painter, box, tint);
+    } else if (shape == Shape::magnifier) {
+        drawMagnifier(painter, box, tint);
+    } else if (shape == Shape::triangle || shape == Shape::octagon) {
+        painter.setPen(QPen(tint, size * 0.08, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
+        painter.setBrush(tint);
+        painter.drawPath(shape == Shape::triangle ? trianglePath(box) : octagonPath(box));
+        drawGlyph(painter, glyph,
+                  shape == Shape::triangle ? box.adjusted(0, size * 0.06, 0, size * 0.06) : box);
     } else if (shape == Shape::shield) {
         painter.setPen(Qt::NoPen);
         painter.setBrush(tint);

@@ -1,0 +1,152 @@
+#include "GuiHarness.hpp"
+#include "Tovo/Support/CrowdedSample.hpp"
+#include "Tovo/Views/FittedScrollArea.hpp"
+#include "Tovo/Views/SafeTovoConfirmationView.hpp"
+#include "Tovo/Views/SheetEntry.hpp"
+#include "Tovo/Views/StopProcessConfirmationView.hpp"
+
+#include <QLabel>
+#include <QScrollArea>
+#include <QScrollBar>
+
+namespace tovo::testing {
+namespace {
+
+// Every widget the window shows lies inside it: nothing reaches past the right edge,
+// where it could not be seen or clicked.
+void expectInsideTheWindow(ContentView& content) {
+    QWidget* viewport = content.scrollArea()->viewport();
+    for (QWidget* widget : content.column()->findChildren<QWidget*>()) {
+        if (!widget->isVisibleTo(content.column())) {
+            continue;
+        }
+        const QRect box(widget->mapTo(viewport, QPoint(0, 0)), widget->size());
+        EXPECT_GE(box.left(), 0) << widget->metaObject()->className();
+        EXPECT_LE(box.right(), viewport->width() - 1)
+            << widget->metaObject()->className() << " " << widget->accessibleName().toStdString();
+    }
+}
+
+void settle(WindowHarness& harness) {
+    harness.runUntil([] { return true; });
+}
+
+class LongNameLayout : public ::testing::TestWithParam<int> {};
+
+// A 66-character name without a space, four holders with long paths: at every width
+// the window allows, all of it stays within reach.
+TEST_P(LongNameLayout, NothingReachesPastTheWindowAtAnyWidthItAllows) {
+    WindowHarness harness(std::nullopt, CrowdedSample::serviceGraph);
+    harness.showAndList();
+    harness.window().resize(GetParam(), harness.window().height());
+    settle(harness);
+    expectInsideTheWindow(harness.content());
+
+    harness.click(harness.actionBar().primaryButton());
+    ASSERT_TRUE(harness.runUntilPhase<EjectionPhase::Blocked>());
+    for (BlockingProcessRow* row : harness.rows()) {
+        row->setExpanded(true);
+    }
+    settle(harness);
+    ASSERT_EQ(harness.rows().size(), 4U);
+    expectInsideTheWindow(harness.content());
+    EXPECT_TRUE(harness.actionBar().safeButton()->isVisible());
+    EXPECT_EQ(harness.actionBar().safeButton()->accessibleName().toStdString(),
+              std::string("Safely eject ") + CrowdedSample::diskName);
+}
+
+INSTANTIATE_TEST_SUITE_P(Widths, LongNameLayout, ::testing::Values(420, 440, 560));
+
+// A window manager may make the window larger than it asks to be: the column keeps
+// its width in the middle, over a background that fills the window.
+TEST(EnlargedWindow, CentresTheColumnOnABackgroundThatFillsIt) {
+    WindowHarness harness(DemoScenarioKind::ready);
+    harness.showAndList();
+    harness.window().setMaximumSize(QWIDGETSIZE_MAX, QWIDGETSIZE_MAX);
+    harness.window().resize(1000, 700);
+    settle(harness);
+    ContentView& content = harness.content();
+    EXPECT_EQ(content.width(), harness.window().width());
+    QWidget* column = content.column();
+    EXPECT_EQ(column->width(), 560);
+    const int left = column->mapTo(&content, QPoint(0, 0)).x();
+    const int right = content.width() - (left + column->width());
+    EXPECT_NEAR(left, right, 12); // a scroll bar may take its share on the right
+}
+
+// Opening a row in the review makes the sheet taller, up to the screen; past that
+// its list scrolls. Its header is never squeezed.
+void expectHeaderNotSqueezed(SheetFrame& sheet) {
+    for (QLabel* label : sheet.findChildren<QLabel*>()) {
+        if (!label->isVisibleTo(&sheet) || sheet.list()->isAncestorOf(label) ||
+            !label->wordWrap()) {
+            continue;
+        }
+        EXPECT_GE(label->height(), label->heightForWidth(label->width()))
+            << label->text().toStdString();
+    }
+}
+
+SafeTovoConfirmationView& openReview(WindowHarness& harness) {
+    harness.click(harness.actionBar().primaryButton());
+    EXPECT_TRUE(harness.runUntilPhase<EjectionPhase::Blocked>());
+    harness.click(harness.actionBar().safeButton());
+    settle(harness);
+    return *harness.content().tovoConfirmation();
+}
+
+TEST(ReleaseReview, GrowsWhenARowOpensAndKeepsItsHeaderWhole) {
+    WindowHarness harness(DemoScenarioKind::tovoable);
+    harness.showAndList();
+    SafeTovoConfirmationView& review = openReview(harness);
+    const int closed = review.height();
+    harness.click(review.entries().at(0)->disclosureButton());
+    settle(harness);
+    EXPECT_GT(review.height(), closed);
+    EXPECT_EQ(review.list()->verticalScrollBar()->maximum(), 0) << "it fits: nothing scrolls";
+    EXPECT_TRUE(review.entries().at(0)->details()->isVisible());
+    expectHeaderNotSqueezed(review);
+}
+
+TEST(ReleaseReview, StopsGrowingAtTheScreenAndScrollsItsListInstead) {
+    // The four holders twice over, under other pids: taller than any screen here.
+    auto holders = CrowdedSample::blockers();
+    for (auto copy : CrowdedSample::blockers()) {
+        copy.pid += 10000;
+        holders.push_back(std::move(copy));
+    }
+    WindowHarness harness(std::nullopt, [holders](Executor& executor) {
+        return CrowdedSample::serviceGraphWith(executor, holders);
+    });
+    harness.showAndList();
+    SafeTovoConfirmationView& review = openReview(harness);
+    ASSERT_EQ(review.entries().size(), 8U);
+    for (SheetEntry* entry : review.entries()) {
+        harness.click(entry->disclosureButton());
+    }
+    settle(harness);
+    EXPECT_EQ(review.height(), review.heightLimit());
+    EXPECT_GT(review.list()->verticalScrollBar()->maximum(), 0);
+    expectHeaderNotSqueezed(review);
+    EXPECT_TRUE(review.confirmButton()->isVisible());
+}
+
+// Sheets are exactly as large as their content, with no maximise button.
+TEST(Sheets, CannotBeResizedOrMaximised) {
+    WindowHarness harness(DemoScenarioKind::tovoable);
+    harness.showAndList();
+    const auto expectFixed = [](QDialog& sheet) {
+        EXPECT_EQ(sheet.minimumSize(), sheet.maximumSize());
+        EXPECT_FALSE(sheet.windowFlags().testFlag(Qt::WindowMaximizeButtonHint));
+    };
+    SafeTovoConfirmationView& review = openReview(harness);
+    expectFixed(review);
+    review.reject();
+    harness.click(harness.rows().at(0)->stopButton());
+    settle(harness);
+    ASSERT_NE(harness.content().stopConfirmation(), nullptr);
+    expectFixed(*harness.content().stopConfirmation());
+}
+
+} // namespace
+} // namespace tovo::testing
