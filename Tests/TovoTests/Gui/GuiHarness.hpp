@@ -29,13 +29,15 @@
 
 namespace tovo::testing {
 
-/// The one QApplication of the test process (offscreen), styled as the app is.
+/// The one QApplication of the test process (offscreen unless the test chose a
+/// platform and made one), styled as the app is.
 inline QApplication& guiApplication() {
     static int argc = 1;
     static char name[] = "TovoGuiTests";
     static char* argv[] = {name, nullptr};
     static QApplication* application = [] {
-        auto* created = new QApplication(argc, argv);
+        auto* existing = qobject_cast<QApplication*>(QCoreApplication::instance());
+        auto* created = existing != nullptr ? existing : new QApplication(argc, argv);
         TovoApp::prepareApplication(*created, {});
         return created;
     }();
@@ -131,18 +133,17 @@ private:
 };
 
 /// Collects what the window says to assistive technology. Each sentence is also
-/// checked to be the status panel's accessible description when it is raised.
-/// (Qt's offscreen platform has no accessibility backend, so an update handler
-/// would never be called there; the announcer's own signal is the tap.)
+/// checked to be the live region's text when it is raised. (Qt's offscreen platform
+/// has no accessibility bus, so the announcer's own signal is the tap; the bus itself
+/// is tested with a real listener among the integration tests.)
 class AnnouncementRecorder {
 public:
     explicit AnnouncementRecorder(ContentView& content) {
-        connection_ =
-            QObject::connect(&content.announcer(), &PhaseAnnouncer::announced,
-                             [this, &content](const QString& text) {
-                                 sentences.push_back(text.toStdString());
-                                 EXPECT_EQ(content.statusPanel()->accessibleDescription(), text);
-                             });
+        connection_ = QObject::connect(&content.announcer(), &PhaseAnnouncer::announced,
+                                       [this, &content](const QString& text) {
+                                           sentences.push_back(text.toStdString());
+                                           EXPECT_EQ(content.announcer().liveRegion().text(), text);
+                                       });
     }
     ~AnnouncementRecorder() { QObject::disconnect(connection_); }
 

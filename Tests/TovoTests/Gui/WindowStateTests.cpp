@@ -67,6 +67,20 @@ TEST(HeaderRefresh, IsEnabledExactlyWhenTheMenuItemIs) {
     expectSame();
 }
 
+// The status tells a screen reader what the card says now, not the last news.
+TEST(StatusDescription, FollowsTheCardAfterTheResultIsDismissed) {
+    WindowHarness harness(DemoScenarioKind::ready);
+    harness.showAndList();
+    harness.click(harness.actionBar().primaryButton());
+    ASSERT_TRUE(harness.runUntilPhase<EjectionPhase::Ejected>());
+    EXPECT_TRUE(harness.statusPanel().accessibleDescription().startsWith(
+        QStringLiteral("Ejected safely.")));
+    harness.click(harness.actionBar().primaryButton());
+    ASSERT_TRUE(harness.runUntilPhase<EjectionPhase::Ready>());
+    EXPECT_EQ(harness.statusPanel().accessibleDescription(),
+              QStringLiteral("Ready to eject. Tovo will try the system's normal eject first."));
+}
+
 // lsof's escapes are undone and shown as a person reads them.
 TEST(OpenFiles, ShowLsofEscapesAsReadableText) {
     WindowHarness harness(std::nullopt, CrowdedSample::serviceGraph);
