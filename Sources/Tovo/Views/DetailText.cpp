@@ -52,7 +52,9 @@ int DetailText::heightForWidth(int width) const {
         }
         layout.endLayout();
     }
-    return static_cast<int>(std::ceil(height)) + margins.top() + margins.bottom();
+    // One pixel more: the editor counts a last line that ends on its bottom edge as
+    // cut off, and would scroll.
+    return static_cast<int>(std::ceil(height)) + 1 + margins.top() + margins.bottom();
 }
 
 QSize DetailText::sizeHint() const {
