@@ -19,7 +19,9 @@ struct ToolScene : Scene {
     int signalErrno = 0;
 
     ToolScene()
-        : Scene("convert") {}
+        : Scene("convert") {
+        registry->route = QuitRoute::mediaPlayer; // not the default: the plan's route is used
+    }
     ExplicitProcessStopper stopper() {
         return ExplicitProcessStopper(
             executor, userID, ownPID, metadata, registry,
@@ -34,17 +36,29 @@ struct ToolScene : Scene {
             });
     }
 };
+using Arrange = std::function<void(ToolScene&)>;
+
+// An application whose quit request is answered with `outcome`.
+Arrange app(QuitRequestOutcome outcome = QuitRequestOutcome::sent) {
+    return [outcome](ToolScene& s) {
+        s.makeApplication();
+        s.registry->terminateOutcome = outcome;
+    };
+}
 
 const std::string writeWarning =
     "It has a file open for writing. Stopping it now can leave that file incomplete.";
+const std::string protectedText = "Tovo will not stop this protected process.";
 const std::string otherUserText =
     "This process belongs to the system or another user. Tovo cannot stop it.";
+const std::string unverifiedText =
+    "Tovo cannot verify this process identity, so it will not send a stop request.";
 const std::string sigtermText = "Tovo will send one stop request (SIGTERM) to convert. Most tools "
                                 "stop cleanly. Tovo never forces a kill.";
 
 struct PlanCase {
     std::string name;
-    std::function<void(ToolScene&)> arrange;
+    Arrange arrange;
     std::string processName;
     StopMethod method;
     std::string message;
@@ -62,6 +76,8 @@ TEST_P(StopPlan, FirstMatchingRuleWins) {
     EXPECT_TRUE(scene.signals.empty());
 }
 
+constexpr auto unavailable = StopMethod::unavailable;
+
 INSTANTIATE_TEST_SUITE_P(
     Rules, StopPlan,
     ::testing::Values(
@@ -71,34 +87,29 @@ INSTANTIATE_TEST_SUITE_P(
                      s.process.userID = 0;
                      s.process.startTime.reset();
                  },
-                 "convert", StopMethod::unavailable, "Tovo will not stop this protected process."},
-        PlanCase{"init", [](auto& s) { s.process.pid = 1; }, "convert", StopMethod::unavailable,
-                 "Tovo will not stop this protected process."},
+                 "convert", unavailable, protectedText},
+        PlanCase{"init", [](auto& s) { s.process.pid = 1; }, "convert", unavailable, protectedText},
         PlanCase{"otherUserBeforeIdentity",
                  [](auto& s) { s.process.userID = 0, s.process.startTime.reset(); }, "convert",
-                 StopMethod::unavailable, otherUserText},
+                 unavailable, otherUserText},
+        PlanCase{"userUnknown", [](auto& s) { s.process.userID.reset(); }, "convert", unavailable,
+                 otherUserText},
         PlanCase{"noStartTime", [](auto& s) { s.process.startTime.reset(); }, "convert",
-                 StopMethod::unavailable,
-                 "Tovo cannot verify this process identity, so it will not send a stop request."},
+                 unavailable, unverifiedText},
+        PlanCase{"noExecutable", [](auto& s) { s.process.executablePath.reset(); }, "convert",
+                 unavailable, unverifiedText},
         PlanCase{"systemHelperEvenAsApp",
-                 [](auto& s) {
-                     s.process.command = "nautilus";
-                     s.makeApplication("Files");
-                 },
-                 "Files", StopMethod::unavailable,
+                 [](auto& s) { s.process.command = "nautilus", s.makeApplication("Files"); },
+                 "Files", unavailable,
                  "This is part of the system. Close the file or wait for the system to finish."},
         PlanCase{"itself",
                  [](auto& s) {
                      s.makeApplication("Tovo");
                      s.application().bundleIdentifier = tovoApplicationID;
                  },
-                 "Tovo", StopMethod::unavailable, "Tovo will not stop itself."},
-        PlanCase{"appNoRouteReaches",
-                 [](auto& s) {
-                     s.makeApplication();
-                     s.registry->route.reset();
-                 },
-                 "Editor", StopMethod::unavailable, noQuitRouteMessage},
+                 "Tovo", unavailable, "Tovo will not stop itself."},
+        PlanCase{"appNoRouteReaches", [](auto& s) { app()(s), s.registry->route.reset(); },
+                 "Editor", unavailable, noQuitRouteMessage},
         // A background helper does not count as an app: it gets one SIGTERM, even with our id.
         PlanCase{"prohibitedIsAProcess",
                  [](auto& s) {
@@ -140,11 +151,11 @@ TEST(StopWarning, FirstMatchingCaution) {
 
 struct RequestCase {
     std::string name;
-    std::function<void(ToolScene&)> arrange;
+    Arrange arrange;
     ReleaseDisposition disposition;
     std::string message;
     bool signalled = false;
-    bool quitSent = false;
+    bool asked = false; ///< the registry was asked to send a quit request
 };
 
 class StopRequest : public ::testing::TestWithParam<RequestCase> {};
@@ -158,13 +169,13 @@ TEST_P(StopRequest, ActsOnceAfterTheIdentityCheck) {
     EXPECT_EQ(attempt.processName, scene.registry->applications.empty() ? "convert" : "Editor");
     EXPECT_EQ(attempt.disposition, c.disposition);
     EXPECT_EQ(attempt.message, c.message);
-    EXPECT_EQ(scene.signals, (c.signalled ? Signals{{pid, 15}} : Signals{}));
-    EXPECT_EQ(scene.registry->terminateRequests,
-              c.quitSent ? std::vector<std::int32_t>{pid} : std::vector<std::int32_t>{});
+    EXPECT_EQ(scene.signals, (c.signalled ? Signals{{pid, SIGTERM}} : Signals{}));
+    EXPECT_EQ(scene.registry->routesTaken,
+              c.asked ? std::vector{QuitRoute::mediaPlayer} : std::vector<QuitRoute>{});
 }
 
 // The signaler fails with `error`.
-std::function<void(ToolScene&)> failing(int error) {
+Arrange failing(int error) {
     return [error](ToolScene& s) {
         s.signalStatus = -1;
         s.signalErrno = error;
@@ -172,56 +183,52 @@ std::function<void(ToolScene&)> failing(int error) {
 }
 
 const std::string exitedText = "The process already exited.";
+const std::string appClosedText = "The app is already closed.";
+const std::string notSameAppText =
+    "Tovo could not verify that this is the same app. Nothing was sent.";
+constexpr auto failed = ReleaseDisposition::failed;
+constexpr auto alreadyClosed = ReleaseDisposition::alreadyClosed;
 
 INSTANTIATE_TEST_SUITE_P(
     Steps, StopRequest,
     ::testing::Values(
         RequestCase{"unavailable", [](auto& s) { s.process.userID = 0; },
                     ReleaseDisposition::needsManualAction, otherUserText},
-        RequestCase{"vanished", [](auto& s) { s.metadata->processes.clear(); },
-                    ReleaseDisposition::alreadyClosed, exitedText},
-        RequestCase{"reusedPid",
-                    [](auto& s) { s.metadata->processes.at(pid).startTime.microseconds = 1; },
-                    ReleaseDisposition::failed,
-                    "Tovo could not verify that this is the same process. Nothing was sent."},
+        RequestCase{"vanished", [](auto& s) { s.metadata->processes.clear(); }, alreadyClosed,
+                    exitedText},
+        RequestCase{
+            "reusedPid", [](auto& s) { s.metadata->processes.at(pid).startTime.microseconds = 1; },
+            failed, "Tovo could not verify that this is the same process. Nothing was sent."},
         RequestCase{"signalled", [](auto&) {}, ReleaseDisposition::requested,
                     "Tovo sent a stop request to convert.", true},
-        RequestCase{"notPermitted", failing(EPERM), ReleaseDisposition::failed,
+        RequestCase{"notPermitted", failing(EPERM), failed,
                     "The system did not allow Tovo to stop this process.", true},
-        RequestCase{"exitedMeanwhile", failing(ESRCH), ReleaseDisposition::alreadyClosed,
-                    exitedText, true},
-        RequestCase{"otherError", failing(EINVAL), ReleaseDisposition::failed,
+        RequestCase{"exitedMeanwhile", failing(ESRCH), alreadyClosed, exitedText, true},
+        RequestCase{"otherError", failing(EINVAL), failed,
                     "The stop request failed (error " + std::to_string(EINVAL) + ").", true},
-        RequestCase{"appQuit", [](auto& s) { s.makeApplication(); }, ReleaseDisposition::requested,
-                    "Tovo asked Editor to quit.", false, true},
+        RequestCase{"appQuit", app(), ReleaseDisposition::requested, "Tovo asked Editor to quit.",
+                    false, true},
         RequestCase{"appQuitMeanwhile",
-                    [](auto& s) { s.makeApplication(), s.registry->lookupsBeforeVanishing = 1; },
-                    ReleaseDisposition::alreadyClosed, "The app is no longer running."},
-        RequestCase{"appRefused",
-                    [](auto& s) {
-                        s.makeApplication();
-                        s.registry->terminateOutcome = QuitRequestOutcome::refused;
-                    },
-                    ReleaseDisposition::failed, "The app did not accept the quit request.", false,
-                    true},
-        RequestCase{"appWithoutProvenReceiver",
-                    [](auto& s) {
-                        s.makeApplication();
-                        s.registry->terminateOutcome = QuitRequestOutcome::noProvenRoute;
-                    },
-                    ReleaseDisposition::needsManualAction, noProvenQuitRouteMessage},
+                    [](auto& s) { app()(s), s.registry->lookupsBeforeVanishing = 1; },
+                    alreadyClosed, "The app is no longer running."},
+        RequestCase{"appAlreadyTerminated",
+                    [](auto& s) { app()(s), s.registry->terminated[pid] = true; }, alreadyClosed,
+                    appClosedText},
+        RequestCase{"appRefused", app(QuitRequestOutcome::refused), failed,
+                    "The app did not accept the quit request.", false, true},
+        RequestCase{"appWithoutProvenReceiver", app(QuitRequestOutcome::noProvenRoute),
+                    ReleaseDisposition::needsManualAction, noProvenQuitRouteMessage, false, true},
+        RequestCase{"appExitedBeforePin", app(QuitRequestOutcome::exited), alreadyClosed,
+                    appClosedText, false, true},
         RequestCase{"appReusedWhilePinned",
                     [](auto& s) {
-                        s.makeApplication();
+                        app()(s);
                         s.registry->onPin = [&s] { s.metadata->processes.at(pid).parentPID = 9; };
                     },
-                    ReleaseDisposition::failed,
-                    "Tovo could not verify that this is the same app. Nothing was sent."},
-        RequestCase{
-            "appReusedPid",
-            [](auto& s) { s.makeApplication(), s.metadata->processes.at(pid).parentPID = 1; },
-            ReleaseDisposition::failed,
-            "Tovo could not verify that this is the same app. Nothing was sent."}),
+                    failed, notSameAppText, false, true},
+        RequestCase{"appReusedPid",
+                    [](auto& s) { app()(s), s.metadata->processes.at(pid).parentPID = 1; }, failed,
+                    notSameAppText}),
     [](const auto& info) { return info.param.name; });
 
 } // namespace

@@ -14,6 +14,7 @@ struct EditorScene : Scene {
     EditorScene()
         : Scene("editor") {
         makeApplication();
+        registry->route = QuitRoute::mediaPlayer; // not the default: the plan's route is used
     }
     GracefulProcessReleaser releaser() {
         return GracefulProcessReleaser(executor, userID, ownPID, metadata, registry);
@@ -53,6 +54,7 @@ const std::string unverifiedText =
 const std::string shellText = "Change the terminal folder or close its window.";
 const std::string itselfText = "Tovo will not close itself.";
 const std::string quitText = "Tovo will ask this app to quit.";
+const std::string unprovenText = "Tovo cannot verify this app's process identity.";
 
 INSTANTIATE_TEST_SUITE_P(
     Rules, ReleasePlan,
@@ -62,6 +64,7 @@ INSTANTIATE_TEST_SUITE_P(
                  protectedText},
         PlanCase{"ownProcess", [](auto& s) { s.process.pid = Scene::ownPID; }, protectedText},
         PlanCase{"otherUser", [](auto& s) { s.process.userID = 0; }, otherUserText},
+        PlanCase{"userUnknown", [](auto& s) { s.process.userID.reset(); }, otherUserText},
         PlanCase{"systemDissent",
                  [](auto& s) {
                      s.process.isSystemDissent = true;
@@ -99,8 +102,8 @@ INSTANTIATE_TEST_SUITE_P(
         PlanCase{"unknownAccess",
                  [](auto& s) { s.process.openFiles.push_back(file("5", OpenAccess::unknown)); },
                  "Tovo cannot verify how this process uses the disk."},
-        PlanCase{"noStartTime", [](auto& s) { s.process.startTime.reset(); },
-                 "Tovo cannot verify this app's process identity."},
+        PlanCase{"noStartTime", [](auto& s) { s.process.startTime.reset(); }, unprovenText},
+        PlanCase{"noExecutable", [](auto& s) { s.process.executablePath.reset(); }, unprovenText},
         PlanCase{"commandInFolder",
                  [](auto& s) {
                      s.registry->applications.clear();
@@ -144,7 +147,7 @@ struct RequestCase {
     std::string processName;
     ReleaseDisposition disposition;
     std::string message;
-    bool quitSent;
+    bool asked; ///< the registry was asked to send a quit request
 };
 
 class ReleaseRequest : public ::testing::TestWithParam<RequestCase> {};
@@ -158,52 +161,45 @@ TEST_P(ReleaseRequest, ReportsOutcomeAndAsksAtMostOnce) {
     EXPECT_EQ(attempts[0].processName, GetParam().processName);
     EXPECT_EQ(attempts[0].disposition, GetParam().disposition);
     EXPECT_EQ(attempts[0].message, GetParam().message);
-    EXPECT_EQ(scene.registry->terminateRequests,
-              GetParam().quitSent ? std::vector<std::int32_t>{pid} : std::vector<std::int32_t>{});
+    EXPECT_EQ(scene.registry->routesTaken,
+              GetParam().asked ? std::vector{QuitRoute::mediaPlayer} : std::vector<QuitRoute>{});
 }
+
+// The registry answers a quit request with `outcome`.
+std::function<void(EditorScene&)> answers(QuitRequestOutcome outcome) {
+    return [outcome](EditorScene& s) { s.registry->terminateOutcome = outcome; };
+}
+
+const std::string notSameText = "Tovo could not verify that this is the same app.";
+constexpr auto manual = ReleaseDisposition::needsManualAction;
 
 INSTANTIATE_TEST_SUITE_P(
     Steps, ReleaseRequest,
     ::testing::Values(
-        RequestCase{"manualPlan", [](auto& s) { s.process.userID = 0; }, "editor",
-                    ReleaseDisposition::needsManualAction, otherUserText, false},
+        RequestCase{"manualPlan", [](auto& s) { s.process.userID = 0; }, "editor", manual,
+                    otherUserText, false},
         RequestCase{"reusedPid",
                     [](auto& s) { s.metadata->processes.at(pid).startTime.seconds += 60; },
-                    "editor", ReleaseDisposition::needsManualAction,
-                    "Tovo could not verify that this is the same app.", false},
+                    "editor", manual, notSameText, false},
         RequestCase{"leftMeanwhile", [](auto& s) { s.registry->lookupsBeforeVanishing = 1; },
-                    "editor", ReleaseDisposition::needsManualAction,
-                    "This is no longer a normal app. Close it yourself.", false},
+                    "editor", manual, "This is no longer a normal app. Close it yourself.", false},
         RequestCase{"quitMeanwhile", [](auto& s) { s.registry->terminated[pid] = true; }, "Editor",
                     ReleaseDisposition::alreadyClosed, "The app is already closed.", false},
         RequestCase{"accepted", [](auto&) {}, "Editor", ReleaseDisposition::requested,
                     "Tovo asked the app to quit.", true},
-        RequestCase{
-            "refused", [](auto& s) { s.registry->terminateOutcome = QuitRequestOutcome::refused; },
-            "editor", ReleaseDisposition::failed, "The app did not accept the quit request.", true},
+        RequestCase{"refused", answers(QuitRequestOutcome::refused), "editor",
+                    ReleaseDisposition::failed, "The app did not accept the quit request.", true},
         // Another process owns the app's bus name, and no window proves to be this one's.
-        RequestCase{
-            "noProvenReceiver",
-            [](auto& s) { s.registry->terminateOutcome = QuitRequestOutcome::noProvenRoute; },
-            "editor", ReleaseDisposition::needsManualAction, noProvenQuitRouteMessage, false},
+        RequestCase{"noProvenReceiver", answers(QuitRequestOutcome::noProvenRoute), "editor",
+                    manual, noProvenQuitRouteMessage, true},
         RequestCase{"reusedWhilePinned",
                     [](auto& s) {
                         s.registry->onPin = [&s] { s.metadata->processes.at(pid).parentPID = 9; };
                     },
-                    "editor", ReleaseDisposition::needsManualAction,
-                    "Tovo could not verify that this is the same app.", false},
-        RequestCase{"exitedBeforePin",
-                    [](auto& s) { s.registry->terminateOutcome = QuitRequestOutcome::exited; },
-                    "Editor", ReleaseDisposition::alreadyClosed, "The app is already closed.",
-                    false}),
+                    "editor", manual, notSameText, true},
+        RequestCase{"exitedBeforePin", answers(QuitRequestOutcome::exited), "Editor",
+                    ReleaseDisposition::alreadyClosed, "The app is already closed.", true}),
     [](const auto& info) { return info.param.name; });
-
-TEST(ReleaseRequestRoute, TheRequestTakesTheRouteThePlanFound) {
-    EditorScene scene;
-    scene.registry->route = QuitRoute::mediaPlayer;
-    scene.await(scene.releaser().requestRelease({scene.process}));
-    EXPECT_EQ(scene.registry->routesTaken, std::vector{QuitRoute::mediaPlayer});
-}
 
 TEST(ReleaseRequestList, OneAttemptPerBlockerInOrderAndEachPidAskedOnce) {
     EditorScene scene;
