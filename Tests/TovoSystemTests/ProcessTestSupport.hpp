@@ -75,6 +75,12 @@ inline std::optional<std::string> readText(const std::filesystem::path& path) {
     return std::string(std::istreambuf_iterator<char>(file), {});
 }
 
+/// Writes `text` to `path`, making its folders first.
+inline void writeText(const std::filesystem::path& path, const std::string& text) {
+    std::filesystem::create_directories(path.parent_path());
+    std::ofstream(path, std::ios::binary) << text;
+}
+
 /// Waits for a helper to write its pid into `pidFile`.
 inline pid_t awaitPidFile(const std::filesystem::path& pidFile) {
     std::optional<std::string> text;

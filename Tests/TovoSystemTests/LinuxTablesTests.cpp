@@ -1,0 +1,262 @@
+#include "TovoSystem/Linux/BlockDeviceUsage.hpp"
+#include "TovoSystem/Linux/DesktopEntry.hpp"
+#include "TovoSystem/Linux/MountInfo.hpp"
+#include "TovoSystem/Linux/ProcOpenFileScanner.hpp"
+#include "TovoSystem/Linux/SysfsBlockDevices.hpp"
+#include "TovoSystem/Linux/SystemdUnitName.hpp"
+#include "TovoSystem/Services/NameCollator.hpp"
+#include "TovoSystemTests/ProcessTestSupport.hpp"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <sys/sysmacros.h>
+
+// The kernel's, systemd's and the desktop's own tables, read from text and folders.
+namespace tovo {
+namespace {
+
+using testing::writeText;
+
+struct DecodeCase {
+    const char* label;
+    std::string field;
+    std::string expected;
+};
+
+class MountInfoDecodeTest : public ::testing::TestWithParam<DecodeCase> {};
+
+TEST_P(MountInfoDecodeTest, UndoesKernelEscapes) {
+    EXPECT_EQ(MountInfo::decode(GetParam().field), GetParam().expected);
+}
+
+std::string repeated(const std::string& text, std::size_t count) {
+    std::string result;
+    while (count-- > 0) {
+        result += text;
+    }
+    return result;
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Fields, MountInfoDecodeTest,
+    ::testing::Values(DecodeCase{"space_tab_newline", "/m/My\\040a\\011b\\012c", "/m/My a\tb\nc"},
+                      DecodeCase{"escaped_backslash_before_digits", "/m/\\134040", "/m/\\040"},
+                      DecodeCase{"lone_backslash_kept", "/m/a\\b", "/m/a\\b"},
+                      DecodeCase{"short_escape_at_end_kept", "/m/x\\04", "/m/x\\04"},
+                      DecodeCase{"non_octal_digit_kept", "/m/\\089", "/m/\\089"},
+                      DecodeCase{"value_above_a_byte_kept", "/m/\\777", "/m/\\777"},
+                      DecodeCase{"raw_invalid_utf8_bytes_pass", "/m/\xff\xfe", "/m/\xff\xfe"},
+                      DecodeCase{"escaped_high_byte", "/m/\\303\\251", "/m/\xc3\xa9"},
+                      DecodeCase{"four_thousand_bytes", repeated("/abcde\\040\\134", 500),
+                                 repeated("/abcde \\", 500)}),
+    [](const auto& info) { return std::string(info.param.label); });
+
+TEST(MountInfoParseTest, ReadsEveryFieldAroundTheOptionalOnesAndSkipsMalformedLines) {
+    const auto entries = MountInfo::parse(
+        "36 35 98:0 /mnt1 /mnt\\0402 rw,noatime master:1 shared:7 - ext3 /dev/root "
+        "rw,errors=remount-ro\n"
+        "37 35 8:17 / /media/u/USB ro,nosuid - vfat /dev/sdb1 rw,fmask=0022\n"
+        "\ngarbage\nx 1 8:1 / /a rw - ext4 /dev/a rw\n1 1 8 / /b rw - ext4 /dev/b rw\n"
+        "1 1 8:1 / /c rw shared:1\n1 1 8:1 / /d rw - ext4\n"
+        "38 35 8:18 / /media/u/B rw - vfat /dev/sdb2 ro");
+    ASSERT_EQ(entries.size(), 3u);
+    EXPECT_EQ(entries[0], (MountEntry{36, 35, 98, 0, "/mnt1", "/mnt 2", "rw,noatime", "ext3",
+                                      "/dev/root", "rw,errors=remount-ro"}));
+    EXPECT_FALSE(entries[0].isReadOnly());
+    EXPECT_TRUE(entries[1].isReadOnly());
+    EXPECT_EQ(entries[2].mountPoint, "/media/u/B");
+    EXPECT_TRUE(entries[2].isReadOnly()) << "from either option list";
+}
+
+TEST(ProcOpenFileScanner, ReadsFileMapsWithHexDevicesAndEscapedLineFeeds) {
+    using Mapping = ProcOpenFileScanner::Mapping;
+    const auto maps =
+        "55d0c8a00000-55d0c8a02000 r--p 00000000 fd:01 1835 /usr/bin/cat\n"
+        "7f0000000000-7f0000001000 rw-s 00000000 08:11 12                         "
+        "/media/user/DISK/a b\\012c (deleted)\n"
+        "7f0000002000-7f0000003000 rw-p 00000000 00:00 0                          [heap]\n"
+        "7f0000004000-7f0000005000 rw-p 00000000 00:00 0\n"
+        "garbage\n";
+    EXPECT_THAT(ProcOpenFileScanner::parseMaps(maps),
+                ::testing::ElementsAre(Mapping{253, 1, "/usr/bin/cat"},
+                                       Mapping{8, 17, "/media/user/DISK/a b\nc (deleted)"}));
+}
+
+TEST(SystemdUnitName, ParsesLauncherAndUnescapedId) {
+    using Unit = std::optional<SystemdAppUnit>;
+    const auto parse = &SystemdUnitName::parseAppUnit;
+    const std::string evince = "app-gnome-org.gnome.Evince-12345.scope";
+    EXPECT_EQ(parse(evince), (Unit{{evince, "gnome", "org.gnome.Evince"}}));
+    EXPECT_EQ(parse("app-org.kde.dolphin-a1B2c3.scope"),
+              (Unit{{"app-org.kde.dolphin-a1B2c3.scope", std::nullopt, "org.kde.dolphin"}}));
+    EXPECT_EQ(parse("app-gnome-firefox\\x2desr-999.scope")->applicationID, "firefox-esr");
+    EXPECT_EQ(parse("app-org.gnome.Evince@3f2a.service")->applicationID, "org.gnome.Evince");
+    EXPECT_EQ(parse("app-dbus-org.example.Mail.service")->launcher, "dbus");
+    // Not application units: a slice, a scope without its random part, bad escapes, no id.
+    for (const auto* unit :
+         {"app-org.gnome.Terminal.slice", "app-gnome-org.x.Y.scope", "app-gnome-org.x.Y-.scope",
+          "app-gnome-bad\\xZZ-1.scope", "app-gnome-cut\\x2-1.scope", "app-gnome-a\\x2fb-1.scope",
+          "app--x-1.scope", "app-.service", "session-2.scope"}) {
+        EXPECT_EQ(parse(unit), std::nullopt) << unit;
+    }
+}
+
+TEST(SystemdUnitName, FindsTheInnermostAppUnitOfACgroupFile) {
+    const std::string slice = "/user.slice/user-1000.slice/user@1000.service/app.slice/";
+    const auto mail = slice + "app-org.example.Mail@1.service";
+    const auto unitOf = [](const std::string& text) {
+        const auto unit = SystemdUnitName::appUnitOfCgroup(text);
+        return unit ? std::optional(unit->unitPath) : std::nullopt;
+    };
+    EXPECT_EQ(unitOf("0::" + slice + "app-gnome-x.Y-42.scope\n"), slice + "app-gnome-x.Y-42.scope");
+    EXPECT_EQ(unitOf("12:name=systemd:" + mail + "\n4:memory:/\n0::/\n"), mail);
+    EXPECT_EQ(unitOf("0::" + mail + "/worker\n"), mail);
+    EXPECT_EQ(unitOf("0::" + slice + "app-org.gnome.Terminal.slice/vte-spawn-0a1b.scope\n"),
+              std::nullopt);
+    EXPECT_EQ(unitOf("4:memory:" + slice + "app-gnome-x.Y-1.scope\n"), std::nullopt);
+    EXPECT_EQ(unitOf("garbage\n::\n0:\n\n"), std::nullopt);
+}
+
+// A disk with two partitions; an encrypted volume on the first carries an LVM
+// volume whose holder link points back at the disk.
+TEST(SysfsBlockDevicesTest, FamilyIsTheDiskItsPartitionsAndWhatIsBuiltOnThem) {
+    testing::TemporaryFolder sys;
+    const auto block = sys.path() / "class" / "block";
+    for (const auto* device : {"sdz 8:16", "sdz1 8:17", "sdz2 8:18", "dm-3 254:3", "dm-4 254:4",
+                               "sdy 8:0", "sdz/queue 0:0"}) { // a subfolder that is no partition
+        const std::string text = device;
+        writeText(block / text.substr(0, text.find(' ')) / "dev", text.substr(text.find(' ') + 1));
+    }
+    writeText(block / "sdz" / "diskseq", "41\n");
+    writeText(block / "sdz" / "sdz1" / "partition", "1\n");
+    writeText(block / "sdz" / "sdz2" / "partition", "2\n");
+    for (const auto* holder :
+         {"sdz/holders", "sdz1/holders/dm-3", "dm-3/holders/dm-4", "dm-4/holders/sdz"}) {
+        std::filesystem::create_directories(block / holder);
+    }
+
+    const SysfsBlockDevices sysfs(sys.path());
+    EXPECT_EQ(sysfs.family("sdz"), (std::vector<BlockDevice>{{"sdz", makedev(8, 16)},
+                                                             {"sdz1", makedev(8, 17)},
+                                                             {"sdz2", makedev(8, 18)},
+                                                             {"dm-3", makedev(254, 3)},
+                                                             {"dm-4", makedev(254, 4)}}));
+    EXPECT_EQ(sysfs.diskSequence("sdz"), 41u);
+    EXPECT_EQ(sysfs.diskSequence("sdy"), std::nullopt);
+    for (const auto* missing : {"sdq", "..", "sdz/sdz1"}) {
+        EXPECT_EQ(sysfs.deviceNumber(missing), std::nullopt) << missing;
+        EXPECT_TRUE(sysfs.family(missing).empty()) << missing;
+    }
+}
+
+// A /proc with ourselves (pid 10, namespace 1), a process sharing our namespace
+// (pid 20, never read) and a sandboxed "builder" in namespace 2 (pid 30).
+TEST(BlockDeviceUsageTest, FindsAMountHereFirstThenInAnotherNamespace) {
+    const std::string root = "20 1 8:2 / / rw - ext4 /dev/sda2 rw\n";
+    const std::string partition = "31 20 8:17 / /media/u/Z\\040Z rw - ext4 /dev/sdz1 rw\n";
+    const std::string sameMinorOtherMajor = "32 20 9:17 / /srv rw - ext4 /dev/md17 rw\n";
+    const auto usage = [](const std::string& ownMounts, const std::string& otherMounts) {
+        testing::TemporaryFolder proc;
+        for (const auto& [pid, space, mounts, command] :
+             {std::tuple{"10", "1", ownMounts, "tovo"}, std::tuple{"20", "1", otherMounts, "shell"},
+              std::tuple{"30", "2", otherMounts, "builder"}}) {
+            writeText(proc.path() / pid / "mountinfo", mounts);
+            writeText(proc.path() / pid / "comm", std::string(command) + "\n");
+            std::filesystem::create_directories(proc.path() / pid / "ns");
+            std::filesystem::create_symlink("mnt:[" + std::string(space) + "]",
+                                            proc.path() / pid / "ns" / "mnt");
+        }
+        std::filesystem::create_directory_symlink("10", proc.path() / "self");
+        return BlockDeviceUsage(proc.path())
+            .mount({{"sdz", makedev(8, 16)}, {"sdz1", makedev(8, 17)}});
+    };
+    EXPECT_EQ(usage(root, root + sameMinorOtherMajor), std::nullopt);
+    EXPECT_EQ(usage(root + partition, root),
+              (BlockDeviceUse{"sdz1", "/media/u/Z Z", false, std::nullopt, std::nullopt}));
+    EXPECT_EQ(usage(root, root + partition),
+              (BlockDeviceUse{"sdz1", "/media/u/Z Z", true, 30, "builder"}));
+}
+
+TEST(DesktopEntryLocale, NarrowestKeyFirstEncodingIgnored) {
+    using Keys = std::vector<std::string>;
+    EXPECT_EQ(DesktopEntry::localizedKeys("Name", "de_DE.UTF-8@euro"),
+              (Keys{"Name[de_DE@euro]", "Name[de_DE]", "Name[de@euro]", "Name[de]", "Name"}));
+    EXPECT_EQ(DesktopEntry::localizedKeys("Name", "C.UTF-8"), Keys{"Name"});
+}
+
+TEST(DesktopEntryParse, ReadsOnlyItsGroupWithEscapesAndFirstKeyWinning) {
+    const auto entry = DesktopEntry::parse(R"([Desktop Action new-window]
+Name[de]=Neues Fenster
+# a comment
+[Desktop Entry]
+Name = Text Editor
+Name[de]=Texteditor
+Name[de_AT]=Texteditor (AT)
+Comment=Edit\sfiles\\n\tquickly\q
+NoDisplay=true
+Name=Duplicate
+broken line without equals
+[Desktop Action quit]
+Name[fr]=Quitter
+)");
+    ASSERT_TRUE(entry);
+    EXPECT_EQ(entry->localizedValue("Name", "de_AT.UTF-8"), "Texteditor (AT)");
+    EXPECT_EQ(entry->localizedValue("Name", "de_CH.UTF-8"), "Texteditor");
+    EXPECT_EQ(entry->localizedValue("Name", "fr_FR"), "Text Editor"); // no leak from other groups
+    EXPECT_EQ(entry->value("Comment"), "Edit files\\n\tquickly\\q");
+    EXPECT_TRUE(entry->boolean("NoDisplay"));
+    EXPECT_FALSE(entry->boolean("Hidden"));
+    EXPECT_EQ(entry->value("broken line without equals"), std::nullopt);
+    EXPECT_EQ(DesktopEntry::parse("Name=Loose\n[Other]\nName=X\n"), std::nullopt);
+    const auto flatpak = DesktopEntry::parse("[Application]\nname=org.example.A\n", "Application");
+    ASSERT_TRUE(flatpak);
+    EXPECT_EQ(flatpak->value("name"), "org.example.A");
+}
+
+// Two data folders; ids map onto files directly or through sub-folders, and never
+// leave the applications folder.
+TEST(DesktopEntryLocate, FindsFlatAndFolderedFilesEarlierFoldersFirst) {
+    testing::TemporaryFolder folder;
+    for (const char* file :
+         {"first/applications/editor.desktop", "first/applications/kde/viewer.desktop",
+          "first/applications/kde/apps/player.desktop", "second/applications/editor.desktop",
+          "second/applications/games-chess.desktop", "second/applications/games/chess.desktop"}) {
+        writeText(folder.path() / file, "[Desktop Entry]\nName=x\n");
+    }
+    const auto locate = [&](std::string_view id) {
+        const auto found =
+            DesktopEntry::locate(id, {folder.path() / "first", folder.path() / "second"});
+        return found ? found->lexically_relative(folder.path()).string() : "none";
+    };
+    EXPECT_EQ(locate("editor"), "first/applications/editor.desktop");
+    EXPECT_EQ(locate("kde-viewer"), "first/applications/kde/viewer.desktop");
+    EXPECT_EQ(locate("kde-apps-player"), "first/applications/kde/apps/player.desktop");
+    EXPECT_EQ(locate("games-chess"), "second/applications/games-chess.desktop");
+    for (const char* id : {"", "kde/viewer", "../first/applications/editor", "kde-..-editor",
+                           ".hidden", "missing", "kde-missing"}) {
+        EXPECT_EQ(locate(id), "none") << id;
+    }
+}
+
+TEST(NameCollatorTest, SortsLikeAFileBrowserInTheUsersLocale) {
+    const NameCollator collator("en_US");
+    std::vector<std::string> names{"disk 10",           "Disk 2", "disk 1",  "Zeta",
+                                   "\xC3\xA9t\xC3\xA9", "apple",  "Apple 3", "e"};
+    std::stable_sort(names.begin(), names.end(),
+                     [&](const auto& a, const auto& b) { return collator.less(a, b); });
+    EXPECT_EQ(names, (std::vector<std::string>{"apple", "Apple 3", "disk 1", "Disk 2", "disk 10",
+                                               "e", "\xC3\xA9t\xC3\xA9", "Zeta"}));
+    EXPECT_EQ(collator.compare("STICK", "stick"), 0);
+    EXPECT_LT(collator.compare("a\xff", "b"), 0) << "invalid UTF-8 still compares";
+
+    ::setenv("LC_ALL", "sv_SE.UTF-8@euro", 1);
+    EXPECT_EQ(NameCollator::userLocale(), "sv_SE");
+    ::setenv("LC_ALL", "C", 1);
+    EXPECT_EQ(NameCollator::userLocale(), "");
+    ::unsetenv("LC_ALL");
+}
+
+} // namespace
+} // namespace tovo
