@@ -1,0 +1,486 @@
+#include "Support/TaskRunning.hpp"
+#include "TovoSystem/Services/CapacityPoolIdentifier.hpp"
+#include "TovoSystem/Services/DiskIdentityDeviceTree.hpp"
+#include "TovoSystem/Services/DiskIdentityResolver.hpp"
+#include "TovoSystem/Services/DiskIdentityWalk.hpp"
+#include "TovoSystem/Services/SystemVolumeProvider.hpp"
+
+#include <gtest/gtest.h>
+
+#include <cctype>
+#include <cstdio>
+#include <fstream>
+#include <functional>
+#include <map>
+#include <unistd.h>
+
+namespace tovo {
+namespace {
+
+using Properties = std::map<std::string, std::string>;
+
+/// A device tree written by the test. A node's parent is its nearest ancestor path
+/// that is a node, as in sysfs.
+class FakeDeviceTree final : public DeviceTree {
+public:
+    std::map<std::string, DeviceNode> nodes;    ///< by devPath
+    std::map<std::string, std::string> sources; ///< mount source -> devPath
+    std::map<std::string, std::vector<std::string>> slaveLinks;
+
+    /// Adds a node named by the last component of `devPath`; block devices get
+    /// 1,000,000 sectors, the source "/dev/<name>" and a device number as Linux
+    /// numbers them: "sdb1" 8:17, "loop0" 7:0, others 259:<n> in order of adding.
+    DeviceNode& add(const std::string& devPath, const std::string& subsystem,
+                    std::string devType = "", std::optional<std::uint64_t> diskSequence = {},
+                    Properties properties = {}) {
+        DeviceNode node;
+        node.devPath = devPath;
+        node.kernelName = devPath.substr(devPath.rfind('/') + 1);
+        node.subsystem = subsystem;
+        node.devType = std::move(devType);
+        node.diskSequence = diskSequence;
+        node.properties = std::move(properties);
+        if (node.isBlock()) {
+            node.sizeInSectors = 1'000'000;
+            sources["/dev/" + node.kernelName] = devPath;
+            char letter = 0;
+            unsigned number = 0;
+            const auto name = node.kernelName.c_str();
+            if (std::sscanf(name, "sd%c%u", &letter, &number) >= 1 && std::islower(letter)) {
+                node.major = 8, node.minor = 16 * unsigned(letter - 'a') + number;
+            } else if (std::sscanf(name, "loop%u", &number) == 1) {
+                node.major = 7, node.minor = number;
+            } else {
+                node.major = 259, node.minor = nextExtendedMinor_++;
+            }
+        }
+        return nodes[devPath] = std::move(node);
+    }
+    const DeviceNode& named(const std::string& source) const {
+        return nodes.at(sources.at(source));
+    }
+    /// A device built on others (dm, md), under /devices/virtual/block.
+    void addStacked(const std::string& name, std::vector<std::string> below) {
+        const auto devPath = "/devices/virtual/block/" + name;
+        add(devPath, "block", "disk", 900).slaveCount = below.size();
+        slaveLinks[devPath] = std::move(below);
+    }
+
+    std::optional<DeviceNode> blockDevice(unsigned major, unsigned minor) const override {
+        for (const auto& [path, node] : nodes) {
+            if (node.isBlock() && major != 0 && node.major == major && node.minor == minor) {
+                return node;
+            }
+        }
+        return std::nullopt;
+    }
+    std::optional<DeviceNode> blockDeviceOfSource(const std::string& source) const override {
+        const auto found = sources.find(source);
+        return found == sources.end() ? std::nullopt : std::optional(nodes.at(found->second));
+    }
+    std::optional<DeviceNode> parent(const DeviceNode& node) const override {
+        auto path = node.devPath;
+        for (auto slash = path.rfind('/'); slash != std::string::npos && slash != 0;
+             slash = path.rfind('/')) {
+            path.resize(slash);
+            if (const auto found = nodes.find(path); found != nodes.end()) {
+                return found->second;
+            }
+        }
+        return std::nullopt;
+    }
+    std::vector<DeviceNode> slaves(const DeviceNode& node) const override {
+        std::vector<DeviceNode> result;
+        if (const auto links = slaveLinks.find(node.devPath); links != slaveLinks.end()) {
+            for (const auto& path : links->second) {
+                result.push_back(nodes.at(path));
+            }
+        }
+        return result;
+    }
+
+private:
+    unsigned nextExtendedMinor_ = 0;
+};
+
+/// A whole disk of 2,000,000 sectors at `diskPath` with partitions "<diskPath>/<disk><n>".
+void addPartitionedDisk(FakeDeviceTree& tree, const std::string& diskPath,
+                        std::uint64_t diskSequence, bool removable, Properties diskProperties,
+                        const std::vector<Properties>& partitions) {
+    tree.add("/devices/pci0000:00", "pci");
+    auto& disk = tree.add(diskPath, "block", "disk", diskSequence, std::move(diskProperties));
+    disk.isRemovable = removable;
+    disk.sizeInSectors = 2'000'000;
+    for (std::size_t i = 0; i < partitions.size(); ++i) {
+        tree.add(diskPath + "/" + disk.kernelName + std::to_string(i + 1), "block", "partition",
+                 std::nullopt, partitions[i]);
+    }
+}
+
+/// A disk on USB with partitions: "/devices/.../usb2/<port>/.../block/<disk>/<disk><n>".
+void addUsbDisk(FakeDeviceTree& tree, const std::string& disk, std::uint64_t diskSequence,
+                bool removable, Properties diskProperties,
+                const std::vector<Properties>& partitions, const std::string& port = "2-1") {
+    const auto host = "/devices/pci0000:00/0000:00:14.0/usb2/" + port;
+    tree.add(host, "usb");
+    tree.add(host + "/" + port + ":1.0", "usb");
+    const auto scsi = host + "/" + port + ":1.0/host6/target6:0:0/6:0:0:0";
+    tree.add(scsi, "scsi");
+    addPartitionedDisk(tree, scsi + "/block/" + disk, diskSequence, removable,
+                       std::move(diskProperties), partitions);
+}
+
+void addInternalDisk(FakeDeviceTree& tree, const std::string& disk, std::uint64_t diskSequence,
+                     const std::vector<Properties>& partitions) {
+    const std::string ata = "/devices/pci0000:00/0000:00:17.0/ata1";
+    tree.add(ata, "ata");
+    addPartitionedDisk(tree, ata + "/host0/target0:0:0/0:0:0:0/block/" + disk, diskSequence, false,
+                       {{"ID_MODEL", "Internal_SSD"}}, partitions);
+}
+
+/// A loop device showing a file (a disk image), or a virtual device without one.
+void addLoopImage(FakeDeviceTree& tree, const std::string& loop, std::uint64_t diskSequence,
+                  Properties properties, bool hasBackingFile = true) {
+    auto& node = tree.add("/devices/virtual/block/" + loop, "block", "disk", diskSequence,
+                          std::move(properties));
+    node.sizeInSectors = 4096;
+    node.hasBackingFile = hasBackingFile;
+}
+
+Properties fileSystem(const std::string& uuid, const std::string& labelEncoded,
+                      const std::string& type = "ext4") {
+    Properties properties{{"ID_FS_UUID", uuid}, {"ID_FS_TYPE", type}};
+    if (!labelEncoded.empty()) {
+        properties["ID_FS_LABEL_ENC"] = labelEncoded;
+    }
+    return properties;
+}
+
+struct ResolveCase {
+    const char* label;
+    std::function<void(FakeDeviceTree&)> build;
+    std::string source;
+    std::string groupingID;
+    std::optional<std::uint64_t> attachmentID;
+    bool isVirtual;
+    std::string logicalWholeDisk;
+};
+
+class DiskIdentityResolveTest : public ::testing::TestWithParam<ResolveCase> {};
+
+TEST_P(DiskIdentityResolveTest, GroupsAndIdentifiesTheWholeDisk) {
+    const auto& c = GetParam();
+    FakeDeviceTree tree;
+    c.build(tree);
+    const auto resolved = DiskIdentityResolver(tree).resolve(tree.named(c.source)).resolved;
+    ASSERT_TRUE(resolved.identity);
+    EXPECT_EQ(resolved.identity->groupingID, c.groupingID);
+    EXPECT_EQ(resolved.identity->attachmentID, c.attachmentID);
+    EXPECT_EQ(resolved.isVirtual, c.isVirtual);
+    EXPECT_EQ(resolved.logicalWholeDiskIdentifier, c.logicalWholeDisk);
+}
+
+const std::string usbBlock = "/devices/pci0000:00/0000:00:14.0/usb2/";
+const std::string sdfPath = usbBlock + "2-1/2-1:1.0/host6/target6:0:0/6:0:0:0/block/sdf";
+const std::string sdgPath = usbBlock + "2-2/2-2:1.0/host6/target6:0:0/6:0:0:0/block/sdg";
+
+INSTANTIATE_TEST_SUITE_P(
+    Devices, DiskIdentityResolveTest,
+    ::testing::Values(ResolveCase{"external_interconnect_without_removable_flag",
+                                  [](auto& t) {
+                                      addUsbDisk(t, "sdc", 42, false, {}, {{}, {}});
+                                  },
+                                  "/dev/sdc2", "io:42", 42, false, "sdc"},
+                      ResolveCase{"internal_disk_groups_logically",
+                                  [](auto& t) {
+                                      addInternalDisk(t, "sda", 1, {{}, {}});
+                                  },
+                                  "/dev/sda2", "logical:sda", std::nullopt, false, "sda"},
+                      ResolveCase{"disk_image_by_backing_file",
+                                  [](auto& t) { addLoopImage(t, "loop0", 9, {}); }, "/dev/loop0",
+                                  "logical:loop0", std::nullopt, true, "loop0"},
+                      ResolveCase{"virtual_device_without_backing_file",
+                                  [](auto& t) { addLoopImage(t, "zram0", 10, {}, false); },
+                                  "/dev/zram0", "logical:zram0", std::nullopt, true, "zram0"},
+                      ResolveCase{"encrypted_volume_on_usb_resolves_through_its_slave",
+                                  [](auto& t) {
+                                      addUsbDisk(t, "sdf", 44, false, {}, {{}});
+                                      t.addStacked("dm-0", {sdfPath + "/sdf1"});
+                                  },
+                                  "/dev/dm-0", "io:44", 44, false, "sdf"},
+                      ResolveCase{"raid_over_two_disks_is_not_followed",
+                                  [](auto& t) {
+                                      addUsbDisk(t, "sdf", 45, true, {}, {});
+                                      addUsbDisk(t, "sdg", 46, true, {}, {}, "2-2");
+                                      t.addStacked("md0", {sdfPath, sdgPath});
+                                  },
+                                  "/dev/md0", "logical:md0", std::nullopt, false, "md0"}),
+    [](const auto& info) { return std::string(info.param.label); });
+
+TEST(DiskIdentityResolveTest, ReportsTheWholeDiskFacts) {
+    FakeDeviceTree tree;
+    addUsbDisk(tree, "sdb", 41, true,
+               {{"ID_PART_TABLE_UUID", "5f2c1e7a-01"},
+                {"ID_VENDOR_ENC", "SanDisk\\x20"},
+                {"ID_MODEL_ENC", "Cruzer\\x20Blade\\x20\\x20"}},
+               {fileSystem("AB12-CD34", "STICK\\x202", "vfat")});
+    const auto resolved = DiskIdentityResolver(tree).resolve(tree.named("/dev/sdb1"));
+    ASSERT_TRUE(resolved.resolved.identity);
+    EXPECT_EQ(*resolved.resolved.identity,
+              (WholeDiskIdentity{"io:41", 41, "5f2c1e7a-01", "sdb", "SanDisk Cruzer Blade",
+                                 2'000'000LL * 512}));
+    EXPECT_EQ(resolved.fileSystemUUID(), "AB12-CD34");
+    EXPECT_EQ(resolved.fileSystemLabel(), "STICK 2");
+    EXPECT_EQ(resolved.fileSystemType(), "vfat");
+    EXPECT_TRUE(resolved.isRemovable && resolved.isExternal);
+}
+
+TEST(DiskIdentityChoiceTest, BlankNamesFallThroughAndLogicalGroupingFallsBack) {
+    EXPECT_EQ(DiskIdentityChoice::deviceName({std::string(" \t\n"), std::string(" Model X ")}),
+              "Model X");
+    EXPECT_EQ(DiskIdentityChoice::deviceName({std::nullopt, std::string("  ")}), std::nullopt);
+    const WholeDiskDescription logical{"sdb", "TABLE-UUID", {std::string("Stick")}, 8192};
+    EXPECT_EQ(DiskIdentityChoice::choose(
+                  PhysicalIOMediaIdentity{7, std::nullopt, std::nullopt, std::nullopt}, logical),
+              (WholeDiskIdentity{"io:7", 7, std::nullopt, "sdb", "Stick", 8192}));
+    EXPECT_EQ(DiskIdentityChoice::choose(std::nullopt, logical)->groupingID, "logical:sdb");
+    EXPECT_EQ(DiskIdentityChoice::choose(std::nullopt, {std::nullopt, "U-1", {}, std::nullopt})
+                  ->groupingID,
+              "logical-media:U-1");
+    EXPECT_EQ(DiskIdentityChoice::choose(std::nullopt, {}), std::nullopt);
+}
+
+TEST(DiskIdentityWalkTest, TheHighestWholeDiskWinsAndFlagsStick) {
+    FakeDeviceTree tree;
+    std::vector<DeviceNode> chain{tree.add("/devices/virtual/block/dm-1", "block", "disk", 90),
+                                  tree.add("/devices/usb1/1-1", "usb"),
+                                  tree.add("/devices/pci/block/sdz", "block", "disk", 12),
+                                  tree.add("/devices/pci", "pci")};
+    chain[0].isRemovable = true;
+    const auto result = DiskIdentityWalk::scan(chain);
+    ASSERT_TRUE(result.scan.physicalMedia);
+    EXPECT_EQ(result.scan.physicalMedia->registryEntryID, 12u);
+    EXPECT_TRUE(result.scan.isVirtual) << "virtual seen low in the chain sticks";
+    EXPECT_TRUE(result.isExternal);
+    EXPECT_FALSE(result.isRemovable) << "removable is the winning candidate's own flag";
+
+    // Without a disk sequence, udev's initialisation time identifies the disk.
+    auto disk = tree.add("/devices/usb1/1-1/block/sdq", "block", "disk");
+    disk.isRemovable = true;
+    EXPECT_FALSE(DiskIdentityWalk::scan({disk}).scan.physicalMedia);
+    disk.initializedMicroseconds = 5'000'123;
+    EXPECT_EQ(DiskIdentityWalk::scan({disk}).scan.physicalMedia->registryEntryID, 5000123u);
+}
+
+constexpr const char* poolUUID = "8baf05a5-ed29-4c25-941b-b5a47f026a3c";
+
+class SystemVolumeProviderTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        addInternalDisk(tree, "sda", 1, {{}, fileSystem("ROOT-UUID", "root")});
+        addUsbDisk(tree, "sdb", 41, true, {{"ID_VENDOR", "SanDisk"}, {"ID_MODEL", "Cruzer"}},
+                   {fileSystem("P10", "Photos\\x2010"), fileSystem("P2", "Photos\\x202")});
+        addUsbDisk(tree, "sdc", 42, true, {},
+                   {fileSystem("B", "Beta", "exfat"), fileSystem("A", "alpha", "vfat")}, "2-2");
+        addUsbDisk(tree, "sdd", 43, false, {}, {fileSystem("K2", "Backup\\x202")}, "2-3");
+        addUsbDisk(tree, "sde", 44, false, {}, {fileSystem("K10", "Backup\\x2010")}, "2-4");
+        addUsbDisk(tree, "sdf", 45, true, {}, {fileSystem(poolUUID, "Pool", "btrfs")}, "2-5");
+        addLoopImage(tree, "loop0", 9, fileSystem("IMG", "Image"));
+    }
+    void TearDown() override { std::filesystem::remove(mountInfoPath); }
+
+    /// The disks listed over the system's mounts and `mounts`; none: no mount table.
+    std::vector<ExternalDisk> list(const std::optional<std::string>& mounts) {
+        if (mounts) {
+            std::ofstream(mountInfoPath, std::ios::binary) << systemMounts + *mounts;
+        }
+        auto shared = std::make_shared<FakeDeviceTree>(tree);
+        SystemVolumeProvider provider(
+            executor,
+            VolumeListingSources{
+                mountInfoPath, [shared] { return std::make_unique<FakeDeviceTree>(*shared); },
+                [](const std::filesystem::path& path) {
+                    return VolumeCapacity{1000 + std::int64_t(path.string().size()), 400};
+                },
+                "en_US",
+                [uuids = btrfsUUIDs](const MountEntry& mount) -> std::optional<std::string> {
+                    const auto found = uuids.find(mount.mountPoint);
+                    return found == uuids.end() ? std::nullopt : std::optional(found->second);
+                }});
+        return testing::runToEnd(executor, provider.mountedExternalDisks());
+    }
+
+    const std::string systemMounts = "22 27 0:21 / /proc rw,relatime - proc proc rw\n"
+                                     "27 1 8:2 / / rw,relatime - ext4 /dev/sda2 rw\n"
+                                     "30 27 0:27 / /tmp rw - tmpfs tmpfs rw\n"
+                                     "31 27 0:50 / /net/share rw - nfs4 server:/export rw\n"
+                                     "32 27 0:51 / /home/u/fuse rw - fuse.sshfs u@host:/ rw\n"
+                                     "33 27 7:0 / /media/u/Image ro - ext4 /dev/loop0 ro\n";
+    ManualExecutor executor;
+    FakeDeviceTree tree;
+    std::map<std::string, std::string> btrfsUUIDs; ///< what each btrfs mount says of itself
+    // One file per process: ctest runs tests of this suite side by side.
+    std::filesystem::path mountInfoPath = std::filesystem::path(::testing::TempDir()) /
+                                          ("tovo-mountinfo-" + std::to_string(::getpid()));
+};
+
+TEST_F(SystemVolumeProviderTest, ListsOnlyDetachableHardwareInFileBrowserOrder) {
+    const auto disks = list("40 27 8:17 / /media/u/Photos\\04010 rw - ext4 /dev/sdb1 rw\n"
+                            "41 27 8:18 / /media/u/Photos\\0402 rw - ext4 /dev/sdb2 rw\n"
+                            "42 27 8:33 / /media/u/Beta rw - exfat /dev/sdc1 rw\n"
+                            "43 27 8:34 / /media/u/alpha rw - vfat /dev/sdc2 rw\n"
+                            "44 27 8:49 / /media/u/Backup\\0402 ro,nosuid - ext4 /dev/sdd1 rw\n"
+                            "45 27 8:65 / /media/u/Backup\\04010 rw - ext4 /dev/sde1 rw\n");
+    ASSERT_EQ(disks.size(), 4u);
+    EXPECT_EQ(disks[0].displayName, "alpha + Beta");
+    EXPECT_EQ(disks[1].displayName + ", " + disks[2].displayName, "Backup 2, Backup 10");
+
+    const auto& stick = disks[3];
+    EXPECT_EQ(stick.displayName, "SanDisk Cruzer");
+    EXPECT_EQ(stick.id, "attachment:41");
+    ASSERT_EQ(stick.volumes.size(), 2u);
+    EXPECT_EQ(stick.volumes[0], (DiskVolume{"P2", "P2", std::nullopt, "Photos 2",
+                                            "/media/u/Photos 2", 1017, 400, "ext4", false}));
+    EXPECT_EQ(stick.volumes[1].name, "Photos 10");
+
+    EXPECT_EQ(disks[0].formatSummary(), "ExFAT + FAT");
+    EXPECT_TRUE(disks[1].volumes[0].isReadOnly && !disks[2].volumes[0].isReadOnly);
+}
+
+TEST_F(SystemVolumeProviderTest, SkipsVolumesWhoseDeviceVanishedAndCountsEachFileSystemOnce) {
+    const auto disks = list("40 27 8:17 /sub /mnt/bind rw - ext4 /dev/sdb1 rw\n"
+                            "41 27 8:17 / /media/u/Photos rw - ext4 /dev/sdb1 rw\n"
+                            "42 27 8:17 / /media/u/again rw - ext4 /dev/sdb1 rw\n"
+                            "43 27 8:97 / /media/u/gone rw - ext4 /dev/sdz1 rw\n");
+    ASSERT_EQ(disks.size(), 1u);
+    ASSERT_EQ(disks[0].volumes.size(), 1u);
+    EXPECT_EQ(disks[0].volumes[0].mountURL, "/media/u/Photos");
+    EXPECT_EQ(disks[0].displayName, "Photos 10") << "one volume: its own name, not the model";
+}
+
+TEST_F(SystemVolumeProviderTest, NothingMountedExternallyListsNothing) {
+    EXPECT_TRUE(list("").empty());
+    std::filesystem::remove(mountInfoPath);
+    EXPECT_TRUE(list(std::nullopt).empty()) << "an unreadable mount table lists nothing";
+}
+
+struct JoinCase {
+    const char* label;
+    std::string mount;                    ///< a mountinfo line from its device number on
+    std::optional<std::string> btrfsUUID; ///< what the mounted file system says
+    std::string joined;                   ///< "disk id: volume id"; empty: no volume
+};
+
+class SystemVolumeJoinTest : public SystemVolumeProviderTest,
+                             public ::testing::WithParamInterface<JoinCase> {};
+
+// Anyone can mount FUSE with any source text, and root a tmpfs: only the device
+// number, or for btrfs the file system's own UUID, ties a mount to a disk.
+TEST_P(SystemVolumeJoinTest, AMountJoinsOnlyTheDeviceItReallySitsOn) {
+    const auto& c = GetParam();
+    if (c.btrfsUUID) {
+        btrfsUUIDs["/media/u/m"] = *c.btrfsUUID;
+    }
+    std::string joined;
+    for (const auto& disk : list("40 27 " + c.mount + " rw\n")) {
+        for (const auto& volume : disk.volumes) {
+            joined += disk.id + ": " + volume.id;
+        }
+    }
+    EXPECT_EQ(joined, c.joined);
+}
+
+const std::string otherPool = "0e3c9a4d-1111-4c25-941b-b5a47f026a3c";
+
+INSTANTIATE_TEST_SUITE_P(
+    Mounts, SystemVolumeJoinTest,
+    ::testing::Values(
+        JoinCase{
+            "device_number", "8:17 / /media/u/m rw - ext4 /dev/sdb1", {}, "attachment:41: P10"},
+        JoinCase{"fuse_subtype_naming_the_partition",
+                 "0:61 / /media/u/m rw,nosuid - fuse.sshfs /dev/sdb1",
+                 {},
+                 ""},
+        JoinCase{"fuse_naming_the_partition", "0:62 / /media/u/m rw - fuse /dev/sdb1", {}, ""},
+        JoinCase{"tmpfs_naming_the_partition", "0:64 / /media/u/m rw - tmpfs /dev/sdb1", {}, ""},
+        JoinCase{"number_of_another_device_wins_over_the_text",
+                 "8:33 / /media/u/m rw - exfat /dev/sdb1",
+                 {},
+                 "attachment:42: B"},
+        JoinCase{"btrfs_whose_uuid_the_named_device_carries",
+                 "0:60 /@ /media/u/m rw - btrfs /dev/sdf1", poolUUID,
+                 std::string("attachment:45: ") + poolUUID},
+        JoinCase{"btrfs_with_another_uuid", "0:60 / /media/u/m rw - btrfs /dev/sdf1", otherPool,
+                 ""},
+        JoinCase{"btrfs_whose_uuid_cannot_be_read", "0:60 / /media/u/m rw - btrfs /dev/sdf1",
+                 std::nullopt, ""},
+        JoinCase{"btrfs_naming_a_device_that_is_not_btrfs",
+                 "0:60 / /media/u/m rw - btrfs /dev/sdb1", "P10", ""},
+        JoinCase{"fuse_calling_itself_btrfs", "0:63 / /media/u/m rw - fuse.btrfs /dev/sdf1",
+                 poolUUID, ""}),
+    [](const auto& info) { return std::string(info.param.label); });
+
+/// The field as the kernel writes it: space, tab, newline and backslash in octal.
+std::string mountInfoField(const std::string& path) {
+    std::string field;
+    for (const char c : path) {
+        if (c == ' ' || c == '\t' || c == '\n' || c == '\\') {
+            char octal[5];
+            std::snprintf(octal, sizeof octal, "\\%03o", static_cast<unsigned char>(c));
+            field += octal;
+        } else {
+            field += c;
+        }
+    }
+    return field;
+}
+
+struct HostileNameCase {
+    const char* label;
+    std::string mountPoint;
+    std::string labelEncoded; ///< udev's ID_FS_LABEL_ENC; empty: none
+    std::string name;
+};
+
+class SystemVolumeNameTest : public SystemVolumeProviderTest,
+                             public ::testing::WithParamInterface<HostileNameCase> {};
+
+TEST_P(SystemVolumeNameTest, NamesAreDecodedLossilyAndMountPathsKeptExact) {
+    const auto& c = GetParam();
+    auto& properties = tree.nodes.at(tree.sources.at("/dev/sde1")).properties;
+    properties.erase("ID_FS_UUID");
+    properties.erase("ID_FS_LABEL_ENC");
+    if (!c.labelEncoded.empty()) {
+        properties["ID_FS_LABEL_ENC"] = c.labelEncoded;
+    }
+    const auto disks =
+        list("45 27 8:65 / " + mountInfoField(c.mountPoint) + " rw - ext4 /dev/sde1 rw\n");
+    ASSERT_EQ(disks.size(), 1u);
+    ASSERT_EQ(disks[0].volumes.size(), 1u);
+    EXPECT_EQ(disks[0].displayName, c.name);
+    EXPECT_EQ(disks[0].volumes[0].mountURL, c.mountPoint);
+    EXPECT_EQ(disks[0].volumes[0].id, c.mountPoint) << "no UUID: the mount path";
+    EXPECT_EQ(disks[0].volumes[0].volumeUUID, std::nullopt);
+}
+
+const std::string longFolder = "/media/u/" + std::string(3800, 'd') + "/";
+
+INSTANTIATE_TEST_SUITE_P(
+    Paths, SystemVolumeNameTest,
+    ::testing::Values(
+        HostileNameCase{"escaped_characters", "/media/u/a b\tc\nd\\e", "", "a b\tc\nd\\e"},
+        HostileNameCase{"invalid_utf8", "/media/u/\xff\xc3x", "", "\xEF\xBF\xBD\xEF\xBF\xBDx"},
+        HostileNameCase{"four_thousand_bytes", longFolder + std::string(188, 'n') + " \xff", "",
+                        std::string(188, 'n') + " \xEF\xBF\xBD"},
+        HostileNameCase{"label_with_invalid_utf8", "/media/u/x", "Bad\\xff", "Bad\xEF\xBF\xBD"}),
+    [](const auto& info) { return std::string(info.param.label); });
+
+TEST(CapacityPoolIdentifierTest, PoolsOnlyApfsVolumesByContainer) {
+    EXPECT_EQ(CapacityPoolIdentifier::make(std::nullopt, "disk4", "io:77"), std::nullopt);
+    EXPECT_EQ(CapacityPoolIdentifier::make("exfat", "disk4", "io:77"), std::nullopt);
+    EXPECT_EQ(CapacityPoolIdentifier::make(" APFS\n", "disk4", "io:77"), "apfs:disk4");
+    EXPECT_EQ(CapacityPoolIdentifier::make("apfs", std::nullopt, "io:77"), "apfs:io:77");
+}
+
+} // namespace
+} // namespace tovo
