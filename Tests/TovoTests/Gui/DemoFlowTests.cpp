@@ -1,119 +1,251 @@
+// The demo scenarios end to end in the window, by mouse, keyboard and menu.
 #include "GuiHarness.hpp"
+#include "Tovo/Support/MenuPresentation.hpp"
 #include "Tovo/Views/SafeTovoConfirmationView.hpp"
 #include "Tovo/Views/StopProcessConfirmationView.hpp"
 
-#include <QToolButton>
+#include <QAction>
+#include <QLabel>
+#include <QMenu>
+#include <QMenuBar>
 #include <gmock/gmock.h>
 
 namespace tovo::testing {
 namespace {
 
+using ::testing::Each;
 using ::testing::ElementsAre;
+using ::testing::ElementsAreArray;
 
-TEST(DemoFlow, TovoableRunReviewsAndEjectsThroughTheSheet) {
-    WindowHarness harness(DemoScenarioKind::tovoable);
-    harness.showAndList();
-    EXPECT_TRUE(harness.actionBar().primaryButton()->isProminent());
-
-    harness.click(harness.actionBar().primaryButton());
-    ASSERT_TRUE(harness.runUntilPhase<EjectionPhase::Blocked>());
-    // With something Tovo may quit, the review is the recommended way on.
-    EXPECT_TRUE(harness.actionBar().safeButton()->isProminent());
-    EXPECT_FALSE(harness.actionBar().primaryButton()->isProminent());
-    const auto rows = harness.rows();
-    ASSERT_EQ(rows.size(), 1U);
-    EXPECT_EQ(rows[0]->accessibleName(), QStringLiteral("Preview"));
-
-    // Open files stay behind the disclosure until asked for.
-    EXPECT_FALSE(rows[0]->details()->isVisible());
-    harness.click(rows[0]->disclosureButton());
-    EXPECT_TRUE(rows[0]->details()->isVisible());
-
-    harness.click(harness.actionBar().safeButton());
-    SafeTovoConfirmationView* review = harness.content().tovoConfirmation();
-    ASSERT_NE(review, nullptr);
-    EXPECT_TRUE(review->isVisible());
-    EXPECT_EQ(review->windowModality(), Qt::WindowModal);
-    EXPECT_EQ(review->content().eligibleCount, 1U);
-
-    harness.click(review->confirmButton());
-    ASSERT_TRUE(harness.runUntilPhase<EjectionPhase::Ejected>());
-    EXPECT_EQ(harness.content().tovoConfirmation(), nullptr);
-    ASSERT_TRUE(harness.statusPanel().content().has_value());
-    EXPECT_EQ(harness.statusPanel().content()->kind, StatusViewKind::success);
-    EXPECT_EQ(harness.statusPanel().content()->title, "Ejected safely");
-
-    harness.click(harness.actionBar().primaryButton());
-    EXPECT_TRUE(harness.runUntilPhase<EjectionPhase::Ready>());
-}
-
-TEST(DemoFlow, BlockedRunOffersNoReleaseButStopsTheVirtualMachine) {
-    WindowHarness harness(DemoScenarioKind::blocked);
-    harness.showAndList();
-    AnnouncementRecorder announcements(harness.content());
-
-    harness.click(harness.actionBar().primaryButton());
-    ASSERT_TRUE(harness.runUntilPhase<EjectionPhase::Blocked>());
-    EXPECT_TRUE(harness.actionBar().primaryButton()->isProminent());
-    EXPECT_FALSE(harness.actionBar().safeButton()->isProminent());
-
-    harness.click(harness.actionBar().safeButton());
-    SafeTovoConfirmationView* review = harness.content().tovoConfirmation();
-    ASSERT_NE(review, nullptr);
-    EXPECT_EQ(review->content().eligibleCount, 0U);
-    EXPECT_FALSE(review->confirmButton()->isProminent());
-    EXPECT_EQ(review->cancelButton(), nullptr);
-    harness.click(review->confirmButton()); // the only button: it closes
-    ASSERT_TRUE(harness.runUntil([&] { return harness.content().tovoConfirmation() == nullptr; }));
-    EXPECT_TRUE(harness.workflow().phase().is<EjectionPhase::Blocked>());
-    EXPECT_TRUE(harness.workflow().releaseAttempts().empty());
-
-    const auto rows = harness.rows();
-    ASSERT_EQ(rows.size(), 1U);
-    EXPECT_EQ(rows[0]->accessibleName(), QStringLiteral("Virtual Machine"));
-    harness.click(rows[0]->stopButton());
-    StopProcessConfirmationView* stop = harness.content().stopConfirmation();
-    ASSERT_NE(stop, nullptr);
-    EXPECT_EQ(harness.content().stopCandidate()->pid, 90294);
-    harness.click(stop->confirmButton());
-    ASSERT_TRUE(harness.runUntilPhase<EjectionPhase::Ejected>());
-    EXPECT_FALSE(harness.content().stopCandidate().has_value());
-
-    EXPECT_THAT(
-        announcements.sentences,
-        ::testing::IsSupersetOf({"Checking the disk.", "The disk is still in use.",
-                                 "Stopping Virtual Machine.", "345-BACKUP ejected safely."}));
-}
-
-TEST(DemoFlow, ReadyRunEjectsWithOneClickAndAnnouncesEachStep) {
+TEST(DemoFlow, ReadyDiskEjectsFromTheKeyboardAndEachStepIsAnnounced) {
     WindowHarness harness(DemoScenarioKind::ready);
     harness.showAndList();
     AnnouncementRecorder announcements(harness.content());
-    // Listing the disks is no phase change: nothing is said on first display.
-    EXPECT_TRUE(announcements.sentences.empty());
+    QAbstractButton* headerRefresh = harness.content().header()->refreshButton();
+    // It does what the menu's does: on the success screen, nothing.
+    const auto refreshFollowsTheMenu = [&] {
+        EXPECT_EQ(headerRefresh->isEnabled(), harness.window().refreshAction()->isEnabled())
+            << harness.workflow().phase().caseName();
+    };
+    QLabel* badge = harness.content().header()->demoBadge();
+    ASSERT_NE(badge, nullptr);
+    EXPECT_TRUE(badge->isVisible());
+    EXPECT_EQ(badge->text(), QStringLiteral("Demo"));
+    refreshFollowsTheMenu();
 
-    harness.click(harness.actionBar().primaryButton());
+    activate(harness.window());
+    EXPECT_EQ(QApplication::focusWidget(), harness.actionBar().primaryButton());
+    QTest::keyClick(QApplication::focusWidget(), Qt::Key_Return);
     ASSERT_TRUE(harness.runUntilPhase<EjectionPhase::Ejected>());
+    // Listing the disks is no phase change: nothing was said before the eject.
     EXPECT_THAT(announcements.sentences,
                 ElementsAre("Checking the disk.", "345-BACKUP ejected safely."));
+    EXPECT_TRUE(harness.statusPanel().accessibleDescription().startsWith(
+        QStringLiteral("Ejected safely.")));
+    EXPECT_FALSE(headerRefresh->isEnabled());
+    refreshFollowsTheMenu();
+
+    // The status describes what the card says now, not the last news.
+    harness.click(harness.actionBar().primaryButton());
+    ASSERT_TRUE(harness.runUntilPhase<EjectionPhase::Ready>());
+    EXPECT_EQ(harness.workflow().disks().size(), 1U) << "listed again";
+    EXPECT_EQ(harness.statusPanel().accessibleDescription(),
+              QStringLiteral("Ready to eject. Tovo will try the system's normal eject first."));
+    refreshFollowsTheMenu();
+
+    QTest::keyClick(&harness.window(), Qt::Key_Q, Qt::ControlModifier);
+    EXPECT_TRUE(harness.runUntil([&] { return !harness.window().isVisible(); }));
 }
 
-TEST(DemoFlow, BusyWindowDisablesTheDiskCardsAndTheRefreshButton) {
+TEST(DemoFlow, TovoableAppIsReviewedAskedToQuitAndTheDiskEjects) {
     WindowHarness harness(DemoScenarioKind::tovoable);
+    MainWindow& window = harness.window();
+    const auto menuFollowsThePhase = [&] {
+        const EjectionPhase& phase = harness.workflow().phase();
+        const auto disk = harness.workflow().selectedDisk();
+        EXPECT_EQ(window.ejectAction()->text().toStdString(),
+                  MenuPresentation::ejectCommandTitle(phase, disk))
+            << phase.caseName();
+        EXPECT_EQ(window.ejectAction()->isEnabled(),
+                  MenuPresentation::isEjectCommandEnabled(phase, disk))
+            << phase.caseName();
+        EXPECT_EQ(window.refreshAction()->isEnabled(),
+                  MenuPresentation::isRefreshCommandEnabled(phase))
+            << phase.caseName();
+    };
+    const QList<QAction*> menus = window.menuBar()->actions();
+    ASSERT_EQ(menus.size(), 1) << "no New Window";
+    EXPECT_EQ(menus[0]->text(), QStringLiteral("&Disk")) << "Alt+D opens it";
+    EXPECT_EQ(window.diskMenu()->actions(),
+              (QList<QAction*>{window.refreshAction(), window.ejectAction()}));
+    EXPECT_EQ(window.refreshAction()->text(), QStringLiteral("Refresh Disks"));
+    EXPECT_EQ(window.refreshAction()->shortcut(), QKeySequence(QStringLiteral("Ctrl+R")));
+    EXPECT_EQ(window.ejectAction()->shortcut(), QKeySequence(QStringLiteral("Ctrl+E")));
+    EXPECT_EQ(window.windowTitle(), QStringLiteral("Tovo"));
+    menuFollowsThePhase(); // before the first listing: no disk, "Eject Disk", off
+    EXPECT_FALSE(window.ejectAction()->isEnabled());
+
     harness.showAndList();
-    harness.click(harness.actionBar().primaryButton());
+    menuFollowsThePhase();
+    EXPECT_EQ(window.ejectAction()->text(), QStringLiteral("Eject 345-BACKUP"));
+    EXPECT_TRUE(harness.actionBar().primaryButton()->isProminent());
+    QTest::keyClick(&window, Qt::Key_E, Qt::ControlModifier);
     ASSERT_TRUE(harness.runUntilPhase<EjectionPhase::Blocked>());
+    menuFollowsThePhase();
+    EXPECT_EQ(window.ejectAction()->text(), QStringLiteral("Check Again"));
+    // With something Tovo may quit, the review is the recommended way on.
+    EXPECT_TRUE(harness.actionBar().safeButton()->isProminent());
+    EXPECT_FALSE(harness.actionBar().primaryButton()->isProminent());
+    ASSERT_EQ(harness.rows().size(), 1U);
+    BlockingProcessRow* row = harness.rows()[0];
+    EXPECT_EQ(row->accessibleName(), QStringLiteral("Preview"));
+
+    // Tab walks the screen from top to bottom, and round again.
+    activate(window);
+    const std::vector<QWidget*> screen{harness.content().header()->refreshButton(),
+                                       harness.content().diskSelector()->cards().at(0),
+                                       row->disclosureButton(),
+                                       row->stopButton(),
+                                       harness.actionBar().safeButton(),
+                                       harness.actionBar().primaryButton(),
+                                       harness.content().header()->refreshButton()};
+    screen.front()->setFocus(Qt::TabFocusReason);
+    std::vector<QWidget*> visited{QApplication::focusWidget()};
+    while (visited.size() < screen.size()) {
+        QTest::keyClick(QApplication::focusWidget(), Qt::Key_Tab);
+        visited.push_back(QApplication::focusWidget());
+    }
+    EXPECT_THAT(visited, ElementsAreArray(screen));
+
+    // Open files stay behind the disclosure until asked for.
+    EXPECT_FALSE(row->details()->isVisible());
+    harness.click(row->disclosureButton());
+    EXPECT_TRUE(row->details()->isVisible());
+
     harness.click(harness.actionBar().safeButton());
-    harness.click(harness.content().tovoConfirmation()->confirmButton());
+    SafeTovoConfirmationView* review = harness.content().tovoConfirmation();
+    ASSERT_NE(review, nullptr);
+    EXPECT_EQ(review->windowModality(), Qt::WindowModal);
+    EXPECT_EQ(review->content().eligibleCount, 1U);
+    activate(*review);
+    EXPECT_EQ(review->focusWidget(), review->confirmButton());
+    EXPECT_TRUE(review->confirmButton()->isDefault());
+    harness.click(review->confirmButton());
 
     // The release waits on the settle delay, which only moves when the test says so.
     ASSERT_TRUE(harness.runUntil([&] { return harness.clock().sleeperCount() > 0; }, false));
     EXPECT_TRUE(harness.workflow().phase().isBusy());
     EXPECT_FALSE(harness.content().header()->refreshButton()->isEnabled());
     EXPECT_FALSE(harness.actionBar().primaryButton()->isEnabled());
-    EXPECT_FALSE(harness.window().refreshAction()->isEnabled());
-    EXPECT_FALSE(harness.window().ejectAction()->isEnabled());
+    menuFollowsThePhase();
     ASSERT_TRUE(harness.runUntilPhase<EjectionPhase::Ejected>());
+    EXPECT_EQ(harness.content().tovoConfirmation(), nullptr);
+    EXPECT_EQ(harness.statusPanel().content()->kind, StatusViewKind::success);
+    EXPECT_EQ(harness.statusPanel().content()->title, "Ejected safely");
+    ASSERT_EQ(harness.workflow().releaseAttempts().size(), 1U);
+    EXPECT_EQ(harness.workflow().releaseAttempts()[0].message, "Tovo asked the app to quit.");
+    // A finished result is dismissed in the window before the list is read again.
+    menuFollowsThePhase();
+    EXPECT_FALSE(window.refreshAction()->isEnabled());
+
+    harness.click(harness.actionBar().primaryButton());
+    ASSERT_TRUE(harness.runUntilPhase<EjectionPhase::Ready>());
+    menuFollowsThePhase();
+}
+
+TEST(DemoFlow, BlockedDiskIsCheckedAgainAndOnlyAConfirmedStopClearsIt) {
+    WindowHarness harness(DemoScenarioKind::blocked);
+    harness.showAndList();
+    AnnouncementRecorder announcements(harness.content());
+    harness.window().ejectAction()->trigger();
+    ASSERT_TRUE(harness.runUntilPhase<EjectionPhase::Blocked>());
+    EXPECT_TRUE(harness.actionBar().primaryButton()->isProminent());
+    EXPECT_FALSE(harness.actionBar().safeButton()->isProminent());
+
+    // Check Again from the keyboard: while Tovo works the status holds the focus, then
+    // it comes back to the button.
+    activate(harness.window());
+    harness.actionBar().primaryButton()->setFocus(Qt::TabFocusReason);
+    std::vector<QWidget*> busyFocus;
+    QObject::connect(&harness.content(), &ContentView::rendered, [&] {
+        if (harness.workflow().phase().isBusy()) {
+            busyFocus.push_back(QApplication::focusWidget());
+        }
+    });
+    QTest::keyClick(harness.actionBar().primaryButton(), Qt::Key_Space);
+    ASSERT_TRUE(harness.runUntil([&] {
+        return !busyFocus.empty() && harness.workflow().phase().is<EjectionPhase::Blocked>();
+    }));
+    EXPECT_THAT(busyFocus, Each(harness.content().statusPanel()));
+    EXPECT_EQ(QApplication::focusWidget(), harness.actionBar().primaryButton());
+
+    // From the menu, Check Again runs a new attempt too.
+    const std::size_t said = announcements.sentences.size();
+    harness.window().ejectAction()->trigger();
+    ASSERT_TRUE(harness.runUntil([&] {
+        return announcements.sentences.size() > said &&
+               harness.workflow().phase().is<EjectionPhase::Blocked>();
+    }));
+    EXPECT_EQ(announcements.sentences[said], "Checking the disk.");
+
+    // Nothing Tovo may quit: the review only explains, and its one button closes it.
+    harness.click(harness.actionBar().safeButton());
+    SafeTovoConfirmationView* review = harness.content().tovoConfirmation();
+    ASSERT_NE(review, nullptr);
+    EXPECT_EQ(review->content().eligibleCount, 0U);
+    EXPECT_FALSE(review->confirmButton()->isProminent());
+    EXPECT_EQ(review->cancelButton(), nullptr);
+    harness.click(review->confirmButton());
+    ASSERT_TRUE(harness.runUntil([&] { return harness.content().tovoConfirmation() == nullptr; }));
+    EXPECT_TRUE(harness.workflow().phase().is<EjectionPhase::Blocked>());
+    EXPECT_TRUE(harness.workflow().releaseAttempts().empty());
+
+    ASSERT_EQ(harness.rows().size(), 1U);
+    EXPECT_EQ(harness.rows()[0]->accessibleName(), QStringLiteral("Virtual Machine"));
+    harness.click(harness.rows()[0]->stopButton());
+    StopProcessConfirmationView* stop = harness.content().stopConfirmation();
+    ASSERT_NE(stop, nullptr);
+    EXPECT_EQ(harness.content().stopCandidate()->pid, 90294);
+    harness.click(stop->confirmButton());
+    ASSERT_TRUE(harness.runUntilPhase<EjectionPhase::Ejected>());
+    EXPECT_FALSE(harness.content().stopCandidate().has_value());
+    ASSERT_EQ(harness.workflow().releaseAttempts().size(), 1U);
+    EXPECT_EQ(harness.workflow().releaseAttempts()[0].message,
+              "Tovo sent a stop request to Virtual Machine.");
+    EXPECT_THAT(announcements.sentences,
+                ::testing::IsSupersetOf({"The disk is still in use.", "Stopping Virtual Machine.",
+                                         "345-BACKUP ejected safely."}));
+}
+
+// No process holds the sample disk, yet it is busy: the blocked screen says why,
+// the review lists what Tovo will ask the system to release, and the eject follows.
+TEST(DemoFlow, LayeredCausesAreShownAndReleasedThroughTheReview) {
+    WindowHarness harness(DemoScenarioKind::layered);
+    harness.showAndList();
+    harness.ejectUntilBlocked();
+    EXPECT_TRUE(harness.rows().empty());
+    const auto& causes = harness.statusPanel().blockedView()->causeRows();
+    ASSERT_EQ(causes.size(), 2U);
+    EXPECT_EQ(causes[0]->accessibleName(), QStringLiteral("File system inside this disk"));
+    EXPECT_EQ(causes[1]->sentenceLabel()->text(),
+              QStringLiteral("A disk image from this disk is attached as /dev/loop3."));
+    EXPECT_TRUE(causes[1]->sentenceLabel()->isVisible());
+    EXPECT_EQ(harness.statusPanel().content()->title, "2 things keep this disk busy");
+    EXPECT_TRUE(harness.actionBar().safeButton()->isProminent());
+    EXPECT_FALSE(causes[1]->details()->isVisible());
+    harness.click(causes[1]->disclosureButton());
+    EXPECT_TRUE(causes[1]->details()->isVisible());
+
+    harness.click(harness.actionBar().safeButton());
+    SafeTovoConfirmationView* review = harness.content().tovoConfirmation();
+    ASSERT_NE(review, nullptr);
+    ASSERT_EQ(review->content().causeEntries.size(), 2U);
+    EXPECT_EQ(review->confirmButton()->text(), QStringLiteral("Release and Eject"));
+    harness.click(review->confirmButton());
+    ASSERT_TRUE(harness.runUntilPhase<EjectionPhase::Ejected>());
+    EXPECT_THAT(
+        harness.workflow().causeAttempts(),
+        Each(::testing::Field(&BusyCauseAttempt::disposition, ReleaseDisposition::requested)));
 }
 
 } // namespace

@@ -106,6 +106,12 @@ public:
         return runUntil([&] { return workflow().phase().template is<Case>(); }, advanceTime);
     }
 
+    /// Ejects the listed disk and waits for what holds it.
+    void ejectUntilBlocked() {
+        click(actionBar().primaryButton());
+        ASSERT_TRUE(runUntilPhase<EjectionPhase::Blocked>());
+    }
+
     void click(QAbstractButton* button) {
         ASSERT_NE(button, nullptr);
         ASSERT_TRUE(button->isVisible());
@@ -131,6 +137,13 @@ private:
     VirtualClock* clock_ = nullptr;
     std::unique_ptr<TovoApp> app_;
 };
+
+/// Key presses reach shortcuts only in the active window. (Offscreen, a sheet's
+/// focus is its own focus widget; the application's stays with the window behind.)
+inline void activate(QWidget& window) {
+    window.activateWindow();
+    ASSERT_TRUE(QTest::qWaitForWindowActive(&window));
+}
 
 /// Collects what the window says to assistive technology. Each sentence is also
 /// checked to be the live region's text when it is raised. (Qt's offscreen platform

@@ -6,24 +6,23 @@ namespace tovo::testing {
 namespace {
 
 enum class Sheet { review, stop };
-enum class Dismissal { cancelButton, escapeKey };
 
 struct CancelCase {
     const char* label;
     Sheet sheet;
-    Dismissal dismissal;
+    Qt::Key key; ///< Qt::Key_unknown: the Cancel button is clicked
 };
 
 class SheetCancel : public ::testing::TestWithParam<CancelCase> {};
 
-// Cancelling either review, by its button or by Escape, must ask nothing of any
-// process: the phase, plans and attempts stay, and the disk is still held.
+// Cancelling either sheet must ask nothing of any process: the phase, plans and
+// attempts stay, and the disk is still held. A stop can lose work, so Return in the
+// stop sheet cancels too: Cancel is its default and has the focus.
 TEST_P(SheetCancel, LeavesEverythingAsItWas) {
     const CancelCase& param = GetParam();
     WindowHarness harness(DemoScenarioKind::tovoable);
     harness.showAndList();
-    harness.click(harness.actionBar().primaryButton());
-    ASSERT_TRUE(harness.runUntilPhase<EjectionPhase::Blocked>());
+    harness.ejectUntilBlocked();
     const auto blockers = harness.workflow().blockers();
     const auto plans = harness.workflow().releasePlans();
 
@@ -36,14 +35,20 @@ TEST_P(SheetCancel, LeavesEverythingAsItWas) {
         cancel = harness.content().tovoConfirmation()->cancelButton();
     } else {
         harness.click(harness.rows().at(0)->stopButton());
-        sheet = harness.content().stopConfirmation();
-        ASSERT_NE(sheet, nullptr);
-        cancel = harness.content().stopConfirmation()->cancelButton();
+        StopProcessConfirmationView* stop = harness.content().stopConfirmation();
+        ASSERT_NE(stop, nullptr);
+        sheet = stop;
+        cancel = stop->cancelButton();
+        activate(*stop);
+        EXPECT_EQ(stop->focusWidget(), cancel);
+        EXPECT_TRUE(cancel->isDefault());
+        EXPECT_FALSE(stop->confirmButton()->isDefault());
+        EXPECT_EQ(stop->confirmButton()->role(), ButtonRole::destructive);
     }
-    if (param.dismissal == Dismissal::cancelButton) {
+    if (param.key == Qt::Key_unknown) {
         harness.click(cancel);
     } else {
-        QTest::keyClick(sheet, Qt::Key_Escape);
+        QTest::keyClick(param.key == Qt::Key_Return ? sheet->focusWidget() : sheet, param.key);
     }
 
     ASSERT_TRUE(harness.runUntil([&] {
@@ -70,10 +75,11 @@ TEST_P(SheetCancel, LeavesEverythingAsItWas) {
 
 INSTANTIATE_TEST_SUITE_P(
     Sheets, SheetCancel,
-    ::testing::Values(CancelCase{"ReviewByButton", Sheet::review, Dismissal::cancelButton},
-                      CancelCase{"ReviewByEscape", Sheet::review, Dismissal::escapeKey},
-                      CancelCase{"StopByButton", Sheet::stop, Dismissal::cancelButton},
-                      CancelCase{"StopByEscape", Sheet::stop, Dismissal::escapeKey}),
+    ::testing::Values(CancelCase{"ReviewByButton", Sheet::review, Qt::Key_unknown},
+                      CancelCase{"ReviewByEscape", Sheet::review, Qt::Key_Escape},
+                      CancelCase{"StopByButton", Sheet::stop, Qt::Key_unknown},
+                      CancelCase{"StopByEscape", Sheet::stop, Qt::Key_Escape},
+                      CancelCase{"StopByReturn", Sheet::stop, Qt::Key_Return}),
     [](const ::testing::TestParamInfo<CancelCase>& info) { return info.param.label; });
 
 } // namespace

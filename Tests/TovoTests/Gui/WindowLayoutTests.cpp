@@ -42,8 +42,7 @@ TEST_P(LongNameLayout, NothingReachesPastTheWindowAtAnyWidthItAllows) {
     settle(harness);
     expectInsideTheWindow(harness.content());
 
-    harness.click(harness.actionBar().primaryButton());
-    ASSERT_TRUE(harness.runUntilPhase<EjectionPhase::Blocked>());
+    harness.ejectUntilBlocked();
     for (BlockingProcessRow* row : harness.rows()) {
         row->setExpanded(true);
     }
@@ -88,24 +87,36 @@ void expectHeaderNotSqueezed(SheetFrame& sheet) {
 }
 
 SafeTovoConfirmationView& openReview(WindowHarness& harness) {
-    harness.click(harness.actionBar().primaryButton());
-    EXPECT_TRUE(harness.runUntilPhase<EjectionPhase::Blocked>());
+    harness.ejectUntilBlocked();
     harness.click(harness.actionBar().safeButton());
     settle(harness);
     return *harness.content().tovoConfirmation();
+}
+
+// Sheets are exactly as large as their content, with no maximise button.
+void expectFixed(QDialog& sheet) {
+    EXPECT_EQ(sheet.minimumSize(), sheet.maximumSize());
+    EXPECT_FALSE(sheet.windowFlags().testFlag(Qt::WindowMaximizeButtonHint));
 }
 
 TEST(ReleaseReview, GrowsWhenARowOpensAndKeepsItsHeaderWhole) {
     WindowHarness harness(DemoScenarioKind::tovoable);
     harness.showAndList();
     SafeTovoConfirmationView& review = openReview(harness);
+    expectFixed(review);
     const int closed = review.height();
     harness.click(review.entries().at(0)->disclosureButton());
     settle(harness);
     EXPECT_GT(review.height(), closed);
+    expectFixed(review);
     EXPECT_EQ(review.list()->verticalScrollBar()->maximum(), 0) << "it fits: nothing scrolls";
     EXPECT_TRUE(review.entries().at(0)->details()->isVisible());
     expectHeaderNotSqueezed(review);
+    review.reject();
+    harness.click(harness.rows().at(0)->stopButton());
+    settle(harness);
+    ASSERT_NE(harness.content().stopConfirmation(), nullptr);
+    expectFixed(*harness.content().stopConfirmation());
 }
 
 TEST(ReleaseReview, StopsGrowingAtTheScreenAndScrollsItsListInstead) {
@@ -129,23 +140,6 @@ TEST(ReleaseReview, StopsGrowingAtTheScreenAndScrollsItsListInstead) {
     EXPECT_GT(review.list()->verticalScrollBar()->maximum(), 0);
     expectHeaderNotSqueezed(review);
     EXPECT_TRUE(review.confirmButton()->isVisible());
-}
-
-// Sheets are exactly as large as their content, with no maximise button.
-TEST(Sheets, CannotBeResizedOrMaximised) {
-    WindowHarness harness(DemoScenarioKind::tovoable);
-    harness.showAndList();
-    const auto expectFixed = [](QDialog& sheet) {
-        EXPECT_EQ(sheet.minimumSize(), sheet.maximumSize());
-        EXPECT_FALSE(sheet.windowFlags().testFlag(Qt::WindowMaximizeButtonHint));
-    };
-    SafeTovoConfirmationView& review = openReview(harness);
-    expectFixed(review);
-    review.reject();
-    harness.click(harness.rows().at(0)->stopButton());
-    settle(harness);
-    ASSERT_NE(harness.content().stopConfirmation(), nullptr);
-    expectFixed(*harness.content().stopConfirmation());
 }
 
 } // namespace

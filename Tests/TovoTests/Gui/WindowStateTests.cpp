@@ -1,105 +1,128 @@
 #include "GuiHarness.hpp"
+#include "Support/ModelBuilders.hpp"
 #include "Tovo/Support/CrowdedSample.hpp"
-#include "Tovo/Support/MenuPresentation.hpp"
 #include "Tovo/Views/DetailText.hpp"
 
 #include <QAction>
+#include <QGridLayout>
 #include <QLabel>
 #include <QScrollBar>
 
 namespace tovo::testing {
 namespace {
 
-class NoDisks final : public VolumeProviding {
+/// Lists a fixed set of disks; the rest of the graph is the ready demo's.
+class FixedVolumeProvider final : public VolumeProviding {
 public:
-    Task<std::vector<ExternalDisk>> mountedExternalDisks() override {
-        co_return std::vector<ExternalDisk>{};
-    }
+    explicit FixedVolumeProvider(std::vector<ExternalDisk> disks)
+        : disks_(std::move(disks)) {}
+    Task<std::vector<ExternalDisk>> mountedExternalDisks() override { co_return disks_; }
+
+private:
+    std::vector<ExternalDisk> disks_;
 };
+
+std::function<ServiceGraph(Executor&)> listing(int count) {
+    std::vector<ExternalDisk> disks;
+    for (int index = 1; index <= count; ++index) {
+        disks.push_back(
+            makeDisk(static_cast<std::uint64_t>(index), "DISK" + std::to_string(index)));
+    }
+    return [disks](Executor& executor) {
+        ServiceGraph graph = makeDemoServiceGraph(DemoScenarioKind::ready, executor);
+        graph.volumeProvider = std::make_shared<FixedVolumeProvider>(disks);
+        return graph;
+    };
+}
 
 // Until the first listing answers, the window does not know there are no disks.
 TEST(FirstListing, LooksForDisksBeforeSayingThereAreNone) {
-    WindowHarness harness(std::nullopt, [](Executor& executor) {
-        ServiceGraph graph = makeDemoServiceGraph(DemoScenarioKind::ready, executor);
-        graph.volumeProvider = std::make_shared<NoDisks>();
-        return graph;
-    });
+    WindowHarness harness(std::nullopt, listing(0));
+    EXPECT_EQ(harness.content().header()->demoBadge(), nullptr) << "only the demo says it is one";
     ASSERT_TRUE(harness.statusPanel().content());
     EXPECT_EQ(harness.statusPanel().content()->title, "Looking for disks\u2026");
     EXPECT_FALSE(harness.actionBar().primaryButton()->isVisibleTo(&harness.window()))
         << "nothing to eject, no disabled Eject";
     harness.showAndList(0);
     ASSERT_TRUE(harness.runUntil([&] { return harness.content().hasListedDisks(); }));
+    EXPECT_EQ(harness.statusPanel().content()->kind, StatusViewKind::emptyDisks);
     EXPECT_EQ(harness.statusPanel().content()->title, "No external disks");
+    EXPECT_FALSE(harness.content().diskSelector()->isVisible());
 }
 
-TEST(DemoBadge, TheDemoSaysItIsOneAndTheRealWindowDoesNot) {
-    WindowHarness demo(DemoScenarioKind::ready);
-    QLabel* badge = demo.content().header()->demoBadge();
-    ASSERT_NE(badge, nullptr);
-    EXPECT_EQ(badge->text(), QStringLiteral("Demo"));
-    demo.showAndList();
-    EXPECT_TRUE(badge->isVisible());
+class DiskGrid : public ::testing::TestWithParam<std::tuple<int, int, int>> {};
 
-    WindowHarness real(std::nullopt, [](Executor& executor) {
-        return makeDemoServiceGraph(DemoScenarioKind::ready, executor);
-    });
-    EXPECT_EQ(real.content().header()->demoBadge(), nullptr);
+TEST_P(DiskGrid, LaysTheCardsOutInOneOrTwoColumns) {
+    const auto [count, columns, rows] = GetParam();
+    WindowHarness harness(std::nullopt, listing(count));
+    harness.showAndList(static_cast<std::size_t>(count));
+    DiskSelectorView& selector = *harness.content().diskSelector();
+    auto* grid = selector.findChild<QGridLayout*>();
+    ASSERT_NE(grid, nullptr);
+    int lastRow = 0;
+    int lastColumn = 0;
+    for (DiskCard* card : selector.cards()) {
+        int row = 0;
+        int column = 0;
+        int span = 0;
+        grid->getItemPosition(grid->indexOf(card), &row, &column, &span, &span);
+        lastRow = std::max(lastRow, row);
+        lastColumn = std::max(lastColumn, column);
+    }
+    EXPECT_EQ(lastColumn + 1, columns);
+    EXPECT_EQ(lastRow + 1, rows);
+    EXPECT_EQ(selector.countBadge()->text(), QString::number(count));
 }
 
-// The header's refresh does what the menu's does: on the success screen, nothing,
-// so it must not look as if it could.
-TEST(HeaderRefresh, IsEnabledExactlyWhenTheMenuItemIs) {
-    WindowHarness harness(DemoScenarioKind::ready);
-    const auto expectSame = [&] {
-        EXPECT_EQ(harness.content().header()->refreshButton()->isEnabled(),
-                  harness.window().refreshAction()->isEnabled())
-            << harness.workflow().phase().caseName();
-    };
-    harness.showAndList();
-    expectSame();
-    harness.click(harness.actionBar().primaryButton());
-    ASSERT_TRUE(harness.runUntilPhase<EjectionPhase::Ejected>());
-    expectSame();
-    EXPECT_FALSE(harness.content().header()->refreshButton()->isEnabled());
-    harness.click(harness.actionBar().primaryButton());
-    ASSERT_TRUE(harness.runUntilPhase<EjectionPhase::Ready>());
-    expectSame();
+INSTANTIATE_TEST_SUITE_P(Counts, DiskGrid,
+                         ::testing::Values(std::tuple{1, 1, 1}, std::tuple{2, 2, 1},
+                                           std::tuple{3, 2, 2}));
+
+class DiskSelection : public ::testing::TestWithParam<bool> {};
+
+// With reduce motion the new selection is complete at once; otherwise it eases in.
+TEST_P(DiskSelection, ClickingACardSelectsItsDiskAnimatedOnlyWhenMotionIsAllowed) {
+    const bool reduceMotion = GetParam();
+    WindowHarness harness(std::nullopt, listing(2), reduceMotion);
+    harness.showAndList(2);
+    const auto& cards = harness.content().diskSelector()->cards();
+    ASSERT_TRUE(cards[0]->isSelected());
+    harness.click(cards[1]);
+    ASSERT_TRUE(harness.runUntil([&] { return cards[1]->isSelected(); }, false));
+    EXPECT_EQ(harness.workflow().selectedDiskID(), std::optional<std::string>("attachment:2"));
+    EXPECT_FALSE(cards[0]->isSelected());
+    EXPECT_TRUE(cards[1]->isChecked());
+    EXPECT_EQ(harness.window().ejectAction()->text(), QStringLiteral("Eject DISK2"));
+    EXPECT_EQ(cards[1]->isAnimating(), !reduceMotion);
+    if (!reduceMotion) {
+        EXPECT_LT(cards[1]->selectionProgress(), 1.0);
+        ASSERT_TRUE(harness.runUntil([&] { return !cards[1]->isAnimating(); }, false));
+    }
+    EXPECT_EQ(cards[1]->selectionProgress(), 1.0);
+    EXPECT_EQ(cards[0]->selectionProgress() == 0.0, !cards[0]->isAnimating());
 }
 
-// The status tells a screen reader what the card says now, not the last news.
-TEST(StatusDescription, FollowsTheCardAfterTheResultIsDismissed) {
-    WindowHarness harness(DemoScenarioKind::ready);
-    harness.showAndList();
-    harness.click(harness.actionBar().primaryButton());
-    ASSERT_TRUE(harness.runUntilPhase<EjectionPhase::Ejected>());
-    EXPECT_TRUE(harness.statusPanel().accessibleDescription().startsWith(
-        QStringLiteral("Ejected safely.")));
-    harness.click(harness.actionBar().primaryButton());
-    ASSERT_TRUE(harness.runUntilPhase<EjectionPhase::Ready>());
-    EXPECT_EQ(harness.statusPanel().accessibleDescription(),
-              QStringLiteral("Ready to eject. Tovo will try the system's normal eject first."));
-}
+INSTANTIATE_TEST_SUITE_P(ReduceMotion, DiskSelection, ::testing::Bool());
 
 // lsof's escapes are undone and shown as a person reads them.
-TEST(OpenFiles, ShowLsofEscapesAsReadableText) {
+TEST(OpenFiles, ShowLsofEscapesAsReadableTextAsTallAsTheirLines) {
     WindowHarness harness(std::nullopt, CrowdedSample::serviceGraph);
     harness.showAndList();
-    harness.click(harness.actionBar().primaryButton());
-    ASSERT_TRUE(harness.runUntilPhase<EjectionPhase::Blocked>());
+    harness.ejectUntilBlocked();
     BlockingProcessRow* copier = harness.rows().at(3);
     ASSERT_EQ(copier->accessibleName(), QStringLiteral("rsync"));
     const auto* details = qobject_cast<DetailText*>(copier->details());
     ASSERT_NE(details, nullptr);
     const QString text = details->toPlainText();
-    EXPECT_TRUE(text.contains(QStringLiteral("/Inbox/new\u23CEline.txt"))) << text.toStdString();
-    EXPECT_TRUE(text.contains(QStringLiteral("/Inbox/back\\slash.txt")));
-    EXPECT_TRUE(text.contains(QStringLiteral("/Inbox/caf\u00E9 \uFFFD.jpg")));
-    EXPECT_FALSE(text.contains(QStringLiteral("\\n")));
-    EXPECT_FALSE(text.contains(QStringLiteral("\\x")));
+    for (const QString& shown :
+         {QStringLiteral("/Inbox/new\u23CEline.txt"), QStringLiteral("/Inbox/back\\slash.txt"),
+          QStringLiteral("/Inbox/caf\u00E9 \uFFFD.jpg")}) {
+        EXPECT_TRUE(text.contains(shown)) << text.toStdString();
+    }
+    EXPECT_FALSE(text.contains(QStringLiteral("\\n")) || text.contains(QStringLiteral("\\x")));
     copier->setExpanded(true);
     harness.runUntil([] { return true; });
-    EXPECT_EQ(details->verticalScrollBar()->maximum(), 0) << "as tall as its lines";
+    EXPECT_EQ(details->verticalScrollBar()->maximum(), 0);
 }
 
 } // namespace

@@ -1,10 +1,18 @@
 #include "GuiHarness.hpp"
 #include "Support/ModelBuilders.hpp"
+#include "Tovo/Support/Qt/MountChangeWatcher.hpp"
 #include "Tovo/Support/Qt/QtMainExecutor.hpp"
 #include "Tovo/Support/Qt/WorkflowBridge.hpp"
 #include "TovoCore/Async/Spawn.hpp"
 
+#include <QSignalSpy>
+
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <sys/mount.h>
 #include <thread>
+#include <unistd.h>
 
 namespace tovo::testing {
 namespace {
@@ -58,9 +66,7 @@ TEST(QtMainExecutor, RunsWorkPostedFromOtherThreadsOnItsOwnInOrder) {
     poster.join();
     EXPECT_TRUE(order.empty()); // nothing runs until the event loop does
     QTRY_COMPARE_WITH_TIMEOUT(order.size(), std::size_t{50}, 5000);
-    for (int index = 0; index < 50; ++index) {
-        EXPECT_EQ(order[static_cast<std::size_t>(index)], index);
-    }
+    EXPECT_TRUE(std::ranges::is_sorted(order));
     EXPECT_EQ(std::count(onMainThread.begin(), onMainThread.end(), false), 0);
 }
 
@@ -73,6 +79,30 @@ TEST(QtMainExecutor, DropsWorkPostedAfterItIsGone) {
     }
     QCoreApplication::processEvents();
     EXPECT_FALSE(ran);
+}
+
+// Mounting and unmounting reach the event loop as changed().
+TEST(MountChangeWatcher, SignalsWhenAFileSystemIsMountedAndUnmounted) {
+    guiApplication();
+    MountChangeWatcher watcher(nullptr, 50);
+    ASSERT_TRUE(watcher.isWatching());
+    QSignalSpy changed(&watcher, &MountChangeWatcher::changed);
+
+    std::string folder = (std::filesystem::temp_directory_path() / "tovo-watch-XXXXXX").string();
+    ASSERT_NE(::mkdtemp(folder.data()), nullptr);
+    if (::mount("tovo-test", folder.c_str(), "tmpfs", 0, "size=1m") != 0) {
+        const int error = errno;
+        std::filesystem::remove(folder);
+        GTEST_SKIP() << "cannot mount a tmpfs here: " << std::strerror(error);
+    }
+    EXPECT_TRUE(changed.wait(3000));
+    const auto afterMount = changed.count();
+    EXPECT_GE(afterMount, 1);
+
+    ASSERT_EQ(::umount2(folder.c_str(), 0), 0);
+    std::filesystem::remove(folder);
+    EXPECT_TRUE(changed.wait(3000));
+    EXPECT_GT(changed.count(), afterMount);
 }
 
 } // namespace
