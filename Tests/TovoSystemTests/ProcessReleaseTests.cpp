@@ -88,7 +88,7 @@ const std::string sigtermText = "Tovo will send one stop request (SIGTERM) to co
 const std::string systemText = "Close the file or wait for the system to finish.";
 
 // The explicit stop of a command-line tool, or of an application once one is made.
-struct StopPlanCase {
+struct StopPlanRow {
     std::string name;
     Arrange arrange;
     std::string processName;
@@ -97,7 +97,7 @@ struct StopPlanCase {
     std::optional<std::string> warning = std::nullopt;
 };
 
-class StopPlan : public ::testing::TestWithParam<StopPlanCase> {};
+class StopPlan : public ::testing::TestWithParam<StopPlanRow> {};
 
 TEST_P(StopPlan, FirstMatchingRuleWins) {
     Scene scene("convert");
@@ -113,52 +113,51 @@ constexpr auto unavailable = StopMethod::unavailable;
 INSTANTIATE_TEST_SUITE_P(
     Rules, StopPlan,
     ::testing::Values(
-        StopPlanCase{"ownProcessWhateverElse",
-                     [](auto& s) {
-                         s.process.pid = ownPID, s.process.userID = 0, s.process.startTime.reset();
-                     },
-                     "convert", unavailable, "Tovo will not stop this protected process."},
-        StopPlanCase{"init", [](auto& s) { s.process.pid = 1; }, "convert", unavailable,
-                     "Tovo will not stop this protected process."},
-        StopPlanCase{"otherUserBeforeIdentity",
-                     [](auto& s) { s.process.userID = 0, s.process.startTime.reset(); }, "convert",
-                     unavailable, otherUserStop},
-        StopPlanCase{"userUnknown", [](auto& s) { s.process.userID.reset(); }, "convert",
-                     unavailable, otherUserStop},
-        StopPlanCase{"noStartTime", [](auto& s) { s.process.startTime.reset(); }, "convert",
-                     unavailable, unverifiedStop},
-        StopPlanCase{"noExecutable", [](auto& s) { s.process.executablePath.reset(); }, "convert",
-                     unavailable, unverifiedStop},
-        StopPlanCase{"systemHelperEvenAsApp",
-                     [](auto& s) { s.process.command = "nautilus", s.makeApplication("Files"); },
-                     "Files", unavailable, "This is part of the system. " + systemText},
-        StopPlanCase{"itself",
-                     [](auto& s) {
-                         s.makeApplication("Tovo");
-                         s.application().bundleIdentifier = tovoApplicationID;
-                     },
-                     "Tovo", unavailable, "Tovo will not stop itself."},
-        StopPlanCase{"appNoRouteReaches", [](auto& s) { app()(s), s.registry->route.reset(); },
-                     "Editor", unavailable, noQuitRouteMessage},
+        StopPlanRow{"ownProcessWhateverElse",
+                    [](auto& s) {
+                        s.process.pid = ownPID, s.process.userID = 0, s.process.startTime.reset();
+                    },
+                    "convert", unavailable, "Tovo will not stop this protected process."},
+        StopPlanRow{"init", [](auto& s) { s.process.pid = 1; }, "convert", unavailable,
+                    "Tovo will not stop this protected process."},
+        StopPlanRow{"otherUserBeforeIdentity",
+                    [](auto& s) { s.process.userID = 0, s.process.startTime.reset(); }, "convert",
+                    unavailable, otherUserStop},
+        StopPlanRow{"userUnknown", [](auto& s) { s.process.userID.reset(); }, "convert",
+                    unavailable, otherUserStop},
+        StopPlanRow{"noStartTime", [](auto& s) { s.process.startTime.reset(); }, "convert",
+                    unavailable, unverifiedStop},
+        StopPlanRow{"noExecutable", [](auto& s) { s.process.executablePath.reset(); }, "convert",
+                    unavailable, unverifiedStop},
+        StopPlanRow{"systemHelperEvenAsApp",
+                    [](auto& s) { s.process.command = "nautilus", s.makeApplication("Files"); },
+                    "Files", unavailable, "This is part of the system. " + systemText},
+        StopPlanRow{"itself",
+                    [](auto& s) {
+                        s.makeApplication("Tovo"),
+                            s.application().bundleIdentifier = tovoApplicationID;
+                    },
+                    "Tovo", unavailable, "Tovo will not stop itself."},
+        StopPlanRow{"appNoRouteReaches", [](auto& s) { app()(s), s.registry->route.reset(); },
+                    "Editor", unavailable, noQuitRouteMessage},
         // A background helper does not count as an app: it gets one SIGTERM, even with our id.
-        StopPlanCase{"prohibitedIsAProcess",
-                     [](auto& s) {
-                         s.makeApplication();
-                         s.application().activationPolicy = ActivationPolicy::prohibited;
-                         s.application().bundleIdentifier = tovoApplicationID;
-                     },
-                     "convert", StopMethod::terminateProcess, sigtermText},
-        StopPlanCase{"application",
-                     [](auto& s) {
-                         s.makeApplication(),
-                             s.process.openFiles.push_back(file("4", OpenAccess::write));
-                     },
-                     "Editor", StopMethod::quitApplication,
-                     "Tovo will ask Editor to quit, the same as Quit in its menu. The app can "
-                     "still show a save dialog.",
-                     writeWarning},
-        StopPlanCase{"process", [](auto&) {}, "convert", StopMethod::terminateProcess,
-                     sigtermText}),
+        StopPlanRow{"prohibitedIsAProcess",
+                    [](auto& s) {
+                        s.makeApplication(),
+                            s.application().activationPolicy = ActivationPolicy::prohibited,
+                            s.application().bundleIdentifier = tovoApplicationID;
+                    },
+                    "convert", StopMethod::terminateProcess, sigtermText},
+        StopPlanRow{"application",
+                    [](auto& s) {
+                        s.makeApplication(),
+                            s.process.openFiles.push_back(file("4", OpenAccess::write));
+                    },
+                    "Editor", StopMethod::quitApplication,
+                    "Tovo will ask Editor to quit, the same as Quit in its menu. The app can "
+                    "still show a save dialog.",
+                    writeWarning},
+        StopPlanRow{"process", [](auto&) {}, "convert", StopMethod::terminateProcess, sigtermText}),
     [](const auto& info) { return info.param.name; });
 
 TEST(StopWarning, FirstMatchingCaution) {
@@ -179,7 +178,7 @@ TEST(StopWarning, FirstMatchingCaution) {
     EXPECT_EQ(warning("convert", OpenAccess::read), std::nullopt);
 }
 
-struct StopRequestCase {
+struct StopRow {
     std::string name;
     Arrange arrange;
     ReleaseDisposition disposition;
@@ -188,7 +187,7 @@ struct StopRequestCase {
     bool asked = false; ///< the registry was asked to send a quit request
 };
 
-class StopRequest : public ::testing::TestWithParam<StopRequestCase> {};
+class StopRequest : public ::testing::TestWithParam<StopRow> {};
 
 TEST_P(StopRequest, ActsOnceAfterTheIdentityCheck) {
     Scene scene("convert");
@@ -215,55 +214,51 @@ constexpr auto manual = ReleaseDisposition::needsManualAction;
 INSTANTIATE_TEST_SUITE_P(
     Steps, StopRequest,
     ::testing::Values(
-        StopRequestCase{"unavailable", [](auto& s) { s.process.userID = 0; }, manual,
-                        otherUserStop},
-        StopRequestCase{"vanished", [](auto& s) { s.metadata->processes.clear(); }, alreadyClosed,
-                        exitedText},
-        StopRequestCase{
-            "reusedPid", [](auto& s) { s.metadata->processes.at(pid).startTime.microseconds = 1; },
-            failed, "Tovo could not verify that this is the same process. Nothing was sent."},
-        StopRequestCase{"signalled", [](auto&) {}, requested,
-                        "Tovo sent a stop request to convert.", true},
-        StopRequestCase{"notPermitted", failing(EPERM), failed,
-                        "The system did not allow Tovo to stop this process.", true},
-        StopRequestCase{"exitedMeanwhile", failing(ESRCH), alreadyClosed, exitedText, true},
-        StopRequestCase{"otherError", failing(EINVAL), failed,
-                        "The stop request failed (error " + std::to_string(EINVAL) + ").", true},
-        StopRequestCase{"appQuit", app(), requested, "Tovo asked Editor to quit.", false, true},
-        StopRequestCase{"appQuitMeanwhile",
-                        [](auto& s) { app()(s), s.registry->lookupsBeforeVanishing = 1; },
-                        alreadyClosed, "The app is no longer running."},
-        StopRequestCase{"appAlreadyTerminated",
-                        [](auto& s) { app()(s), s.registry->terminated[pid] = true; },
-                        alreadyClosed, appClosedText},
-        StopRequestCase{"appRefused", app(QuitRequestOutcome::refused), failed,
-                        "The app did not accept the quit request.", false, true},
-        StopRequestCase{"appWithoutProvenReceiver", app(QuitRequestOutcome::noProvenRoute), manual,
-                        noProvenQuitRouteMessage, false, true},
-        StopRequestCase{"appExitedBeforePin", app(QuitRequestOutcome::exited), alreadyClosed,
-                        appClosedText, false, true},
-        StopRequestCase{"appReusedWhilePinned",
-                        [](auto& s) {
-                            app()(s);
-                            s.registry->onPin = [&s] {
-                                s.metadata->processes.at(pid).parentPID = 9;
-                            };
-                        },
-                        failed, notSameAppStop, false, true},
-        StopRequestCase{"appReusedPid",
-                        [](auto& s) { app()(s), s.metadata->processes.at(pid).parentPID = 1; },
-                        failed, notSameAppStop}),
+        StopRow{"unavailable", [](auto& s) { s.process.userID = 0; }, manual, otherUserStop},
+        StopRow{"vanished", [](auto& s) { s.metadata->processes.clear(); }, alreadyClosed,
+                exitedText},
+        StopRow{"reusedPid",
+                [](auto& s) { s.metadata->processes.at(pid).startTime.microseconds = 1; }, failed,
+                "Tovo could not verify that this is the same process. Nothing was sent."},
+        StopRow{"signalled", [](auto&) {}, requested, "Tovo sent a stop request to convert.", true},
+        StopRow{"notPermitted", failing(EPERM), failed,
+                "The system did not allow Tovo to stop this process.", true},
+        StopRow{"exitedMeanwhile", failing(ESRCH), alreadyClosed, exitedText, true},
+        StopRow{"otherError", failing(EINVAL), failed,
+                "The stop request failed (error " + std::to_string(EINVAL) + ").", true},
+        StopRow{"appQuit", app(), requested, "Tovo asked Editor to quit.", false, true},
+        StopRow{"appQuitMeanwhile",
+                [](auto& s) { app()(s), s.registry->lookupsBeforeVanishing = 1; }, alreadyClosed,
+                "The app is no longer running."},
+        StopRow{"appAlreadyTerminated",
+                [](auto& s) { app()(s), s.registry->terminated[pid] = true; }, alreadyClosed,
+                appClosedText},
+        StopRow{"appRefused", app(QuitRequestOutcome::refused), failed,
+                "The app did not accept the quit request.", false, true},
+        StopRow{"appWithoutProvenReceiver", app(QuitRequestOutcome::noProvenRoute), manual,
+                noProvenQuitRouteMessage, false, true},
+        StopRow{"appExitedBeforePin", app(QuitRequestOutcome::exited), alreadyClosed, appClosedText,
+                false, true},
+        StopRow{"appReusedWhilePinned",
+                [](auto& s) {
+                    app()(s);
+                    s.registry->onPin = [&s] { s.metadata->processes.at(pid).parentPID = 9; };
+                },
+                failed, notSameAppStop, false, true},
+        StopRow{"appReusedPid",
+                [](auto& s) { app()(s), s.metadata->processes.at(pid).parentPID = 1; }, failed,
+                notSameAppStop}),
     [](const auto& info) { return info.param.name; });
 
 // The polite release of an editor registered as a regular app, reading one file.
-struct ReleasePlanCase {
+struct PlanRow {
     std::string name;
     Arrange arrange;
     std::string message;
     std::optional<std::string> quitName = std::nullopt; ///< set for a quit plan
 };
 
-class ReleasePlan : public ::testing::TestWithParam<ReleasePlanCase> {};
+class ReleasePlan : public ::testing::TestWithParam<PlanRow> {};
 
 TEST_P(ReleasePlan, FirstMatchingRuleWins) {
     Scene scene("editor");
@@ -291,92 +286,86 @@ INSTANTIATE_TEST_SUITE_P(
     Rules, ReleasePlan,
     ::testing::Values(
         // pid 1 of root is protected before it is another user's.
-        ReleasePlanCase{"initIsProtected", [](auto& s) { s.process.pid = 1, s.process.userID = 0; },
-                        protectedText},
-        ReleasePlanCase{"ownProcess", [](auto& s) { s.process.pid = ownPID; }, protectedText},
-        ReleasePlanCase{"otherUser", [](auto& s) { s.process.userID = 0; }, otherUserText},
-        ReleasePlanCase{"userUnknown", [](auto& s) { s.process.userID.reset(); }, otherUserText},
-        ReleasePlanCase{"systemDissent",
-                        [](auto& s) {
-                            s.process.isSystemDissent = true;
-                            s.process.openFiles.push_back(file("3", OpenAccess::write));
-                        },
-                        "Tovo cannot verify how this app uses the disk. Close it yourself."},
-        ReleasePlanCase{"writerBeforeVirtualMachine",
-                        [](auto& s) {
-                            s.process.command = "qemu-system-x86_64";
-                            s.process.openFiles.push_back(file("4", OpenAccess::readWrite));
-                        },
-                        "It can write to the disk. Finish its work first."},
-        ReleasePlanCase{"virtualMachine", [](auto& s) { s.process.command = "qemu-system-x86_64"; },
-                        "Stop the virtual machine, then try again."},
-        ReleasePlanCase{"rsyncIsTransferBeforeSensitive",
-                        [](auto& s) { s.process.command = "rsync"; },
-                        "Wait for the transfer or backup to finish."},
-        ReleasePlanCase{"shellInFolder",
-                        [](auto& s) {
-                            s.process.command = "/bin/zsh";
-                            s.process.openFiles = {file("cwd", OpenAccess::unknown)};
-                        },
-                        shellText},
+        PlanRow{"initIsProtected", [](auto& s) { s.process.pid = 1, s.process.userID = 0; },
+                protectedText},
+        PlanRow{"ownProcess", [](auto& s) { s.process.pid = ownPID; }, protectedText},
+        PlanRow{"otherUser", [](auto& s) { s.process.userID = 0; }, otherUserText},
+        PlanRow{"userUnknown", [](auto& s) { s.process.userID.reset(); }, otherUserText},
+        PlanRow{"systemDissent",
+                [](auto& s) {
+                    s.process.isSystemDissent = true,
+                    s.process.openFiles.push_back(file("3", OpenAccess::write));
+                },
+                "Tovo cannot verify how this app uses the disk. Close it yourself."},
+        PlanRow{"writerBeforeVirtualMachine",
+                [](auto& s) {
+                    s.process.command = "qemu-system-x86_64",
+                    s.process.openFiles.push_back(file("4", OpenAccess::readWrite));
+                },
+                "It can write to the disk. Finish its work first."},
+        PlanRow{"virtualMachine", [](auto& s) { s.process.command = "qemu-system-x86_64"; },
+                "Stop the virtual machine, then try again."},
+        PlanRow{"rsyncIsTransferBeforeSensitive", [](auto& s) { s.process.command = "rsync"; },
+                "Wait for the transfer or backup to finish."},
+        PlanRow{"shellInFolder",
+                [](auto& s) {
+                    s.process.command = "/bin/zsh";
+                    s.process.openFiles = {file("cwd", OpenAccess::unknown)};
+                },
+                shellText},
         // A file manager holding a folder is part of the desktop, not an app to quit.
-        ReleasePlanCase{"fileManagerHoldingAFolder",
-                        [](auto& s) {
-                            s.process.command = "nautilus";
-                            s.process.executablePath = "/usr/bin/nautilus";
-                            s.process.openFiles = {file("cwd", OpenAccess::unknown)};
-                        },
-                        systemText},
-        ReleasePlanCase{"fileIndexerByItsCutName",
-                        [](auto& s) { s.process.command = "tracker-miner-f"; }, systemText},
-        ReleasePlanCase{"secureCopy", [](auto& s) { s.process.command = "scp"; },
-                        "Close this process, then try again."},
-        ReleasePlanCase{
-            "unknownAccess",
-            [](auto& s) { s.process.openFiles.push_back(file("5", OpenAccess::unknown)); },
-            "Tovo cannot verify how this process uses the disk."},
-        ReleasePlanCase{"noStartTime", [](auto& s) { s.process.startTime.reset(); }, unprovenText},
-        ReleasePlanCase{"noExecutable", [](auto& s) { s.process.executablePath.reset(); },
-                        unprovenText},
-        ReleasePlanCase{"commandInFolder",
-                        [](auto& s) {
-                            s.registry->applications.clear();
-                            s.process.openFiles.push_back(file("cwd", OpenAccess::unknown));
-                        },
-                        "Its current folder is on this disk. " + commandText},
+        PlanRow{"fileManagerHoldingAFolder",
+                [](auto& s) {
+                    s.process.command = "nautilus";
+                    s.process.executablePath = "/usr/bin/nautilus";
+                    s.process.openFiles = {file("cwd", OpenAccess::unknown)};
+                },
+                systemText},
+        PlanRow{"fileIndexerByItsCutName", [](auto& s) { s.process.command = "tracker-miner-f"; },
+                systemText},
+        PlanRow{"secureCopy", [](auto& s) { s.process.command = "scp"; },
+                "Close this process, then try again."},
+        PlanRow{"unknownAccess",
+                [](auto& s) { s.process.openFiles.push_back(file("5", OpenAccess::unknown)); },
+                "Tovo cannot verify how this process uses the disk."},
+        PlanRow{"noStartTime", [](auto& s) { s.process.startTime.reset(); }, unprovenText},
+        PlanRow{"noExecutable", [](auto& s) { s.process.executablePath.reset(); }, unprovenText},
+        PlanRow{"commandInFolder",
+                [](auto& s) {
+                    s.registry->applications.clear(),
+                        s.process.openFiles.push_back(file("cwd", OpenAccess::unknown));
+                },
+                "Its current folder is on this disk. " + commandText},
         // A root-directory reference is no current folder.
-        ReleasePlanCase{"commandAtRoot",
-                        [](auto& s) {
-                            s.registry->applications.clear();
-                            s.process.openFiles.push_back(file("rtd", OpenAccess::unknown));
-                        },
-                        commandText},
-        ReleasePlanCase{"backgroundServiceBeforeItself",
-                        [](auto& s) {
-                            s.application().activationPolicy = ActivationPolicy::prohibited;
-                            s.application().bundleIdentifier = tovoApplicationID;
-                        },
-                        "This background service must finish on its own."},
-        ReleasePlanCase{"itself",
-                        [](auto& s) { s.application().bundleIdentifier = tovoApplicationID; },
-                        itselfText},
-        ReleasePlanCase{"bothIdentifiersAbsent",
-                        [](auto& s) {
-                            s.application().bundleIdentifier.reset();
-                            s.registry->ownIdentifier.reset();
-                        },
-                        itselfText},
-        ReleasePlanCase{"appNoRouteReaches", [](auto& s) { s.registry->route.reset(); },
-                        noQuitRouteMessage},
-        ReleasePlanCase{
-            "accessoryApp",
-            [](auto& s) { s.application().activationPolicy = ActivationPolicy::accessory; },
-            quitText, "Editor"},
-        ReleasePlanCase{"appWithoutName", [](auto& s) { s.application().localizedName.reset(); },
-                        quitText, "editor"}),
+        PlanRow{"commandAtRoot",
+                [](auto& s) {
+                    s.registry->applications.clear(),
+                        s.process.openFiles.push_back(file("rtd", OpenAccess::unknown));
+                },
+                commandText},
+        PlanRow{"backgroundServiceBeforeItself",
+                [](auto& s) {
+                    s.application().activationPolicy = ActivationPolicy::prohibited,
+                    s.application().bundleIdentifier = tovoApplicationID;
+                },
+                "This background service must finish on its own."},
+        PlanRow{"itself", [](auto& s) { s.application().bundleIdentifier = tovoApplicationID; },
+                itselfText},
+        PlanRow{"bothIdentifiersAbsent",
+                [](auto& s) {
+                    s.application().bundleIdentifier.reset(), s.registry->ownIdentifier.reset();
+                },
+                itselfText},
+        PlanRow{"appNoRouteReaches", [](auto& s) { s.registry->route.reset(); },
+                noQuitRouteMessage},
+        PlanRow{"accessoryApp",
+                [](auto& s) { s.application().activationPolicy = ActivationPolicy::accessory; },
+                quitText, "Editor"},
+        PlanRow{"appWithoutName", [](auto& s) { s.application().localizedName.reset(); }, quitText,
+                "editor"}),
     [](const auto& info) { return info.param.name; });
 
-struct ReleaseRequestCase {
+struct AskRow {
     std::string name;
     Arrange arrange;
     std::string processName;
@@ -385,7 +374,7 @@ struct ReleaseRequestCase {
     bool asked; ///< the registry was asked to send a quit request
 };
 
-class ReleaseRequest : public ::testing::TestWithParam<ReleaseRequestCase> {};
+class ReleaseRequest : public ::testing::TestWithParam<AskRow> {};
 
 TEST_P(ReleaseRequest, ReportsOutcomeAndAsksAtMostOnce) {
     Scene scene("editor");
@@ -406,32 +395,27 @@ const std::string notSameText = "Tovo could not verify that this is the same app
 INSTANTIATE_TEST_SUITE_P(
     Steps, ReleaseRequest,
     ::testing::Values(
-        ReleaseRequestCase{"manualPlan", [](auto& s) { s.process.userID = 0; }, "editor", manual,
-                           otherUserText, false},
-        ReleaseRequestCase{"reusedPid",
-                           [](auto& s) { s.metadata->processes.at(pid).startTime.seconds += 60; },
-                           "editor", manual, notSameText, false},
-        ReleaseRequestCase{"leftMeanwhile", [](auto& s) { s.registry->lookupsBeforeVanishing = 1; },
-                           "editor", manual, "This is no longer a normal app. Close it yourself.",
-                           false},
-        ReleaseRequestCase{"quitMeanwhile", [](auto& s) { s.registry->terminated[pid] = true; },
-                           "Editor", alreadyClosed, appClosedText, false},
-        ReleaseRequestCase{"accepted", app(), "Editor", requested, "Tovo asked the app to quit.",
-                           true},
-        ReleaseRequestCase{"refused", app(QuitRequestOutcome::refused), "editor", failed,
-                           "The app did not accept the quit request.", true},
+        AskRow{"manualPlan", [](auto& s) { s.process.userID = 0; }, "editor", manual, otherUserText,
+               false},
+        AskRow{"reusedPid", [](auto& s) { s.metadata->processes.at(pid).startTime.seconds += 60; },
+               "editor", manual, notSameText, false},
+        AskRow{"leftMeanwhile", [](auto& s) { s.registry->lookupsBeforeVanishing = 1; }, "editor",
+               manual, "This is no longer a normal app. Close it yourself.", false},
+        AskRow{"quitMeanwhile", [](auto& s) { s.registry->terminated[pid] = true; }, "Editor",
+               alreadyClosed, appClosedText, false},
+        AskRow{"accepted", app(), "Editor", requested, "Tovo asked the app to quit.", true},
+        AskRow{"refused", app(QuitRequestOutcome::refused), "editor", failed,
+               "The app did not accept the quit request.", true},
         // Another process owns the app's bus name, and no window proves to be this one's.
-        ReleaseRequestCase{"noProvenReceiver", app(QuitRequestOutcome::noProvenRoute), "editor",
-                           manual, noProvenQuitRouteMessage, true},
-        ReleaseRequestCase{"reusedWhilePinned",
-                           [](auto& s) {
-                               s.registry->onPin = [&s] {
-                                   s.metadata->processes.at(pid).parentPID = 9;
-                               };
-                           },
-                           "editor", manual, notSameText, true},
-        ReleaseRequestCase{"exitedBeforePin", app(QuitRequestOutcome::exited), "Editor",
-                           alreadyClosed, appClosedText, true}),
+        AskRow{"noProvenReceiver", app(QuitRequestOutcome::noProvenRoute), "editor", manual,
+               noProvenQuitRouteMessage, true},
+        AskRow{"reusedWhilePinned",
+               [](auto& s) {
+                   s.registry->onPin = [&s] { s.metadata->processes.at(pid).parentPID = 9; };
+               },
+               "editor", manual, notSameText, true},
+        AskRow{"exitedBeforePin", app(QuitRequestOutcome::exited), "Editor", alreadyClosed,
+               appClosedText, true}),
     [](const auto& info) { return info.param.name; });
 
 TEST(ReleaseRequestList, OneAttemptPerBlockerInOrderAndEachPidAskedOnce) {
