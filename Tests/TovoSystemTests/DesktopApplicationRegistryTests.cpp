@@ -20,9 +20,8 @@ protected:
         options.dataDirectories = {root.path() / "home", root.path() / "system"};
         options.locale = "de_DE.UTF-8";
     }
-    void write(const fs::path& file, const std::string& text) {
-        fs::create_directories(file.parent_path());
-        std::ofstream(file, std::ios::binary) << text;
+    static void write(const fs::path& file, const std::string& text) {
+        testing::writeText(file, text);
     }
     void addProcess(std::int32_t pid, std::int32_t parent, const std::string& command,
                     const std::string& cgroup, const std::string& environment = "") {

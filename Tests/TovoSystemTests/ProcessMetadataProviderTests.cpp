@@ -58,7 +58,6 @@ protected:
                     std::uint32_t uid = 1000, std::uint64_t startTicks = 12'345,
                     std::optional<std::string> executable = "/usr/bin/worker") {
         const auto folder = std::to_string(pid) + "/";
-        std::filesystem::create_directories(proc_.path() / folder);
         write(folder + "stat", statLine(pid, command, parent, startTicks));
         write(folder + "status", "Name:\t" + command + "\nPPid:\t" + std::to_string(parent) +
                                      "\nUid:\t" + std::to_string(uid) + "\t0\t0\t0\n");
@@ -71,7 +70,7 @@ protected:
         std::filesystem::remove(proc_.path() / std::to_string(pid) / file);
     }
     void write(const std::string& relative, const std::string& text) {
-        std::ofstream(proc_.path() / relative, std::ios::binary) << text;
+        testing::writeText(proc_.path() / relative, text);
     }
     void addApplication(std::int32_t pid, std::optional<std::string> name,
                         std::optional<std::string> id,
@@ -172,26 +171,16 @@ TEST_F(ProcessMetadataProviderTest, ParentNamePrefersTheDisplayNameThenTheIdThen
     EXPECT_EQ(provider().parentApplication(31), (ParentApplication{30, "App", std::nullopt}));
 }
 
-class ParentApplicationDepth : public ProcessMetadataProviderTest,
-                               public ::testing::WithParamInterface<int> {};
-
-TEST_P(ParentApplicationDepth, LooksAtMostTwelveAncestorsUp) {
-    // A chain 1000 -> 1001 -> ... where the application sits `depth` levels up.
-    const int depth = GetParam();
-    for (int level = 0; level <= depth; ++level) {
-        addProcess(1000 + level, level == depth ? 1 : 1001 + level);
+TEST_F(ProcessMetadataProviderTest, LooksAtMostTwelveAncestorsUp) {
+    // Chains <first> -> <first>+1 -> ... where the application sits `depth` levels up.
+    for (const auto& [first, depth] : {std::pair{1000, 12}, std::pair{2000, 13}}) {
+        for (int level = 0; level <= depth; ++level) {
+            addProcess(first + level, level == depth ? 1 : first + level + 1);
+        }
+        addApplication(first + depth, "Shell", "org.example.Shell");
+        EXPECT_EQ(provider().parentApplication(first).has_value(), depth <= 12) << depth;
     }
-    addApplication(1000 + depth, "Shell", "org.example.Shell");
-    EXPECT_EQ(provider().parentApplication(1000).has_value(), depth <= 12);
 }
-
-INSTANTIATE_TEST_SUITE_P(Levels, ParentApplicationDepth, ::testing::Values(12, 13));
-
-} // namespace
-} // namespace tovo
-
-namespace tovo {
-namespace {
 
 // One diagnosis reads the boot time once and each ancestor's application once, however
 // many holders share them; a plain provider reads everything afresh.
