@@ -170,6 +170,16 @@ TEST(TovoWorkflowReleaseTest, ApprovalsAreFrozenWhenTheUserConfirms) {
     EXPECT_EQ(h.clock.sleeperCount(), 1u) << "still waiting for the two apps";
 }
 
+TEST(TovoWorkflowReleaseTest, ANewReleaseOrStopForgetsTheLastAttempts) {
+    for (const bool stop : {false, true}) {
+        WorkflowHarness h;
+        h.reachFullyBlocked();
+        h.start(stop ? h.workflow->performStop(editor) : h.workflow->performSafeTovo());
+        EXPECT_THAT(h.workflow->releaseAttempts(), IsEmpty());
+        EXPECT_EQ(h.workflow->causeAttempts().empty(), !stop);
+    }
+}
+
 // Where an eject, or a confirmed release or stop of `editor` and the nested mount, waits;
 // each stage answers the one before.
 enum class Stage {
@@ -324,13 +334,17 @@ TEST_P(TovoWorkflowInterruptionTest, EndsSafelyWithOneLogLine) {
                                               FailureRecovery::retryEject);
         expectedLog = {Level::error, "Release operation failed domain=TestDomain code=42"};
     } else {
-        h.selectOtherDisk();
-        if (by == Interruption::returnBySelection) {
-            workflow.selectDisk(photos.id);
-        } else if (by == Interruption::returnByRefresh) {
+        if (by == Interruption::returnByRefresh) {
+            h.volumes->listing.enqueueValue({photos, backup});
+            h.start(workflow.resetResult());
             h.listDisks({});
             h.listDisks({photos, backup});
             h.logger.clear();
+        } else {
+            h.selectOtherDisk();
+        }
+        if (by == Interruption::returnBySelection) {
+            workflow.selectDisk(photos.id);
         }
         const auto actions = h.actions();
         if (by == Interruption::leaveThenCancel) {
