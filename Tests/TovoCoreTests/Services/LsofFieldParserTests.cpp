@@ -22,8 +22,31 @@ std::string fields(std::initializer_list<std::initializer_list<std::string>> set
     return out;
 }
 
-std::vector<BlockingProcess> parse(const std::string& buffer) {
-    return LsofFieldParser{}.parse(buffer);
+template<class T>
+std::string text(const std::optional<T>& value) {
+    if (!value) {
+        return "-";
+    }
+    if constexpr (std::is_arithmetic_v<T>) {
+        return std::to_string(*value);
+    } else {
+        return *value;
+    }
+}
+
+// One line per process: "pid command user parent login | path fd type access, ...".
+std::string describe(const std::string& buffer) {
+    std::string out;
+    for (const auto& p : LsofFieldParser{}.parse(buffer)) {
+        out += std::to_string(p.pid) + " " + p.command + " " + text(p.userID) + " " +
+               text(p.parentPID) + " " + text(p.loginName) + " |";
+        for (const auto& f : p.openFiles) {
+            out += " " + f.path + " " + text(f.descriptor) + " " + text(f.fileType) + " " +
+                   std::string(rawValue(f.access)) + ",";
+        }
+        out += "\n";
+    }
+    return out;
 }
 
 TEST(LsofFieldParserTest, ReadsRealOutputOfATmpfsWithTwoHolders) {
@@ -31,150 +54,105 @@ TEST(LsofFieldParserTest, ReadsRealOutputOfATmpfsWithTwoHolders) {
     ASSERT_TRUE(in) << "missing fixture";
     std::stringstream buffer;
     buffer << in.rdbuf();
-    const auto result = parse(buffer.str());
-    ASSERT_EQ(result.size(), 2u);
-    EXPECT_EQ(result[0].pid, 7752);
-    EXPECT_EQ(result[0].parentPID, 7747);
-    EXPECT_EQ(result[0].command, "sleep");
-    EXPECT_EQ(result[0].userID, 0u);
-    EXPECT_EQ(result[0].loginName, "root");
-    EXPECT_FALSE(result[0].executablePath);
-    EXPECT_FALSE(result[0].isSystemDissent);
-    EXPECT_EQ(result[0].openFiles,
-              (std::vector<OpenFileReference>{
-                  {"/tmp/tovo-cap.6Ke4/My Folder", "cwd", "DIR", OpenAccess::unknown}}));
-    EXPECT_EQ(result[1].pid, 7753);
-    EXPECT_EQ(result[1].openFiles,
-              (std::vector<OpenFileReference>{
-                  {"/tmp/tovo-cap.6Ke4/notes (draft).txt", "3", "REG", OpenAccess::write}}));
-    EXPECT_TRUE(result[1].hasWritableFiles());
+    EXPECT_EQ(describe(buffer.str()),
+              "7752 sleep 0 7747 root | /tmp/tovo-cap.6Ke4/My Folder cwd DIR unknown,\n"
+              "7753 sleep 0 7747 root | /tmp/tovo-cap.6Ke4/notes (draft).txt 3 REG write,\n");
+    const auto first = LsofFieldParser{}.parse(buffer.str()).front();
+    EXPECT_FALSE(first.executablePath);
+    EXPECT_FALSE(first.isSystemDissent);
 }
 
-TEST(LsofFieldParserTest, ProcessWithoutFilesYieldsNothingAndIsNotMergedLater) {
-    EXPECT_TRUE(parse(fields({{"p5", "cidle", "u501"}})).empty());
-    const auto result =
-        parse(fields({{"p5", "cfirst", "u501"}, {"p5", "csecond"}, {"f1", "n/m/a"}}));
-    ASSERT_EQ(result.size(), 1u);
-    EXPECT_EQ(result[0].command, "second");
-    EXPECT_FALSE(result[0].userID);
-    EXPECT_FALSE(result[0].parentPID);
+struct ParseCase {
+    const char* label;
+    std::string buffer;
+    std::string expected;
+};
+
+class LsofFieldParserTableTest : public ::testing::TestWithParam<ParseCase> {};
+
+TEST_P(LsofFieldParserTableTest, Parses) {
+    EXPECT_EQ(describe(GetParam().buffer), GetParam().expected);
 }
 
-TEST(LsofFieldParserTest, MissingOrEmptyCommandIsNamedAfterThePid) {
-    EXPECT_EQ(parse(fields({{"p77"}, {"f1", "n/m/a"}}))[0].command, "Process 77");
-    EXPECT_EQ(parse(fields({{"p78", "c"}, {"f1", "n/m/a"}}))[0].command, "Process 78");
-}
+const std::string oneFile = fields({{"f1", "n/m/a"}});
 
-TEST(LsofFieldParserTest, RepeatedPidsMergeWithTheFirstRecordWinning) {
-    const auto result = parse(fields({{"p9", "cfirst", "u1", "Lone"},
-                                      {"f4", "ar", "n/m/b"},
-                                      {"p10", "cother"},
-                                      {"f1", "n/m/x"},
-                                      {"p9", "csecond", "u2", "Ltwo"},
-                                      {"f3", "aw", "n/m/a"},
-                                      {"f4", "ar", "n/m/b"}}));
-    ASSERT_EQ(result.size(), 2u);
-    EXPECT_EQ(result[0].pid, 9);
-    EXPECT_EQ(result[1].pid, 10);
-    EXPECT_EQ(result[0].command, "first");
-    EXPECT_EQ(result[0].userID, 1u);
-    EXPECT_EQ(result[0].loginName, "one");
-    EXPECT_EQ(result[0].openFiles,
-              (std::vector<OpenFileReference>{{"/m/a", "3", std::nullopt, OpenAccess::write},
-                                              {"/m/b", "4", std::nullopt, OpenAccess::read}}));
-}
-
-TEST(LsofFieldParserTest, BadPidDropsItsSetButFinishesThePrevious) {
-    const auto result =
-        parse(fields({{"p1", "cgood"}, {"f1", "n/m/a"}, {"p12x", "cbad"}, {"f2", "n/m/b"}}));
-    ASSERT_EQ(result.size(), 1u);
-    EXPECT_EQ(result[0].command, "good");
-    EXPECT_EQ(result[0].openFiles.size(), 1u);
-}
-
-class PidFieldTest
-    : public ::testing::TestWithParam<std::pair<std::string, std::optional<std::int32_t>>> {};
-
-TEST_P(PidFieldTest, ReadsSignedDecimalInRange) {
-    const auto result = parse(fields({{"p" + GetParam().first}, {"f1", "n/m/a"}}));
-    ASSERT_EQ(result.size(), GetParam().second ? 1u : 0u);
-    if (GetParam().second) {
-        EXPECT_EQ(result[0].pid, *GetParam().second);
-    }
-}
-
-using Pid = std::optional<std::int32_t>;
-
-INSTANTIATE_TEST_SUITE_P(Values, PidFieldTest,
-                         ::testing::Values(std::pair("42"s, Pid(42)), std::pair("+42"s, Pid(42)),
-                                           std::pair("-3"s, Pid(-3)),
-                                           std::pair("2147483647"s, Pid(2147483647)),
-                                           std::pair("-2147483648"s, Pid(-2147483647 - 1)),
-                                           std::pair("2147483648"s, Pid()), std::pair(""s, Pid()),
-                                           std::pair("+"s, Pid()), std::pair(" 4"s, Pid()),
-                                           std::pair("4 "s, Pid()),
-                                           std::pair("99999999999999999999"s, Pid())));
-
-TEST(LsofFieldParserTest, NumericFieldsThatAreNotNumbersAreAbsent) {
-    const auto p = parse(fields({{"p1", "Rx", "u-1"}, {"f1", "n/m/a"}}))[0];
-    EXPECT_FALSE(p.parentPID);
-    EXPECT_FALSE(p.userID);
-    EXPECT_EQ(parse(fields({{"p1", "u4294967295"}, {"f1", "n/m/a"}}))[0].userID, 4294967295u);
-    EXPECT_FALSE(parse(fields({{"p1", "u4294967296"}, {"f1", "n/m/a"}}))[0].userID);
-}
-
-TEST(LsofFieldParserTest, FileSetStateCarriesOverAndResetsPerSet) {
-    const auto files = parse(fields({{"p1"},
-                                     {"n/m/before"},
-                                     {"f3", "tREG", "au", "n/m/one", "n/m/two"},
-                                     {"f4", "n/m/three"}}))[0]
-                           .openFiles;
-    EXPECT_EQ(files, (std::vector<OpenFileReference>{
-                         {"/m/before", std::nullopt, std::nullopt, OpenAccess::unknown},
-                         {"/m/one", "3", "REG", OpenAccess::readWrite},
-                         {"/m/two", "3", "REG", OpenAccess::readWrite},
-                         {"/m/three", "4", std::nullopt, OpenAccess::unknown}}));
-}
-
-TEST(LsofFieldParserTest, UnknownLettersAndFieldsBeforeTheFirstProcessAreIgnored) {
-    const auto result = parse(
-        fields({{"cstray", "f9", "n/m/stray"}, {"p3", "g77", "Kx", "s1024"}, {"f1", "n/m/a"}}));
-    ASSERT_EQ(result.size(), 1u);
-    EXPECT_EQ(result[0].command, "Process 3");
-    EXPECT_EQ(result[0].openFiles.size(), 1u);
-}
-
-TEST(LsofFieldParserTest, LineBreaksAroundFieldsAreNotPartOfThem) {
-    const auto result = parse("\r\n\n\0p1\0\n\r\ncname\r\0\n\0f1\0n/m/a\0\n\n"s);
-    ASSERT_EQ(result.size(), 1u);
-    EXPECT_EQ(result[0].command, "name\r"); // trailing bytes are kept
-}
-
-TEST(LsofFieldParserTest, WithoutNulsTheWholeBufferIsOneField) {
-    EXPECT_TRUE(parse("p1\ncname\nf1\nn/m/a\n").empty());
-    EXPECT_TRUE(parse("n/m/a\np1\n"s + '\0').empty());
-}
-
-TEST(LsofFieldParserTest, InvalidUtf8IsReplacedNotRejected) {
-    const auto result = parse(fields({{"p1", "c\xFF\xFEtool"}, {"f1", "n/m/\xC3(\xE2\x82"}}));
-    ASSERT_EQ(result.size(), 1u);
-    EXPECT_EQ(result[0].command, "\uFFFD\uFFFDtool");
-    EXPECT_EQ(result[0].openFiles[0].path, "/m/\uFFFD(\uFFFD");
-}
+INSTANTIATE_TEST_SUITE_P(
+    Buffers, LsofFieldParserTableTest,
+    ::testing::Values(
+        ParseCase{"processWithoutFiles", fields({{"p5", "cidle", "u501"}}), ""},
+        // A set without files is not merged into a later one of the same pid.
+        ParseCase{"laterSetOfTheSamePid",
+                  fields({{"p5", "cfirst", "u501"}, {"p5", "csecond"}}) + oneFile,
+                  "5 second - - - | /m/a 1 - unknown,\n"},
+        ParseCase{"missingCommand", fields({{"p77"}}) + oneFile,
+                  "77 Process 77 - - - | /m/a 1 - unknown,\n"},
+        ParseCase{"emptyCommand", fields({{"p78", "c"}}) + oneFile,
+                  "78 Process 78 - - - | /m/a 1 - unknown,\n"},
+        ParseCase{"repeatedPidsMergeFirstWins",
+                  fields({{"p9", "cfirst", "u1", "Lone"},
+                          {"f4", "ar", "n/m/b"},
+                          {"p10", "cother"},
+                          {"f1", "n/m/x"},
+                          {"p9", "csecond", "u2", "Ltwo"},
+                          {"f3", "aw", "n/m/a"},
+                          {"f4", "ar", "n/m/b"}}),
+                  "9 first 1 - one | /m/a 3 - write, /m/b 4 - read,\n"
+                  "10 other - - - | /m/x 1 - unknown,\n"},
+        ParseCase{"badPidDropsItsSetOnly",
+                  fields({{"p1", "cgood"}, {"f1", "n/m/a"}, {"p12x", "cbad"}, {"f2", "n/m/b"}}),
+                  "1 good - - - | /m/a 1 - unknown,\n"},
+        ParseCase{"pidWithSign", fields({{"p+42"}}) + oneFile,
+                  "42 Process 42 - - - | /m/a 1 - unknown,\n"},
+        ParseCase{"negativePid", fields({{"p-3"}}) + oneFile,
+                  "-3 Process -3 - - - | /m/a 1 - unknown,\n"},
+        ParseCase{"largestPid", fields({{"p2147483647", "c"}}) + oneFile,
+                  "2147483647 Process 2147483647 - - - | /m/a 1 - unknown,\n"},
+        ParseCase{"smallestPid", fields({{"p-2147483648", "cx"}}) + oneFile,
+                  "-2147483648 x - - - | /m/a 1 - unknown,\n"},
+        ParseCase{"pidOverflow", fields({{"p2147483648"}}) + oneFile, ""},
+        ParseCase{"hugePid", fields({{"p99999999999999999999"}}) + oneFile, ""},
+        ParseCase{"emptyPid", fields({{"p"}}) + oneFile, ""},
+        ParseCase{"signOnlyPid", fields({{"p+"}}) + oneFile, ""},
+        ParseCase{"pidWithSpaces", fields({{"p 4"}, {"p4 "}}) + oneFile, ""},
+        ParseCase{"numbersThatAreNot", fields({{"p1", "cx", "Rx", "u-1"}}) + oneFile,
+                  "1 x - - - | /m/a 1 - unknown,\n"},
+        ParseCase{"largestUser", fields({{"p1", "cx", "u4294967295", "R7"}}) + oneFile,
+                  "1 x 4294967295 7 - | /m/a 1 - unknown,\n"},
+        ParseCase{"userOverflow", fields({{"p1", "cx", "u4294967296"}}) + oneFile,
+                  "1 x - - - | /m/a 1 - unknown,\n"},
+        // A file set's fields carry over to each name in it, and reset with the next set.
+        ParseCase{"fileSetState",
+                  fields({{"p1", "cx"},
+                          {"n/m/before"},
+                          {"f3", "tREG", "au", "n/m/one", "n/m/two"},
+                          {"f4", "n/m/three"}}),
+                  "1 x - - - | /m/before - - unknown, /m/one 3 REG readWrite, /m/two 3 REG "
+                  "readWrite, /m/three 4 - unknown,\n"},
+        ParseCase{"strayFieldsAndUnknownLetters",
+                  fields({{"cstray", "f9", "n/m/stray"}, {"p3", "g77", "Kx", "s1024"}}) + oneFile,
+                  "3 Process 3 - - - | /m/a 1 - unknown,\n"},
+        // Line breaks around fields are not part of them; trailing bytes are kept.
+        ParseCase{"lineBreaks", "\r\n\n\0p1\0\n\r\ncname\r\0\n\0f1\0n/m/a\0\n\n"s,
+                  "1 name\r - - - | /m/a 1 - unknown,\n"},
+        ParseCase{"withoutNulsOneField", "p1\ncname\nf1\nn/m/a\n", ""},
+        ParseCase{"nameBeforeAnyProcess", "n/m/a\np1\n"s + '\0', ""},
+        ParseCase{"invalidUtf8Replaced",
+                  fields({{"p1", "c\xFF\xFEtool"}, {"f1", "n/m/\xC3(\xE2\x82"}}),
+                  "1 \uFFFD\uFFFDtool - - - | /m/\uFFFD(\uFFFD 1 - unknown,\n"},
+        ParseCase{"empty", "", ""}, ParseCase{"onlySeparators", "\0\0\0\n\n"s, ""},
+        ParseCase{"loneLetter", "p", ""}),
+    [](const auto& info) { return std::string(info.param.label); });
 
 TEST(LsofFieldParserTest, HostileBuffersNeverFail) {
-    EXPECT_TRUE(parse("").empty());
-    EXPECT_TRUE(parse("\0\0\0\n\n"s).empty());
-    EXPECT_TRUE(parse("p"s).empty());
     const std::string huge(1 << 20, 'n');
-    const auto result = parse(fields({{"p1"}}) + huge);
+    const auto result = LsofFieldParser{}.parse(fields({{"p1"}}) + huge);
     ASSERT_EQ(result.size(), 1u);
     EXPECT_EQ(result[0].openFiles[0].path.size(), huge.size() - 1);
     std::string noise;
     for (int i = 0; i < 4096; ++i) {
         noise.push_back(static_cast<char>((i * 37) % 256));
     }
-    (void)parse(noise);
+    (void)LsofFieldParser{}.parse(noise);
 }
 
 } // namespace

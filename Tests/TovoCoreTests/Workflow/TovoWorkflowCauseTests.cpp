@@ -5,8 +5,6 @@ namespace {
 
 using Causes = std::vector<BusyCause>;
 
-const BusyCause nested =
-    makeCause(BusyCauseKind::nestedMount, "/media/Photos/inner", BusyCauseAction::unmountNested);
 const BusyCause image =
     makeCause(BusyCauseKind::loopDevice, "/dev/loop7", BusyCauseAction::detachLoop);
 const BusyCause swapFile = makeCause(BusyCauseKind::swap, "/media/Photos/swapfile");
@@ -149,7 +147,8 @@ TEST(TovoWorkflowCauseTest, DropsACauseActionThatEndsAfterTheUserMovedOn) {
     EXPECT_EQ(h.ejector->ejects.callCount(), 1u);
     EXPECT_EQ(h.workflow->selectedDiskID(), backup.id);
     EXPECT_THAT(h.workflow->causeAttempts(), IsEmpty());
-    EXPECT_THAT(h.logger.entries(), ElementsAre(staleDropped)) << ::testing::PrintToString(h.logger.messages());
+    EXPECT_THAT(h.logger.entries(), ElementsAre(staleDropped))
+        << ::testing::PrintToString(h.logger.messages());
 }
 
 TEST(TovoWorkflowCauseTest, ARetryRefusedWithOnlyCausesLeftShowsThem) {

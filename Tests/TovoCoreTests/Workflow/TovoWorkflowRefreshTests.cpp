@@ -1,5 +1,6 @@
 #include "TovoCoreTests/Workflow/WorkflowHarness.hpp"
 
+#include <functional>
 #include <stdexcept>
 
 namespace tovo::testing {
@@ -25,16 +26,6 @@ TEST_F(TovoWorkflowRefreshTest, KeepsAListedSelectionAndItsStateElsePicksTheFirs
     EXPECT_EQ(workflow.phase(), EjectionPhase::blocked());
     EXPECT_EQ(workflow.blockers(), Processes{editor});
     EXPECT_EQ(workflow.releasePlans(), plans);
-
-    // Losing the selection instead returns to ready with empty lists.
-    h.listDisks({backup, archive});
-    EXPECT_EQ(workflow.selectedDiskID(), backup.id);
-    EXPECT_EQ(workflow.phase(), EjectionPhase::ready());
-    EXPECT_THAT(workflow.blockers(), IsEmpty());
-    EXPECT_THAT(workflow.releasePlans(), IsEmpty());
-    EXPECT_THAT(workflow.stopPlans(), IsEmpty());
-    h.listDisks({});
-    EXPECT_EQ(workflow.selectedDisk(), std::nullopt);
 }
 
 TEST_F(TovoWorkflowRefreshTest, OfTwoRefreshesBackToBackOnlyTheSecondIsApplied) {
@@ -53,21 +44,6 @@ TEST_F(TovoWorkflowRefreshTest, OfTwoRefreshesBackToBackOnlyTheSecondIsApplied) 
     EXPECT_EQ(h.logger.messages(),
               (std::vector<std::string>{"Disk refresh started", "Disk refresh started",
                                         "Disk refresh completed count=2"}));
-}
-
-TEST_F(TovoWorkflowRefreshTest, FailureShowsCouldNotCheckDisksAndEmptiesTheList) {
-    h.listDisks({photos});
-    h.volumes->listing.enqueueError(std::runtime_error("  \n"));
-    h.start(workflow.refresh());
-
-    EXPECT_EQ(workflow.phase(),
-              EjectionPhase::failed("Could not check disks", "The system did not provide a reason.",
-                                    FailureRecovery::refreshDisks));
-    EXPECT_THAT(workflow.disks(), IsEmpty());
-    EXPECT_EQ(workflow.selectedDiskID(), std::nullopt);
-    const auto last = h.logger.entries().back();
-    EXPECT_EQ(last.level, Level::error);
-    EXPECT_TRUE(last.message.starts_with("Disk refresh failed domain="));
 }
 
 TEST_F(TovoWorkflowRefreshTest, RefreshingAfterAChangedIdentityLeadsBackToAUsableScreen) {
@@ -139,32 +115,120 @@ INSTANTIATE_TEST_SUITE_P(
                                       "Disk refresh failure ignored on the success screen"}),
     [](const auto& info) { return std::string(info.param.label); });
 
-TEST_F(TovoWorkflowRefreshTest, RefreshesInFlightAroundAnEjectAreDroppedUntilTheResultIsReset) {
-    h.listDisks({photos, backup});
-    h.start(workflow.refresh()); // started before the eject
-    h.start(workflow.attemptEject());
-    h.start(workflow.refresh()); // started during the eject, answers after its success
-    h.logger.clear();
+// Every way out of a screen full of lists leaves none of them behind.
+struct ClearingCase {
+    const char* label;
+    std::function<void(WorkflowHarness&)> act;
+    EjectionPhase expectedPhase;
+    std::vector<ExternalDisk> expectedDisks;
+    std::optional<std::string> expectedSelection;
+};
+
+class TovoWorkflowClearingTest : public ::testing::TestWithParam<ClearingCase> {};
+
+TEST_P(TovoWorkflowClearingTest, LeavesNoListBehind) {
+    const auto& param = GetParam();
+    WorkflowHarness h;
+    h.reachFullyBlocked();
+    param.act(h);
+
+    const auto& w = *h.workflow;
+    EXPECT_EQ(w.phase(), param.expectedPhase);
+    EXPECT_EQ(w.disks(), param.expectedDisks);
+    EXPECT_EQ(w.selectedDiskID(), param.expectedSelection);
+    EXPECT_THAT(w.blockers(), IsEmpty());
+    EXPECT_THAT(w.releasePlans(), IsEmpty());
+    EXPECT_THAT(w.stopPlans(), IsEmpty());
+    EXPECT_THAT(w.releaseAttempts(), IsEmpty());
+    EXPECT_THAT(w.busyCauses(), IsEmpty());
+    EXPECT_THAT(w.causeAttempts(), IsEmpty());
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Ways, TovoWorkflowClearingTest,
+    ::testing::Values(ClearingCase{"refreshFails",
+                                   [](WorkflowHarness& h) {
+                                       h.volumes->listing.enqueueError(std::runtime_error("  \n"));
+                                       h.start(h.workflow->refresh());
+                                       EXPECT_TRUE(h.logger.entries().back().message.starts_with(
+                                           "Disk refresh failed domain="));
+                                   },
+                                   EjectionPhase::failed("Could not check disks",
+                                                         "The system did not provide a reason.",
+                                                         FailureRecovery::refreshDisks),
+                                   {},
+                                   std::nullopt},
+                      ClearingCase{"refreshLosesTheSelection",
+                                   [](WorkflowHarness& h) {
+                                       h.listDisks({backup, archive});
+                                   },
+                                   EjectionPhase::ready(),
+                                   {backup, archive},
+                                   backup.id},
+                      ClearingCase{"otherDiskSelected",
+                                   [](WorkflowHarness& h) { h.workflow->selectDisk(backup.id); },
+                                   EjectionPhase::ready(),
+                                   {photos, backup},
+                                   backup.id},
+                      ClearingCase{"resultReset",
+                                   [](WorkflowHarness& h) {
+                                       h.volumes->listing.enqueueValue({photos, archive});
+                                       h.start(h.workflow->resetResult());
+                                   },
+                                   EjectionPhase::ready(),
+                                   {photos, archive},
+                                   photos.id},
+                      ClearingCase{"ejectedAgain",
+                                   [](WorkflowHarness& h) { h.start(h.workflow->attemptEject()); },
+                                   EjectionPhase::ejecting(),
+                                   {photos, backup},
+                                   photos.id}),
+    [](const auto& info) { return std::string(info.param.label); });
+
+// A refresh started before an operation and answering after it ended lists an older
+// state than the one the operation left: it is dropped.
+class TovoWorkflowLateRefreshTest
+    : public ::testing::TestWithParam<std::pair<const char*, void (*)(WorkflowHarness&)>> {};
+
+TEST_P(TovoWorkflowLateRefreshTest, IsDropped) {
+    WorkflowHarness h;
+    h.quitForApps().reachBlocked({editor});
+    h.releaser->answerRequestsWith(ReleaseDisposition::requested);
+    h.diagnoses->setValue({editor});
+    h.start(h.workflow->refresh());
+    GetParam().second(h);
+    h.runOutTheClock();
+    ASSERT_FALSE(h.workflow->phase().isBusy());
+    const auto phase = h.workflow->phase();
 
     h.volumes->listing.resolve({archive});
     h.run();
-    EXPECT_EQ(workflow.disks(), (std::vector{photos, backup}));
-    h.ejector->ejects.resolve();
-    h.run();
-    h.volumes->listing.resolve({photos, backup});
-    h.run();
 
-    EXPECT_EQ(workflow.phase(), EjectionPhase::ejected("Photos"));
-    EXPECT_EQ(workflow.disks(), std::vector{backup});
-    EXPECT_EQ(h.logger.messages(), (std::vector<std::string>{"Eject completed"}));
-
-    // Leaving the success screen refreshes at once.
-    h.volumes->listing.enqueueValue({backup, archive});
-    h.start(workflow.resetResult());
-    EXPECT_EQ(workflow.phase(), EjectionPhase::ready());
-    EXPECT_EQ(workflow.disks(), (std::vector{backup, archive}));
-    EXPECT_EQ(workflow.selectedDiskID(), backup.id);
+    EXPECT_EQ(h.workflow->phase(), phase);
+    EXPECT_EQ(h.workflow->disks(), (std::vector{photos, backup}));
+    EXPECT_EQ(h.workflow->selectedDiskID(), photos.id);
 }
+
+INSTANTIATE_TEST_SUITE_P(Operations, TovoWorkflowLateRefreshTest,
+                         ::testing::Values(std::pair(
+                                               "failedEject",
+                                               +[](WorkflowHarness& h) {
+                                                   h.ejector->ejects.enqueueError(TestError());
+                                                   h.start(h.workflow->attemptEject());
+                                               }),
+                                           std::pair(
+                                               "release",
+                                               +[](WorkflowHarness& h) {
+                                                   h.start(h.workflow->performSafeTovo());
+                                               }),
+                                           std::pair(
+                                               "stop",
+                                               +[](WorkflowHarness& h) {
+                                                   h.stopper->stops.enqueueValue(attemptFor(
+                                                       editor, ReleaseDisposition::failed));
+                                                   h.start(h.workflow->performStop(editor));
+                                               })),
+                         [](const auto& info) { return std::string(info.param.first); });
 
 TEST_F(TovoWorkflowRefreshTest, ObserversHearOfEachChangeBeforeItHappens) {
     std::vector<std::string> seen;

@@ -8,17 +8,9 @@ using DiagnosisOutcome = ScriptedOperation<Processes, DiagnosisCall>::Outcome;
 const char* const alreadyClosed = "It released the disk before Tovo acted.";
 const char* const unverifiable = "Tovo cannot verify that this app is still safe to close.";
 
-// Applications may be asked to quit; the shell is left to the user.
-WorkflowHarness& quitForApps(WorkflowHarness& h) {
-    h.releaser->planEach([](const BlockingProcess& process) {
-        return process.command == "bash" ? manualPlan(process) : quitPlan(process);
-    });
-    return h;
-}
-
 TEST(TovoWorkflowReleaseTest, EachRequestFollowsAFreshLookThenTheWaitEndsOnTheSuccessScreen) {
     WorkflowHarness h;
-    quitForApps(h).reachBlocked({editor, viewer});
+    h.quitForApps().reachBlocked({editor, viewer});
     std::vector<std::string> trace;
     const std::vector<Processes> looks{{editor, viewer}, {viewer}, {viewer}, {}};
     h.diagnoses->setResponder([&](const DiagnosisCall&) {
@@ -48,6 +40,7 @@ TEST(TovoWorkflowReleaseTest, EachRequestFollowsAFreshLookThenTheWaitEndsOnTheSu
     EXPECT_EQ(h.workflow->releaseAttempts(), asked);
     EXPECT_THAT(h.workflow->blockers(), IsEmpty());
     EXPECT_THAT(h.workflow->releasePlans(), IsEmpty());
+    EXPECT_THAT(h.workflow->stopPlans(), IsEmpty());
     EXPECT_EQ(h.workflow->disks(), std::vector{backup});
     EXPECT_EQ(h.logger.entries(),
               (std::vector<Entry>{{Level::info, "Release review confirmed total=2 eligible=2"},
@@ -155,7 +148,7 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST(TovoWorkflowReleaseTest, ApprovalsAreFrozenWhenTheUserConfirms) {
     WorkflowHarness h;
-    quitForApps(h).reachBlocked({editor, viewer, shell, editor});
+    h.quitForApps().reachBlocked({editor, viewer, shell, editor});
     h.releaser->answerRequestsWith(ReleaseDisposition::requested);
 
     h.start(h.workflow->performSafeTovo());
@@ -177,8 +170,18 @@ TEST(TovoWorkflowReleaseTest, ApprovalsAreFrozenWhenTheUserConfirms) {
     EXPECT_EQ(h.clock.sleeperCount(), 1u) << "still waiting for the two apps";
 }
 
-// Where an eject, or a confirmed release or stop of `editor`, waits; each stage of the
-// release answers the one before.
+TEST(TovoWorkflowReleaseTest, ANewReleaseOrStopForgetsTheLastAttempts) {
+    for (const bool stop : {false, true}) {
+        WorkflowHarness h;
+        h.reachFullyBlocked();
+        h.start(stop ? h.workflow->performStop(editor) : h.workflow->performSafeTovo());
+        EXPECT_THAT(h.workflow->releaseAttempts(), IsEmpty());
+        EXPECT_EQ(h.workflow->causeAttempts().empty(), !stop);
+    }
+}
+
+// Where an eject, or a confirmed release or stop of `editor` and the nested mount, waits;
+// each stage answers the one before.
 enum class Stage {
     eject,
     ejectDiagnosis,
@@ -188,7 +191,12 @@ enum class Stage {
     request,
     settleSleep,
     pollDiagnosis,
+    causeSearch,
+    causeAction,
     retryEject,
+    retryDiagnosis,
+    recheckCauses, // still held by someone else after the wait
+    stopDiagnosis,
     stopRequest
 };
 
@@ -205,17 +213,29 @@ void releaseUntil(WorkflowHarness& h, Stage stage) {
         h.start(h.workflow->attemptEject());
         return;
     }
-    quitForApps(h).reachBlocked({editor});
-    if (stage == Stage::stopRequest) {
+    h.causeFinder->searches.enqueueValue({nested});
+    h.quitForApps().reachBlocked({editor});
+    if (stage >= Stage::stopDiagnosis) {
         h.start(h.workflow->performStop(editor));
-        h.diagnoses->resolve({editor});
-        h.run();
+        if (stage == Stage::stopRequest) {
+            h.diagnoses->resolve({editor});
+            h.run();
+        }
         return;
     }
     h.start(h.workflow->performSafeTovo());
     // Plans held from now on; the approval's plan is answered when that stage is passed.
     h.releaser->plans.setResponder(nullptr);
-    for (auto at = Stage::approvalDiagnosis; at != stage; at = Stage(int(at) + 1)) {
+    const bool recheck = stage == Stage::recheckCauses;
+    h.causeFinder->searches.setValue({nested});
+    if (stage == Stage::causeSearch || recheck) {
+        h.causeFinder->searches.setResponder(nullptr);
+    }
+    if (stage == Stage::causeAction) {
+        h.causeFinder->resolutions.setResponder(nullptr);
+    }
+    const auto last = recheck ? Stage::causeSearch : stage;
+    for (auto at = Stage::approvalDiagnosis; at != last; at = Stage(int(at) + 1)) {
         if (at == Stage::approvalPlanning) {
             h.releaser->plans.resolve({quitPlan(editor)});
             h.releaser->answerPlansAtOnce();
@@ -223,8 +243,13 @@ void releaseUntil(WorkflowHarness& h, Stage stage) {
             h.advance(1200ms);
         } else if (at == Stage::request) {
             h.releaser->requests.resolve({attemptFor(editor, ReleaseDisposition::requested)});
-        } else {
-            h.diagnoses->resolve(at == Stage::approvalDiagnosis ? Processes{editor} : Processes{});
+        } else if (at == Stage::retryEject) {
+            h.ejector->ejects.fail(WorkflowHarness::busyFailure());
+        } else if (at != Stage::causeSearch && at != Stage::causeAction) { // those answer at once
+            const bool pollSeesShell = recheck && at == Stage::pollDiagnosis;
+            h.diagnoses->resolve(at == Stage::approvalDiagnosis ? Processes{editor}
+                                 : pollSeesShell                ? Processes{shell}
+                                                                : Processes{});
         }
         h.run();
     }
@@ -233,6 +258,7 @@ void releaseUntil(WorkflowHarness& h, Stage stage) {
 // Answers the call the operation waits on at `stage`, with `error` unless it is null.
 void answerAt(WorkflowHarness& h, Stage stage, std::exception_ptr error) {
     const auto requested = attemptFor(editor, ReleaseDisposition::requested);
+    auto& causes = *h.causeFinder;
     if (stage == Stage::ejectPlanning || stage == Stage::approvalPlanning) {
         error ? h.releaser->plans.fail(error) : h.releaser->plans.resolve({quitPlan(editor)});
     } else if (stage == Stage::request) {
@@ -241,15 +267,33 @@ void answerAt(WorkflowHarness& h, Stage stage, std::exception_ptr error) {
         error ? h.stopper->stops.fail(error) : h.stopper->stops.resolve(requested);
     } else if (stage == Stage::retryEject || stage == Stage::eject) {
         error ? h.ejector->ejects.fail(error) : h.ejector->ejects.resolve();
+    } else if (stage == Stage::causeSearch || stage == Stage::recheckCauses) {
+        error ? causes.searches.fail(error) : causes.searches.resolve({nested});
+    } else if (stage == Stage::causeAction) {
+        error ? causes.resolutions.fail(error)
+              : causes.resolutions.resolve({nested.key(), ReleaseDisposition::requested, "Done."});
     } else {
-        error ? h.diagnoses->fail(error) : h.diagnoses->resolve({});
+        // Somebody found, except by the wait, which would only go on waiting for them.
+        error
+            ? h.diagnoses->fail(error)
+            : h.diagnoses->resolve(stage == Stage::pollDiagnosis ? Processes{} : Processes{editor});
     }
     h.run();
 }
 
-// What ends a running operation early: cancellation, a failing service, or the user
-// picking another disk before the pending result arrives.
-enum class Interruption { cancel, fail, leave };
+// What ends a running operation early: cancellation (after the system finished, for an
+// eject), a failing service, or the user leaving the disk before the pending result
+// arrives (then coming back to it, by selection or by refresh).
+enum class Interruption {
+    cancel,
+    finishThenCancel,
+    fail,
+    leave,
+    leaveThenFail,
+    leaveThenCancel,
+    returnBySelection,
+    returnByRefresh
+};
 
 struct InterruptionCase {
     const char* label;
@@ -260,72 +304,136 @@ struct InterruptionCase {
 class TovoWorkflowInterruptionTest : public ::testing::TestWithParam<InterruptionCase> {};
 
 // Cancelled: back to the blockers, or unconfirmed once the eject was asked for. Failed:
-// stopped safely.
-// Left: the late result is dropped and the new selection stays.
+// stopped safely. Left: the late result is dropped, starts nothing, and the new
+// selection stays.
 TEST_P(TovoWorkflowInterruptionTest, EndsSafelyWithOneLogLine) {
-    const auto& param = GetParam();
+    const auto& [label, stage, by] = GetParam();
     WorkflowHarness h;
-    releaseUntil(h, param.stage);
+    auto& workflow = *h.workflow;
+    releaseUntil(h, stage);
+    const auto operation = h.started.back();
     h.logger.clear();
+    const bool isEject = stage == Stage::eject || stage == Stage::retryEject;
 
     auto expectedPhase = EjectionPhase::ready();
     auto expectedLog = staleDropped;
-    if (param.by == Interruption::cancel) {
-        h.started.back().requestCancellation();
-        h.run();
-        expectedLog = cancelledSafely;
-        if (param.stage == Stage::retryEject) {
-            // The system may still be ejecting: the disk is not known to be safe.
-            expectedPhase = unconfirmedEject(photos);
-            expectedLog = unconfirmedLogged;
-        } else {
-            expectedPhase = EjectionPhase::blocked();
+    if (by == Interruption::cancel || by == Interruption::finishThenCancel) {
+        if (by == Interruption::finishThenCancel) {
+            h.ejector->ejects.resolve();
         }
-    } else if (param.by == Interruption::fail) {
-        answerAt(h, param.stage, std::make_exception_ptr(TestError()));
+        operation.requestCancellation();
+        h.run();
+        // Once asked, the system may still be ejecting: the disk is not known to be safe.
+        expectedPhase = isEject                          ? unconfirmedEject(photos)
+                        : stage == Stage::retryDiagnosis ? EjectionPhase::ready()
+                                                         : EjectionPhase::blocked();
+        expectedLog = isEject ? unconfirmedLogged : cancelledSafely;
+    } else if (by == Interruption::fail) {
+        answerAt(h, stage, std::make_exception_ptr(TestError()));
         expectedPhase = EjectionPhase::failed("Tovo stopped safely", "lsof timed out.",
                                               FailureRecovery::retryEject);
         expectedLog = {Level::error, "Release operation failed domain=TestDomain code=42"};
     } else {
-        h.selectOtherDisk();
-        answerAt(h, param.stage, nullptr);
+        if (by == Interruption::returnByRefresh) {
+            h.volumes->listing.enqueueValue({photos, backup});
+            h.start(workflow.resetResult());
+            h.listDisks({});
+            h.listDisks({photos, backup});
+            h.logger.clear();
+        } else {
+            h.selectOtherDisk();
+        }
+        if (by == Interruption::returnBySelection) {
+            workflow.selectDisk(photos.id);
+        }
+        const auto actions = h.actions();
+        if (by == Interruption::leaveThenCancel) {
+            operation.requestCancellation();
+            h.run();
+        } else {
+            // A refused eject is what would lead the stale operation on.
+            answerAt(h, stage,
+                     by != Interruption::leaveThenFail ? nullptr
+                     : isEject ? std::make_exception_ptr(WorkflowHarness::busyFailure())
+                               : std::make_exception_ptr(TestError()));
+        }
+        EXPECT_EQ(h.actions(), actions) << "a stale result starts nothing";
     }
 
-    EXPECT_TRUE(h.started.back().isDone());
-    EXPECT_EQ(h.workflow->phase(), expectedPhase);
+    EXPECT_TRUE(operation.isDone());
+    EXPECT_EQ(workflow.phase(), expectedPhase);
     EXPECT_THAT(h.logger.entries(), ElementsAre(expectedLog));
     EXPECT_EQ(h.clock.sleeperCount(), 0u);
-    if (param.by == Interruption::leave) {
-        EXPECT_EQ(h.workflow->selectedDiskID(), backup.id);
-        EXPECT_EQ(h.workflow->disks(), (std::vector{photos, backup}));
-        EXPECT_THAT(h.workflow->releaseAttempts(), IsEmpty());
-    } else if (param.stage != Stage::retryEject) {
-        EXPECT_EQ(h.workflow->blockers(), Processes{editor}) << "still shows who holds the disk";
+    EXPECT_EQ(workflow.disks(), (std::vector{photos, backup}));
+    if (by >= Interruption::leave) {
+        const bool returned = by >= Interruption::returnBySelection;
+        EXPECT_EQ(workflow.selectedDiskID(), returned ? photos.id : backup.id);
+        EXPECT_THAT(workflow.releaseAttempts(), IsEmpty());
+        EXPECT_THAT(workflow.causeAttempts(), IsEmpty());
+    } else if (expectedPhase == EjectionPhase::blocked()) {
+        EXPECT_EQ(workflow.blockers(), Processes{editor}) << "still shows who holds the disk";
+        EXPECT_EQ(workflow.busyCauses(), std::vector{nested});
+        // Nothing is left running: a stop may start at once.
+        h.start(workflow.performStop(editor));
+        EXPECT_EQ(workflow.phase(), EjectionPhase::stopping("editor (plan)"));
+    } else if (stage == Stage::retryEject || stage == Stage::retryDiagnosis) {
+        // Everybody had gone before the retry.
+        EXPECT_THAT(workflow.blockers(), IsEmpty());
+        EXPECT_THAT(workflow.busyCauses(), IsEmpty());
+        if (expectedPhase == EjectionPhase::ready()) {
+            EXPECT_THAT(workflow.releasePlans(), IsEmpty());
+            EXPECT_THAT(workflow.stopPlans(), IsEmpty());
+        }
     }
 }
 
 INSTANTIATE_TEST_SUITE_P(
     Cases, TovoWorkflowInterruptionTest,
     ::testing::Values(
+        InterruptionCase{"cancelEject", Stage::eject, Interruption::cancel},
+        InterruptionCase{"finishedEjectCancelled", Stage::eject, Interruption::finishThenCancel},
+        InterruptionCase{"cancelApprovalPlanning", Stage::approvalPlanning, Interruption::cancel},
         InterruptionCase{"cancelRequest", Stage::request, Interruption::cancel},
         InterruptionCase{"cancelSettleSleep", Stage::settleSleep, Interruption::cancel},
         InterruptionCase{"cancelRetriedEject", Stage::retryEject, Interruption::cancel},
+        InterruptionCase{"finishedRetryCancelled", Stage::retryEject,
+                         Interruption::finishThenCancel},
+        InterruptionCase{"cancelRetryDiagnosis", Stage::retryDiagnosis, Interruption::cancel},
         InterruptionCase{"cancelStop", Stage::stopRequest, Interruption::cancel},
         InterruptionCase{"failApprovalDiagnosis", Stage::approvalDiagnosis, Interruption::fail},
+        InterruptionCase{"failApprovalPlanning", Stage::approvalPlanning, Interruption::fail},
         InterruptionCase{"failPoll", Stage::pollDiagnosis, Interruption::fail},
+        InterruptionCase{"failCauseAction", Stage::causeAction, Interruption::fail},
         InterruptionCase{"failRetriedEject", Stage::retryEject, Interruption::fail},
         InterruptionCase{"failStop", Stage::stopRequest, Interruption::fail},
         InterruptionCase{"leaveDuringEject", Stage::eject, Interruption::leave},
         InterruptionCase{"leaveDuringEjectDiagnosis", Stage::ejectDiagnosis, Interruption::leave},
         InterruptionCase{"leaveDuringEjectPlanning", Stage::ejectPlanning, Interruption::leave},
-        InterruptionCase{"cancelApprovalPlanning", Stage::approvalPlanning, Interruption::cancel},
-        InterruptionCase{"failApprovalPlanning", Stage::approvalPlanning, Interruption::fail},
+        InterruptionCase{"leaveDuringApprovalDiagnosis", Stage::approvalDiagnosis,
+                         Interruption::leave},
         InterruptionCase{"leaveDuringApprovalPlanning", Stage::approvalPlanning,
                          Interruption::leave},
         InterruptionCase{"leaveDuringRequest", Stage::request, Interruption::leave},
         InterruptionCase{"leaveDuringPoll", Stage::pollDiagnosis, Interruption::leave},
+        InterruptionCase{"leaveDuringCauseSearch", Stage::causeSearch, Interruption::leave},
+        InterruptionCase{"leaveDuringCauseAction", Stage::causeAction, Interruption::leave},
         InterruptionCase{"leaveDuringRetriedEject", Stage::retryEject, Interruption::leave},
-        InterruptionCase{"leaveDuringStop", Stage::stopRequest, Interruption::leave}),
+        InterruptionCase{"leaveDuringRetryDiagnosis", Stage::retryDiagnosis, Interruption::leave},
+        InterruptionCase{"leaveDuringRecheck", Stage::recheckCauses, Interruption::leave},
+        InterruptionCase{"leaveDuringStopDiagnosis", Stage::stopDiagnosis, Interruption::leave},
+        InterruptionCase{"leaveDuringStop", Stage::stopRequest, Interruption::leave},
+        InterruptionCase{"leaveThenPlanningFails", Stage::ejectPlanning,
+                         Interruption::leaveThenFail},
+        InterruptionCase{"leaveThenRequestFails", Stage::request, Interruption::leaveThenFail},
+        InterruptionCase{"leaveThenRetryRefused", Stage::retryEject, Interruption::leaveThenFail},
+        InterruptionCase{"leaveThenRequestCancelled", Stage::request,
+                         Interruption::leaveThenCancel},
+        InterruptionCase{"leaveThenRetryCancelled", Stage::retryEject,
+                         Interruption::leaveThenCancel},
+        InterruptionCase{"returnBySelectionDuringEject", Stage::eject,
+                         Interruption::returnBySelection},
+        InterruptionCase{"returnByRefreshDuringEject", Stage::eject,
+                         Interruption::returnByRefresh}),
     [](const auto& info) { return std::string(info.param.label); });
 
 // A retried eject refused as busy shows whoever holds the disk now, or stops safely.
@@ -334,6 +442,7 @@ class TovoWorkflowBusyRetryTest : public ::testing::TestWithParam<bool> {};
 TEST_P(TovoWorkflowBusyRetryTest, DiagnosesWithTheDissenter) {
     WorkflowHarness h;
     releaseUntil(h, Stage::retryEject);
+    h.causeFinder->searches.setValue({});
 
     h.ejector->ejects.fail(WorkflowHarness::busyFailure(77));
     h.run();

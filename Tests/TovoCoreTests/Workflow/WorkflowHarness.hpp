@@ -32,6 +32,8 @@ inline const ExternalDisk archive = makeDisk(3, "Archive");
 inline const BlockingProcess editor = makeProcess(501, "editor");
 inline const BlockingProcess viewer = makeProcess(502, "viewer");
 inline const BlockingProcess shell = makeProcess(503, "bash");
+inline const BusyCause nested =
+    makeCause(BusyCauseKind::nestedMount, "/media/Photos/inner", BusyCauseAction::unmountNested);
 inline const Entry staleDropped{Level::debug, "Ignored a stale operation result"};
 inline const Entry cancelledSafely{Level::info, "Release operation cancelled safely"};
 inline const Entry unconfirmedLogged{Level::info, "Eject cancelled before the system confirmed it"};
@@ -128,6 +130,42 @@ struct WorkflowHarness {
         start(workflow->attemptEject());
         ASSERT_EQ(workflow->phase(), EjectionPhase::blocked());
         logger.clear();
+    }
+
+    /// Applications may be asked to quit; the shell is left to the user.
+    WorkflowHarness& quitForApps() {
+        releaser->planEach([](const BlockingProcess& process) {
+            return process.command == "bash" ? manualPlan(process) : quitPlan(process);
+        });
+        return *this;
+    }
+
+    /// Blocked again after a release whose retry was refused: every list holds something.
+    void reachFullyBlocked() {
+        causeFinder->searches.enqueueValue({nested});
+        quitForApps().reachBlocked({editor});
+        releaser->answerRequestsWith(ReleaseDisposition::requested);
+        for (const auto& look : {Processes{editor}, Processes{}, Processes{editor}}) {
+            diagnoses->enqueueValue(look);
+        }
+        causeFinder->searches.enqueueValue({nested});
+        causeFinder->searches.enqueueValue({nested});
+        ejector->ejects.enqueueError(busyFailure());
+        start(workflow->performSafeTovo());
+        runOutTheClock();
+        const auto& w = *workflow;
+        ASSERT_EQ(w.phase(), EjectionPhase::blocked());
+        ASSERT_TRUE(!w.blockers().empty() && !w.releasePlans().empty() && !w.stopPlans().empty() &&
+                    !w.releaseAttempts().empty() && !w.busyCauses().empty() &&
+                    !w.causeAttempts().empty());
+        logger.clear();
+    }
+
+    /// Calls that act, or plan a release; looks at the disk are left out.
+    std::size_t actions() const {
+        return releaser->plans.callCount() + releaser->requests.callCount() +
+               (stopper ? stopper->stops.callCount() : 0) + ejector->ejects.callCount() +
+               causeFinder->resolutions.callCount();
     }
 
     ManualExecutor executor;
