@@ -257,8 +257,6 @@ TEST_P(SystemVolumeJoinTest, AMountJoinsOnlyTheDeviceItReallySitsOn) {
     EXPECT_EQ(joined, c.joined);
 }
 
-const std::string otherPool = "0e3c9a4d-1111-4c25-941b-b5a47f026a3c";
-
 INSTANTIATE_TEST_SUITE_P(
     Mounts, SystemVolumeJoinTest,
     ::testing::Values(
@@ -269,7 +267,6 @@ INSTANTIATE_TEST_SUITE_P(
                  {},
                  ""},
         JoinCase{"fuse_naming_the_partition", "0:62 / /media/u/m rw - fuse /dev/sdb1", {}, ""},
-        JoinCase{"tmpfs_naming_the_partition", "0:64 / /media/u/m rw - tmpfs /dev/sdb1", {}, ""},
         JoinCase{"number_of_another_device_wins_over_the_text",
                  "8:33 / /media/u/m rw - exfat /dev/sdb1",
                  {},
@@ -277,8 +274,6 @@ INSTANTIATE_TEST_SUITE_P(
         JoinCase{"btrfs_whose_uuid_the_named_device_carries",
                  "0:60 /@ /media/u/m rw - btrfs /dev/sdf1", poolUUID,
                  std::string("attachment:45: ") + poolUUID},
-        JoinCase{"btrfs_with_another_uuid", "0:60 / /media/u/m rw - btrfs /dev/sdf1", otherPool,
-                 ""},
         JoinCase{"btrfs_whose_uuid_cannot_be_read", "0:60 / /media/u/m rw - btrfs /dev/sdf1",
                  std::nullopt, ""},
         JoinCase{"btrfs_naming_a_device_that_is_not_btrfs",
@@ -287,23 +282,9 @@ INSTANTIATE_TEST_SUITE_P(
                  poolUUID, ""}),
     [](const auto& info) { return std::string(info.param.label); });
 
-/// The field as the kernel writes it: space, tab, newline and backslash in octal.
-std::string mountInfoField(const std::string& path) {
-    std::string field;
-    for (const char c : path) {
-        if (c == ' ' || c == '\t' || c == '\n' || c == '\\') {
-            char octal[5];
-            std::snprintf(octal, sizeof octal, "\\%03o", static_cast<unsigned char>(c));
-            field += octal;
-        } else {
-            field += c;
-        }
-    }
-    return field;
-}
-
 struct HostileNameCase {
     const char* label;
+    std::string field; ///< the mount point as mountinfo escapes it
     std::string mountPoint;
     std::string labelEncoded; ///< udev's ID_FS_LABEL_ENC; empty: none
     std::string name;
@@ -320,8 +301,7 @@ TEST_P(SystemVolumeNameTest, NamesAreDecodedLossilyAndMountPathsKeptExact) {
     if (!c.labelEncoded.empty()) {
         properties["ID_FS_LABEL_ENC"] = c.labelEncoded;
     }
-    const auto disks =
-        list("45 27 8:65 / " + mountInfoField(c.mountPoint) + " rw - ext4 /dev/sde1 rw\n");
+    const auto disks = list("45 27 8:65 / " + c.field + " rw - ext4 /dev/sde1 rw\n");
     ASSERT_EQ(disks.size(), 1u);
     ASSERT_EQ(disks[0].volumes.size(), 1u);
     EXPECT_EQ(disks[0].displayName, c.name);
@@ -330,16 +310,19 @@ TEST_P(SystemVolumeNameTest, NamesAreDecodedLossilyAndMountPathsKeptExact) {
     EXPECT_EQ(disks[0].volumes[0].volumeUUID, std::nullopt);
 }
 
-const std::string longFolder = "/media/u/" + std::string(3800, 'd') + "/";
+const std::string longName = "/media/u/" + std::string(3800, 'd') + "/" + std::string(188, 'n');
 
 INSTANTIATE_TEST_SUITE_P(
     Paths, SystemVolumeNameTest,
-    ::testing::Values(
-        HostileNameCase{"escaped_characters", "/media/u/a b\tc\nd\\e", "", "a b\tc\nd\\e"},
-        HostileNameCase{"invalid_utf8", "/media/u/\xff\xc3x", "", "\xEF\xBF\xBD\xEF\xBF\xBDx"},
-        HostileNameCase{"four_thousand_bytes", longFolder + std::string(188, 'n') + " \xff", "",
-                        std::string(188, 'n') + " \xEF\xBF\xBD"},
-        HostileNameCase{"label_with_invalid_utf8", "/media/u/x", "Bad\\xff", "Bad\xEF\xBF\xBD"}),
+    ::testing::Values(HostileNameCase{"escaped_characters", "/media/u/a\\040b\\011c\\012d\\134e",
+                                      "/media/u/a b\tc\nd\\e", "", "a b\tc\nd\\e"},
+                      HostileNameCase{"invalid_utf8", "/media/u/\xff\xc3x", "/media/u/\xff\xc3x",
+                                      "", "\xEF\xBF\xBD\xEF\xBF\xBDx"},
+                      HostileNameCase{"four_thousand_bytes", longName + "\\040\xff",
+                                      longName + " \xff", "",
+                                      std::string(188, 'n') + " \xEF\xBF\xBD"},
+                      HostileNameCase{"label_with_invalid_utf8", "/media/u/x", "/media/u/x",
+                                      "Bad\\xff", "Bad\xEF\xBF\xBD"}),
     [](const auto& info) { return std::string(info.param.label); });
 
 TEST(CapacityPoolIdentifierTest, PoolsOnlyApfsVolumesByContainer) {

@@ -150,6 +150,8 @@ struct StatusCase {
     std::string expected; ///< as `outcome` tells it
     bool twoVolumes = false;
     std::string mountPath = diskPath;
+    std::vector<std::vector<std::string>> tables = {}; ///< mount points read in turn, if set
+    std::vector<std::string> given = {};               ///< the paths lsof is run on, if set
 };
 
 class LsofExitStatus : public LsofBlockerDiagnoserTest,
@@ -162,9 +164,24 @@ TEST_P(LsofExitStatus, DecidesWhetherTheListCanBeTrusted) {
     if (row.twoVolumes) {
         addSecondVolume();
     }
+    if (!row.tables.empty()) {
+        scanner_->tables.clear();
+    }
+    for (const auto& table : row.tables) {
+        scanner_->tables.emplace_back();
+        for (const auto& path : table) {
+            scanner_->tables.back().push_back(mountAt(path, path == diskPath ? 100 : 101));
+        }
+    }
     runner_->answer(row.answer);
-    addLive({500, 600});
+    addLive({500, 600, 700});
     EXPECT_EQ(outcome(), row.expected);
+    ASSERT_EQ(runner_->calls.size(), 1u);
+    const auto& arguments = runner_->calls[0].arguments;
+    if (!row.given.empty()) {
+        EXPECT_EQ(std::vector(arguments.end() - long(row.given.size()), arguments.end()),
+                  row.given);
+    }
 }
 
 const std::string couldNotInspect = "failed: The system could not inspect the disk.";
@@ -176,6 +193,8 @@ const std::string gvfsWarning =
 const std::string ownWarning =
     "lsof: WARNING: can't stat() ext4 file system " + diskPath + "\n" + mayBeIncomplete;
 const std::string notAFileSystem = "lsof: not a file system: " + diskPath + "\n";
+const std::string dataHolder = holder(700, dataPath + "/b");
+const std::vector<std::string> both{diskPath, dataPath};
 const std::string escapedWarning =
     "lsof: WARNING: can't stat() ext4 file system /media/A\\nB\\\\C\\xff\n" + mayBeIncomplete;
 
@@ -227,58 +246,26 @@ INSTANTIATE_TEST_SUITE_P(
                    {1, holder(500) + holder(600, dataPath + "/d"), ""},
                    partialList,
                    true},
-        StatusCase{"AnIdleVolumeAndAWarning", {1, holder(500), gvfsWarning}, partialList, true}),
-    [](const auto& info) { return info.param.name; });
-
-struct MountChangeCase {
-    const char* name;
-    std::vector<std::vector<std::string>> tables; ///< mount points, read in turn
-    CommandResult answer;
-    std::vector<std::string> given; ///< the paths lsof is run on
-    std::string expected;
-};
-
-class LsofMountChanges : public LsofBlockerDiagnoserTest,
-                         public ::testing::WithParamInterface<MountChangeCase> {};
-
-TEST_P(LsofMountChanges, OnlyVolumesStillMountedCount) {
-    const auto& row = GetParam();
-    addSecondVolume();
-    scanner_->tables.clear();
-    for (const auto& table : row.tables) {
-        std::vector<MountEntry> entries;
-        for (const auto& path : table) {
-            entries.push_back(mountAt(path, path == diskPath ? 100 : 101));
-        }
-        scanner_->tables.push_back(entries);
-    }
-    runner_->answer(row.answer);
-    addLive({700});
-    EXPECT_EQ(outcome(), row.expected);
-    ASSERT_EQ(runner_->calls.size(), 1u);
-    const auto& arguments = runner_->calls[0].arguments;
-    EXPECT_EQ(std::vector(arguments.end() - static_cast<long>(row.given.size()), arguments.end()),
-              row.given);
-}
-
-const std::string dataHolder = holder(700, dataPath + "/b");
-const std::vector<std::string> both{diskPath, dataPath};
-
-INSTANTIATE_TEST_SUITE_P(
-    Table, LsofMountChanges,
-    ::testing::Values(
-        MountChangeCase{
-            "UnmountedBefore", {{dataPath}}, {0, dataHolder, ""}, {dataPath}, "pids: 700"},
-        MountChangeCase{"UnmountedWhileLsofRan",
-                        {both, {dataPath}},
-                        {1, dataHolder, notAFileSystem},
-                        both,
-                        "pids: 700"},
-        MountChangeCase{"NotAFileSystemThoughStillMounted",
-                        {both},
-                        {1, "", notAFileSystem},
-                        both,
-                        "failed: " + notAFileSystem.substr(0, notAFileSystem.size() - 1)}),
+        StatusCase{"AnIdleVolumeAndAWarning", {1, holder(500), gvfsWarning}, partialList, true},
+        // Only volumes still mounted count, before lsof runs or while it runs.
+        StatusCase{"UnmountedBefore",
+                   {0, dataHolder, ""},
+                   "pids: 700",
+                   true,
+                   diskPath,
+                   {{dataPath}},
+                   {dataPath}},
+        StatusCase{"UnmountedWhileLsofRan",
+                   {1, dataHolder, notAFileSystem},
+                   "pids: 700",
+                   true,
+                   diskPath,
+                   {both, {dataPath}},
+                   both},
+        StatusCase{"NotAFileSystemThoughStillMounted",
+                   {1, "", notAFileSystem},
+                   "failed: " + notAFileSystem.substr(0, notAFileSystem.size() - 1),
+                   true}),
     [](const auto& info) { return info.param.name; });
 
 TEST_F(LsofBlockerDiagnoserTest, TakesParentAndCommandFromTheKernelAndLeavesOutTheGone) {
@@ -419,7 +406,7 @@ TEST_F(LsofBlockerDiagnoserTest, TheDissenterIsDescribedFromItsMetadata) {
                                    std::nullopt,
                                    {},
                                    "/usr/bin/live900",
-                                   ProcessStartTime{1'700'000'900u, 5},
+                                   metadataOf(900).startTime,
                                    true,
                                    ParentApplication{42, "Files", std::nullopt}};
     EXPECT_EQ(blockers[0], expected);
