@@ -1,6 +1,7 @@
 #include "Support/ModelBuilders.hpp"
 #include "TovoCore/Async/Executor.hpp"
 #include "TovoSystem/Linux/KernelUseTables.hpp"
+#include "TovoSystem/Linux/SysfsBlockDevices.hpp"
 #include "TovoSystem/Services/SystemBusyCauseFinder.hpp"
 #include "TovoSystem/Services/Unmounter.hpp"
 #include "TovoSystemTests/ProcessTestSupport.hpp"
@@ -147,6 +148,29 @@ protected:
         return disk;
     }();
 };
+
+// Holders are followed through every layer, each device once, and a name never leaves
+// the folder.
+TEST_F(BusyCauseScannerTest, SysfsFamilyIsTheDiskItsPartitionsAndWhatIsBuiltOnThem) {
+    const auto block = sys_.path() / "class" / "block";
+    write(block / "sdz" / "diskseq", "41\n");
+    for (const auto* folder : {"sdz/queue", "dm-4/holders/sdz"}) { // no partition; a loop back
+        std::filesystem::create_directories(block / folder);
+    }
+    const SysfsBlockDevices sysfs(sys_.path());
+    EXPECT_EQ(sysfs.family("sdz"), (std::vector<BlockDevice>{{"sdz", makedev(8, 16)},
+                                                             {"sdz1", makedev(8, 17)},
+                                                             {"sdz2", makedev(8, 18)},
+                                                             {"dm-3", makedev(254, 3)},
+                                                             {"dm-4", makedev(254, 4)},
+                                                             {"md0", makedev(9, 0)}}));
+    EXPECT_EQ(sysfs.diskSequence("sdz"), 41u);
+    EXPECT_EQ(sysfs.diskSequence("md0"), std::nullopt);
+    for (const auto* missing : {"sdq", "..", "sdz/sdz1"}) {
+        EXPECT_EQ(sysfs.deviceNumber(missing), std::nullopt) << missing;
+        EXPECT_TRUE(sysfs.family(missing).empty()) << missing;
+    }
+}
 
 TEST_F(BusyCauseScannerTest, FindsEveryCauseTheTablesShowAndNothingThatFollowsOurUnmount) {
     const auto causes = finder().find(disk_, true);

@@ -2,7 +2,6 @@
 #include "TovoSystem/Linux/DesktopEntry.hpp"
 #include "TovoSystem/Linux/MountInfo.hpp"
 #include "TovoSystem/Linux/ProcOpenFileScanner.hpp"
-#include "TovoSystem/Linux/SysfsBlockDevices.hpp"
 #include "TovoSystem/Linux/SystemdUnitName.hpp"
 #include "TovoSystem/Services/NameCollator.hpp"
 #include "TovoSystemTests/ProcessTestSupport.hpp"
@@ -117,38 +116,6 @@ TEST(SystemdUnitName, FindsTheInnermostAppUnitOfACgroupFile) {
               std::nullopt);
     EXPECT_EQ(unitOf("4:memory:" + slice + "app-gnome-x.Y-1.scope\n"), std::nullopt);
     EXPECT_EQ(unitOf("garbage\n::\n0:\n\n"), std::nullopt);
-}
-
-// A disk with two partitions; an encrypted volume on the first carries an LVM
-// volume whose holder link points back at the disk.
-TEST(SysfsBlockDevicesTest, FamilyIsTheDiskItsPartitionsAndWhatIsBuiltOnThem) {
-    testing::TemporaryFolder sys;
-    const auto block = sys.path() / "class" / "block";
-    for (const auto* device : {"sdz 8:16", "sdz1 8:17", "sdz2 8:18", "dm-3 254:3", "dm-4 254:4",
-                               "sdy 8:0", "sdz/queue 0:0"}) { // a subfolder that is no partition
-        const std::string text = device;
-        writeText(block / text.substr(0, text.find(' ')) / "dev", text.substr(text.find(' ') + 1));
-    }
-    writeText(block / "sdz" / "diskseq", "41\n");
-    writeText(block / "sdz" / "sdz1" / "partition", "1\n");
-    writeText(block / "sdz" / "sdz2" / "partition", "2\n");
-    for (const auto* holder :
-         {"sdz/holders", "sdz1/holders/dm-3", "dm-3/holders/dm-4", "dm-4/holders/sdz"}) {
-        std::filesystem::create_directories(block / holder);
-    }
-
-    const SysfsBlockDevices sysfs(sys.path());
-    EXPECT_EQ(sysfs.family("sdz"), (std::vector<BlockDevice>{{"sdz", makedev(8, 16)},
-                                                             {"sdz1", makedev(8, 17)},
-                                                             {"sdz2", makedev(8, 18)},
-                                                             {"dm-3", makedev(254, 3)},
-                                                             {"dm-4", makedev(254, 4)}}));
-    EXPECT_EQ(sysfs.diskSequence("sdz"), 41u);
-    EXPECT_EQ(sysfs.diskSequence("sdy"), std::nullopt);
-    for (const auto* missing : {"sdq", "..", "sdz/sdz1"}) {
-        EXPECT_EQ(sysfs.deviceNumber(missing), std::nullopt) << missing;
-        EXPECT_TRUE(sysfs.family(missing).empty()) << missing;
-    }
 }
 
 // A /proc with ourselves (pid 10, namespace 1), a process sharing our namespace

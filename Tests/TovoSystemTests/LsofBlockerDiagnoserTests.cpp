@@ -247,6 +247,7 @@ INSTANTIATE_TEST_SUITE_P(
                    partialList,
                    true},
         StatusCase{"AnIdleVolumeAndAWarning", {1, holder(500), gvfsWarning}, partialList, true},
+        StatusCase{"AnIdleVolumeAndAnotherStatus", {2, holder(500), ""}, partialList, true},
         // Only volumes still mounted count, before lsof runs or while it runs.
         StatusCase{"UnmountedBefore",
                    {0, dataHolder, ""},
@@ -320,7 +321,7 @@ TEST_F(LsofBlockerDiagnoserTest, AsksTheKernelForHoldersOnlyWhenLsofListsNobody)
     auto lost = testing::makeProcess(800, "(x");
     lost.openFiles = {{diskPath, "cwd", "DIR", OpenAccess::unknown}};
     scanner_->found = {testing::makeProcess(ownPID), lost, testing::makeProcess(801)};
-    metadata_->add(metadataOf(800)); // 801 is gone
+    addLive({800, ownPID}); // 801 is gone
 
     const auto blockers = diagnose();
     ASSERT_EQ(scanner_->scans.size(), 1u);
@@ -333,6 +334,18 @@ TEST_F(LsofBlockerDiagnoserTest, AsksTheKernelForHoldersOnlyWhenLsofListsNobody)
     scanner_->scans.clear();
     listTwoLiveHolders();
     EXPECT_THAT(pids(diagnose()), ElementsAre(500, 600));
+    EXPECT_TRUE(scanner_->scans.empty());
+}
+
+TEST_F(LsofBlockerDiagnoserTest, ACancelledDiagnosisAsksTheKernelForNothing) {
+    std::optional<testing::StartedTask<std::vector<BlockingProcess>>> run;
+    runner_->answers.emplace_back([&run] {
+        run->cancel();
+        return CommandResult{1, "", ""};
+    });
+    run.emplace(executor_, diagnoser_.blockers(disk_, std::nullopt));
+    ASSERT_TRUE(run->finish(executor_));
+    EXPECT_TRUE(isCancellation(run->error()));
     EXPECT_TRUE(scanner_->scans.empty());
 }
 
