@@ -79,12 +79,11 @@ Task<void> TovoWorkflow::refresh() {
         }
         logger_.error("Disk refresh failed domain=" + errorDomain(error) +
                       " code=" + std::to_string(errorCode(error)));
-        activeOperationID_.reset();
         setDisks({});
         setSelectedDiskID(std::nullopt);
         clearLists();
-        setPhase(EjectionPhase::failed("Could not check disks", readableMessage(error),
-                                       FailureRecovery::refreshDisks));
+        settle(EjectionPhase::failed("Could not check disks", readableMessage(error),
+                                     FailureRecovery::refreshDisks));
         co_return;
     }
 
@@ -104,16 +103,14 @@ Task<void> TovoWorkflow::refresh() {
         // list now holds, the screen must be usable again.
         const auto* failure = phase_.getIf<EjectionPhase::Failed>();
         if (failure && failure->recovery == FailureRecovery::refreshDisks) {
-            activeOperationID_.reset();
             clearLists();
-            setPhase(EjectionPhase::ready());
+            settle(EjectionPhase::ready());
         }
         co_return;
     }
-    activeOperationID_.reset();
     setSelectedDiskID(disks_.empty() ? std::nullopt : std::optional(disks_.front().id));
     clearLists();
-    setPhase(EjectionPhase::ready());
+    settle(EjectionPhase::ready());
 }
 
 void TovoWorkflow::selectDisk(const std::string& id) {
@@ -127,10 +124,9 @@ void TovoWorkflow::selectDisk(const std::string& id) {
         return;
     }
     bumpRefreshGeneration();
-    activeOperationID_.reset();
     setSelectedDiskID(id);
     clearLists();
-    setPhase(EjectionPhase::ready());
+    settle(EjectionPhase::ready());
 }
 
 Task<void> TovoWorkflow::resetResult() {
@@ -169,12 +165,22 @@ Uuid TovoWorkflow::beginOperation() {
     return operationID;
 }
 
-void TovoWorkflow::clearLists() {
+void TovoWorkflow::settle(EjectionPhase phase) {
+    // Before the phase is announced: an observer may start the next step at once.
+    activeOperationID_.reset();
+    setPhase(std::move(phase));
+}
+
+void TovoWorkflow::clearFindings() {
     setBlockers({});
     setReleasePlans({});
     setStopPlans({});
-    setReleaseAttempts({});
     setBusyCauses({});
+}
+
+void TovoWorkflow::clearLists() {
+    clearFindings();
+    setReleaseAttempts({});
     setCauseAttempts({});
 }
 

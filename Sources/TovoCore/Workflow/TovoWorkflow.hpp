@@ -100,6 +100,10 @@ private:
     std::string readableMessage(std::exception_ptr error) const;
     void bumpRefreshGeneration();
     Uuid beginOperation();
+    /// Ends the running operation: its late results are stale from here on.
+    void settle(EjectionPhase phase);
+    /// What a disk that is no longer blocked forgets; attempts stay to be shown.
+    void clearFindings();
     void clearLists();
 
     // Eject, diagnosis and the endings of every operation.

@@ -61,15 +61,14 @@ Task<void> TovoWorkflow::attemptEject() {
     const auto failure = ejectionFailure(error);
     if (!failure || failure->kind != EjectionFailureKind::busy) {
         logEjectionFailure(error);
-        activeOperationID_.reset();
         const bool identityChanged =
             failure && failure->kind == EjectionFailureKind::identityChanged;
         if (identityChanged) {
             removeStaleDisk(*disk);
         }
-        setPhase(EjectionPhase::failed("Could not eject", message,
-                                       identityChanged ? FailureRecovery::refreshDisks
-                                                       : FailureRecovery::retryEject));
+        settle(EjectionPhase::failed("Could not eject", message,
+                                     identityChanged ? FailureRecovery::refreshDisks
+                                                     : FailureRecovery::retryEject));
         co_return;
     }
 
@@ -88,10 +87,9 @@ Task<void> TovoWorkflow::attemptEject() {
     }
     if (diagnosisError) {
         logger_.error("Diagnosis failed " + domainAndCode(diagnosisError));
-        activeOperationID_.reset();
-        setPhase(EjectionPhase::failed("Could not inspect this disk",
-                                       message + " " + readableMessage(diagnosisError),
-                                       FailureRecovery::retryEject));
+        settle(EjectionPhase::failed("Could not inspect this disk",
+                                     message + " " + readableMessage(diagnosisError),
+                                     FailureRecovery::retryEject));
         co_return;
     }
     logger_.info("Diagnosis completed blockers=" + std::to_string(found.processes.size()));
@@ -108,36 +106,29 @@ Task<void> TovoWorkflow::attemptEject() {
         }
         if (planningError && isCurrent(operationID, disk->id)) {
             logger_.error("Diagnosis failed " + domainAndCode(planningError));
-            activeOperationID_.reset();
-            setPhase(EjectionPhase::failed("Could not inspect this disk",
-                                           message + " " + readableMessage(planningError),
-                                           FailureRecovery::retryEject));
+            settle(EjectionPhase::failed("Could not inspect this disk",
+                                         message + " " + readableMessage(planningError),
+                                         FailureRecovery::retryEject));
         }
         co_return;
     }
-    activeOperationID_.reset();
-    setPhase(EjectionPhase::failed("Could not eject", message, FailureRecovery::retryEject));
+    settle(EjectionPhase::failed("Could not eject", message, FailureRecovery::retryEject));
 }
 
 void TovoWorkflow::finishSuccess(const ExternalDisk& disk) {
     // A refresh in flight would otherwise bring the ejected disk back.
     bumpRefreshGeneration();
-    activeOperationID_.reset();
-    setBlockers({});
-    setReleasePlans({});
-    setStopPlans({});
-    setBusyCauses({});
+    clearFindings();
     auto remaining = disks_;
     std::erase_if(remaining, [&](const ExternalDisk& listed) { return listed.id == disk.id; });
     setDisks(std::move(remaining));
     setSelectedDiskID(disks_.empty() ? std::nullopt : std::optional(disks_.front().id));
-    setPhase(EjectionPhase::ejected(disk.displayName));
+    settle(EjectionPhase::ejected(disk.displayName));
 }
 
 void TovoWorkflow::failUnconfirmedEject(const ExternalDisk& disk) {
-    activeOperationID_.reset();
     logger_.info("Eject cancelled before the system confirmed it");
-    setPhase(EjectionPhase::failed(
+    settle(EjectionPhase::failed(
         "Eject not confirmed",
         "Tovo stopped waiting before the system finished, so “" + disk.displayName +
             "” may still be in use or being written. Do not unplug it; eject it again first.",
@@ -210,8 +201,7 @@ Task<void> TovoWorkflow::enterBlockedState(Uuid operationID, std::string diskID,
     setReleasePlans(std::move(releasePlans));
     setStopPlans(std::move(stopPlans));
     setBusyCauses(std::move(found.causes));
-    activeOperationID_.reset();
-    setPhase(EjectionPhase::blocked());
+    settle(EjectionPhase::blocked());
 }
 
 void TovoWorkflow::failOperation(const Uuid& operationID, const std::string& diskID,
@@ -219,25 +209,23 @@ void TovoWorkflow::failOperation(const Uuid& operationID, const std::string& dis
     if (!isCurrent(operationID, diskID)) {
         return;
     }
-    activeOperationID_.reset();
     logger_.error("Release operation failed " + domainAndCode(error));
-    setPhase(EjectionPhase::failed("Tovo stopped safely", readableMessage(error),
-                                   FailureRecovery::retryEject));
+    settle(EjectionPhase::failed("Tovo stopped safely", readableMessage(error),
+                                 FailureRecovery::retryEject));
 }
 
 void TovoWorkflow::recoverFromCancellation(const Uuid& operationID, const std::string& diskID) {
     if (!isCurrent(operationID, diskID)) {
         return;
     }
-    activeOperationID_.reset();
     logger_.info("Release operation cancelled safely");
     if (!blockers_.empty() || !busyCauses_.empty()) {
-        setPhase(EjectionPhase::blocked());
+        settle(EjectionPhase::blocked());
         return;
     }
     setReleasePlans({});
     setStopPlans({});
-    setPhase(EjectionPhase::ready());
+    settle(EjectionPhase::ready());
 }
 
 void TovoWorkflow::endOperation(const Uuid& operationID, const std::string& diskID,
