@@ -84,49 +84,29 @@ TEST_P(KernelWriteOutMonitorTest, SamplesWhatTheKernelSays) {
     EXPECT_EQ(monitor.sampleNow(disk), param.expected);
 }
 
+constexpr auto none = std::nullopt;
+
 INSTANTIATE_TEST_SUITE_P(
     Statistics, KernelWriteOutMonitorTest,
     ::testing::Values(
-        ProgressCase{.label = "firstSampleIdle", .expected = sample(false)},
-        ProgressCase{.label = "firstSampleWithWritesInFlight",
-                     .expected = sample(true),
-                     .statInFlight = 4,
-                     .inflight = "2 3\n"},
-        ProgressCase{.label = "readsInFlightAreNotWrites",
-                     .expected = sample(false),
-                     .statInFlight = 4,
-                     .inflight = "4 0\n"},
+        ProgressCase{"firstSampleIdle", sample(false)},
+        ProgressCase{"firstSampleWithWritesInFlight", sample(true), none, 1000, 4, "2 3\n"},
+        ProgressCase{"readsInFlightAreNotWrites", sample(false), none, 1000, 4, "4 0\n"},
         // 20480 sectors in 2 s: 10 MiB in 2 s.
-        ProgressCase{.label = "rateFromTwoSamples",
-                     .expected = sample(true, 5 * MiB),
-                     .sectorsBefore = 1000,
-                     .sectorsNow = 21480},
-        ProgressCase{
-            .label = "nothingWrittenSince", .expected = sample(false, 0), .sectorsBefore = 1000},
-        ProgressCase{.label = "counterWentBack", .expected = sample(false), .sectorsBefore = 5000},
-        ProgressCase{.label = "statInFlightWithoutInflightFile",
-                     .expected = sample(true),
-                     .statInFlight = 2,
-                     .inflight = std::nullopt},
+        ProgressCase{"rateFromTwoSamples", sample(true, 5 * MiB), 1000, 21480},
+        ProgressCase{"nothingWrittenSince", sample(false, 0), 1000},
+        ProgressCase{"counterWentBack", sample(false), 5000},
+        ProgressCase{"statInFlightWithoutInflightFile", sample(true), none, 1000, 2, none},
         // The disk's own account and the one of the encrypted volume built on it.
-        ProgressCase{.label = "diskAndHolderFromDebugfs",
-                     .expected = sample(true, std::nullopt, 6 * MiB, WriteOutScope::disk),
-                     .diskBdi = bdiStats(4096, 1024),
-                     .holderBdi = bdiStats(1024, 0)},
-        ProgressCase{.label = "nothingLeftForTheDisk",
-                     .expected = sample(false, std::nullopt, 0, WriteOutScope::disk),
-                     .diskBdi = bdiStats(0, 0)},
-        ProgressCase{.label = "holderAloneIsNotTheDisk",
-                     .expected = sample(false),
-                     .holderBdi = bdiStats(1024, 0)},
-        ProgressCase{.label = "diskGone",
-                     .expected = sample(false),
-                     .sectorsBefore = 1000,
-                     .sectorsNow = std::nullopt,
-                     .inflight = std::nullopt},
-        ProgressCase{.label = "meminfoWithoutWriteback",
-                     .expected = sample(false, std::nullopt, std::nullopt),
-                     .meminfo = "Dirty: 2048 kB\n"}),
+        ProgressCase{"diskAndHolderFromDebugfs", sample(true, none, 6 * MiB, WriteOutScope::disk),
+                     none, 1000, 0, "0 0\n", bdiStats(4096, 1024), bdiStats(1024, 0)},
+        ProgressCase{"nothingLeftForTheDisk", sample(false, none, 0, WriteOutScope::disk), none,
+                     1000, 0, "0 0\n", bdiStats(0, 0)},
+        ProgressCase{"holderAloneIsNotTheDisk", sample(false), none, 1000, 0, "0 0\n", none,
+                     bdiStats(1024, 0)},
+        ProgressCase{"diskGone", sample(false), 1000, none, 0, none},
+        ProgressCase{"meminfoWithoutWriteback", sample(false, none, none), none, 1000, 0, "0 0\n",
+                     none, none, "Dirty: 2048 kB\n"}),
     [](const auto& info) { return std::string(info.param.label); });
 
 } // namespace

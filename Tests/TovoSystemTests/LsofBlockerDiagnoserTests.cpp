@@ -270,9 +270,8 @@ INSTANTIATE_TEST_SUITE_P(
     [](const auto& info) { return info.param.name; });
 
 TEST_F(LsofBlockerDiagnoserTest, TakesParentAndCommandFromTheKernelAndLeavesOutTheGone) {
-    listTwoLiveHolders();
-    runner_->answers.clear();
     runner_->answer({0, holder(500) + holder(600) + holder(650), ""});
+    addLive({500, 600});
     metadata_->parents[500] = ParentApplication{42, "Files", "org.example.Files"};
     scanner_->commands[500] = "x) S 1";    // lsof cut the name and read "1" as the parent
     scanner_->commands[600] = "holder600"; // lsof agrees

@@ -280,6 +280,8 @@ const std::string shellText = "Change the terminal folder or close its window.";
 const std::string itselfText = "Tovo will not close itself.";
 const std::string quitText = "Tovo will ask this app to quit.";
 const std::string unprovenText = "Tovo cannot verify this app's process identity.";
+const std::string unknownUseText =
+    "Tovo cannot verify how this app uses the disk. Close it yourself.";
 const std::string commandText = "Close this command or helper, then try again.";
 
 INSTANTIATE_TEST_SUITE_P(
@@ -296,7 +298,8 @@ INSTANTIATE_TEST_SUITE_P(
                     s.process.isSystemDissent = true,
                     s.process.openFiles.push_back(file("3", OpenAccess::write));
                 },
-                "Tovo cannot verify how this app uses the disk. Close it yourself."},
+                unknownUseText},
+        PlanRow{"noOpenFiles", [](auto& s) { s.process.openFiles.clear(); }, unknownUseText},
         PlanRow{"writerBeforeVirtualMachine",
                 [](auto& s) {
                     s.process.command = "qemu-system-x86_64",
