@@ -192,14 +192,6 @@ TEST_F(BusyCauseScannerTest, FindsEveryCauseTheTablesShowAndNothingThatFollowsOu
     EXPECT_THAT(causes[6].plan.message, ::testing::HasSubstr("“container-init” (process 42)"));
 }
 
-TEST_F(BusyCauseScannerTest, ADiskWithNothingElseOnItHasNoCause) {
-    auto other = disk_;
-    other.wholeDiskIdentifier = "sdq";
-    other.volumes = {testing::makeVolume("OTHER", "/media/u/OTHER")};
-    // A tmpfs "disk": its mount shows a device of its own, with nothing inside it.
-    EXPECT_TRUE(finder().find(other, true).empty());
-}
-
 // Tovo takes a cause over only where udisks2 shows that it can; anything else stays
 // with the user.
 TEST_F(BusyCauseScannerTest, PlansWhatUdisksCanReleaseAndActsOnlyThroughIt) {
@@ -237,6 +229,7 @@ TEST_F(BusyCauseScannerTest, SaysProcessesMayBeUnseenOnlyWhenNothingElseExplains
     auto bare = disk_;
     bare.wholeDiskIdentifier = "sdq";
     bare.volumes = {testing::makeVolume("OTHER", "/media/u/OTHER")};
+    // A tmpfs "disk": its mount shows a device of its own, with nothing inside it.
     const auto unseen = finder(false).find(bare, false);
     ASSERT_EQ(unseen.size(), 1u);
     EXPECT_EQ(unseen[0].kind, BusyCauseKind::unseenProcesses);

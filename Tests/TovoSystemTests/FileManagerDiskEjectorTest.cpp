@@ -29,14 +29,15 @@ EjectionFailure failure(std::string message, EjectionFailureKind kind,
     return EjectionFailure(std::move(message), dissenter, kind, std::move(domain), code);
 }
 
+const std::string changedMessage = "The disk identity changed. Refresh the list and try again.";
+
 class FakeValidator final : public DiskIdentityValidating {
 public:
     bool changed = false;
     std::optional<ExternalDisk> listedNow; ///< absent: listed as it was chosen
     Task<ExternalDisk> validate(ExternalDisk disk) override {
         if (changed) {
-            throw failure("The disk identity changed. Refresh the list and try again.",
-                          EjectionFailureKind::identityChanged);
+            throw failure(changedMessage, EjectionFailureKind::identityChanged);
         }
         co_return listedNow.value_or(std::move(disk));
     }
@@ -58,8 +59,6 @@ protected:
     FakeValidator validator;
     FileManagerDiskEjector ejector{unmounter, validator};
 };
-
-const std::string changedMessage = "The disk identity changed. Refresh the list and try again.";
 
 TEST_F(FileManagerDiskEjectorTest, UnmountsOnlyAMountedDiskWhoseIdentityIsProved) {
     auto unmounted = testing::makeDisk(7);

@@ -120,12 +120,6 @@ INSTANTIATE_TEST_SUITE_P(Cases, ProcessMetadataAbsent,
                                            AbsentCase{"StatusHidden", 4242, "status"}),
                          [](const auto& info) { return info.param.name; });
 
-TEST_F(ProcessMetadataProviderTest, WithoutBootTimeNothingIsKnown) {
-    addProcess(4242, 300);
-    write("stat", "cpu 1 2 3\n");
-    EXPECT_EQ(provider().metadata(4242), std::nullopt);
-}
-
 TEST_F(ProcessMetadataProviderTest, CommandPrefersApplicationIdThenNameThenCommThenPid) {
     for (const std::int32_t pid : {1, 2, 3, 4}) {
         addProcess(pid, 0);
