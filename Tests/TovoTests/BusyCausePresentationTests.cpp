@@ -1,4 +1,5 @@
 #include "PresentationTestValues.hpp"
+#include "Support/ScriptedBusyCauseFinder.hpp"
 #include "Tovo/Support/BusyCausePresentation.hpp"
 #include "Tovo/Support/ReleaseReviewPresentation.hpp"
 #include "Tovo/Support/StatusPresentation.hpp"
@@ -13,14 +14,7 @@ using ::testing::ElementsAre;
 
 BusyCause cause(BusyCauseKind kind, std::string subject,
                 BusyCauseAction action = BusyCauseAction::none) {
-    return BusyCause{kind,
-                     "sdb1",
-                     std::move(subject),
-                     std::nullopt,
-                     std::nullopt,
-                     std::nullopt,
-                     std::nullopt,
-                     {action, action == BusyCauseAction::none ? "Do it yourself." : "Tovo will."}};
+    return makeCause(kind, std::move(subject), action);
 }
 
 BusyCause with(BusyCause value, auto change) {
@@ -101,14 +95,14 @@ TEST(BusyCauseRow, ShowsThePlanOrTheLatestAttempt) {
     EXPECT_EQ(rows[0].message, "The system did not allow it: Busy.");
     EXPECT_THAT(rows[0].detailLines, ElementsAre("On /dev/sdb1", "Image file: /media/u/D/a.iso"));
     EXPECT_EQ(rows[1].statusSymbolColor, SymbolColor::orange);
-    EXPECT_EQ(rows[1].message, "Do it yourself.");
+    EXPECT_EQ(rows[1].message, "You must act.");
     EXPECT_EQ(BusyCausePresentation::row(image, std::nullopt).statusSymbolColor,
               SymbolColor::green);
     for (const auto& row : rows) {
         expectThemeIcon(row.statusSymbol);
     }
     EXPECT_EQ(BusyCausePresentation::plainText(swapFile),
-              "A file on this disk is used as swap.\nDo it yourself.\nOn /dev/sdb1");
+              "A file on this disk is used as swap.\nYou must act.\nOn /dev/sdb1");
 }
 
 TEST(BusyCauseReview, CauseActionsCanBeConfirmedAloneAndCountWithTheApps) {

@@ -1,0 +1,200 @@
+#include "Support/ModelBuilders.hpp"
+#include "Tovo/Support/ByteCountFormat.hpp"
+#include "Tovo/Support/Contrast.hpp"
+#include "Tovo/Support/DiskCardPresentation.hpp"
+#include "Tovo/Support/LaunchOptions.hpp"
+#include "Tovo/Support/SymbolIcons.hpp"
+#include "Tovo/Support/Typography.hpp"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <limits>
+#include <set>
+#include <vector>
+
+namespace tovo {
+namespace {
+
+struct ElideCase {
+    const char* label;
+    std::string text;
+    std::size_t limit;
+    std::string shown;
+};
+
+class ElideTest : public ::testing::TestWithParam<ElideCase> {};
+
+TEST_P(ElideTest, CutsToTheLimitWithAnEllipsisNeverInsideACharacter) {
+    EXPECT_EQ(elided(GetParam().text, GetParam().limit), GetParam().shown);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Names, ElideTest,
+    ::testing::Values(ElideCase{"Fits", "345-BACKUP", 20, "345-BACKUP"},
+                      ElideCase{"ExactlyFits", "abcde", 5, "abcde"},
+                      ElideCase{"Cut", "abcdef", 5, "abcd\u2026"},
+                      ElideCase{"CountsCharactersNotBytes", "\u00E9\u00E9\u00E9\u00E9\u00E9\u00E9",
+                                4, "\u00E9\u00E9\u00E9\u2026"},
+                      ElideCase{"NeverSplitsAnEmoji", "ab\U0001F600\U0001F600\U0001F600", 4,
+                                "ab\U0001F600\u2026"},
+                      ElideCase{"NoBlankBeforeTheEllipsis", "abc defgh", 5, "abc\u2026"},
+                      ElideCase{"Nothing", "abc", 0, ""}),
+    [](const ::testing::TestParamInfo<ElideCase>& info) { return info.param.label; });
+
+using namespace DiskCardPresentation;
+
+using Bytes = std::pair<std::int64_t, std::string>;
+
+class ByteCountTest : public ::testing::TestWithParam<Bytes> {};
+
+TEST_P(ByteCountTest, PrintsDecimalUnitsLikeAFileBrowser) {
+    EXPECT_EQ(formatByteCount(GetParam().first), GetParam().second);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Sizes, ByteCountTest,
+    ::testing::Values(Bytes{0, "0 bytes"}, Bytes{1, "1 byte"}, Bytes{999, "999 bytes"},
+                      Bytes{1000, "1 kB"}, Bytes{1499, "1 kB"}, Bytes{1500, "2 kB"},
+                      Bytes{999'499, "999 kB"}, Bytes{999'500, "1 MB"},
+                      Bytes{12'345'678, "12.3 MB"}, Bytes{12'000'000, "12 MB"},
+                      Bytes{999'960'000, "1 GB"}, Bytes{1'234'567'890, "1.23 GB"},
+                      Bytes{2'005'000'000'000, "2.01 TB"}, Bytes{-2'500, "-3 kB"},
+                      Bytes{std::numeric_limits<std::int64_t>::min(), "-9.22 EB"}));
+
+TEST(DiskCardDetail, JoinsAKnownSizeAndFormatWithAMiddleDot) {
+    auto disk = testing::makeDisk(1);
+    disk.physicalCapacity = std::nullopt;
+    disk.volumes.front().totalCapacity = 64'000'000'000;
+    disk.volumes.front().formatDescription = "ext4";
+    EXPECT_EQ(detailText(disk), "64 GB \u00B7 ext4");
+    disk.volumes.front().totalCapacity = std::nullopt;
+    EXPECT_EQ(detailText(disk), "ext4");
+    disk.volumes.front().formatDescription = std::nullopt;
+    EXPECT_EQ(detailText(disk), "External disk");
+}
+
+TEST(DiskSelector, CountLabelAndColumns) {
+    EXPECT_EQ(diskCountAccessibilityLabel(1), "One connected external disk");
+    EXPECT_EQ(diskCountAccessibilityLabel(2), "2 connected external disks");
+    EXPECT_EQ(gridColumns(1), (GridColumns{1, 10, 10}));
+    EXPECT_EQ(gridColumns(2), (GridColumns{2, 176, 10}));
+}
+
+struct TooltipCase {
+    bool selected;
+    bool elided;
+    std::string tooltip;
+};
+
+class CardTooltipTest : public ::testing::TestWithParam<TooltipCase> {};
+
+// A card that had to shorten its name gives the whole name on hover.
+TEST_P(CardTooltipTest, GivesTheWholeNameWhenCutAndSaysWhichDiskIsSelected) {
+    const auto& c = GetParam();
+    EXPECT_EQ(DiskCardPresentation::cardTooltip("Photo Archive", c.selected, c.elided), c.tooltip);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    States, CardTooltipTest,
+    ::testing::Values(TooltipCase{false, false, ""}, TooltipCase{true, false, "Selected disk"},
+                      TooltipCase{false, true, "Photo Archive"},
+                      TooltipCase{true, true, "Photo Archive\nSelected disk"}));
+
+TEST(DiskCardMark, DimmedCardKeepsItsMarkOutOfTheAccent) {
+    EXPECT_EQ(DiskCardPresentation::selectionSymbolColor(true), SymbolColor::accent);
+    EXPECT_EQ(DiskCardPresentation::selectionSymbolColor(true, false), SymbolColor::secondary);
+}
+
+constexpr Rgb black{0, 0, 0};
+constexpr Rgb white{1, 1, 1};
+
+TEST(Contrast, MeasuresAsTheGuidelinesDo) {
+    EXPECT_NEAR(Contrast::ratio(black, white), 21.0, 1e-9);
+    EXPECT_NEAR(Contrast::ratio(white, white), 1.0, 1e-9);
+    // #767676 on white is the classic grey that just passes.
+    const double grey = 0x76 / 255.0;
+    EXPECT_NEAR(Contrast::ratio({grey, grey, grey}, white), 4.54, 0.01);
+}
+
+TEST(Contrast, FaintTextIsStrengthenedUntilItReadsOnEveryBackground) {
+    const std::vector<Rgb> backgrounds{white, {0.9, 0.85, 0.8}};
+    const double opacity = Contrast::readableOpacity(black, backgrounds, 0.4);
+    EXPECT_GT(opacity, 0.4);
+    bool weakerFails = false;
+    for (const Rgb& background : backgrounds) {
+        EXPECT_GE(Contrast::ratio(Contrast::over(black, opacity, background), background), 4.5);
+        weakerFails =
+            weakerFails ||
+            Contrast::ratio(Contrast::over(black, opacity - 0.01, background), background) < 4.5;
+    }
+    EXPECT_TRUE(weakerFails) << "no stronger than it must be";
+    EXPECT_EQ(Contrast::readableOpacity({0.5, 0.5, 0.5}, backgrounds, 0.4), 1.0)
+        << "grey on near-white never reads: full strength";
+}
+
+TEST(Contrast, ATintIsMixedWithTheInkUntilItReads) {
+    const Rgb orange{230 / 255.0, 126 / 255.0, 0};
+    const std::vector<Rgb> backgrounds{white};
+    const Rgb tint = Contrast::readableTint(orange, black, backgrounds);
+    EXPECT_GE(Contrast::ratio(tint, white), 4.5);
+    EXPECT_GT(tint.red, tint.blue) << "still orange";
+}
+
+TEST(Contrast, TheBetterLabelIsChosenForAFill) {
+    const Contrast::Label dark{black, 0.84};
+    const Contrast::Label light{white, 1};
+    EXPECT_EQ(Contrast::betterLabel(dark, light, {192 / 255.0, 28 / 255.0, 40 / 255.0}).colour,
+              white);
+    EXPECT_EQ(Contrast::betterLabel(dark, light, {1.0, 0.58, 0.16}).colour, black);
+}
+
+TEST(SymbolIcons, ThemeIconsAndTheMissingImageExistInAdwaita) {
+    const std::filesystem::path theme = "/usr/share/icons/Adwaita";
+    if (!std::filesystem::is_directory(theme)) {
+        GTEST_SKIP() << "the Adwaita icon theme is not installed";
+    }
+    std::set<std::string, std::less<>> available;
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(theme)) {
+        // "name.png", "name.svg" and "name.symbolic.png" all provide "name".
+        const auto file = entry.path().filename().string();
+        available.insert(file.substr(0, file.find('.')));
+    }
+    for (const auto& entry : symbolIconTable()) {
+        EXPECT_TRUE(available.contains(entry.themeIcon)) << entry.themeIcon;
+    }
+    EXPECT_TRUE(available.contains(themeIconName("no.such.symbol")));
+}
+
+using Case = std::pair<std::vector<std::string>, LaunchOptions>;
+
+class LaunchOptionsTest : public ::testing::TestWithParam<Case> {};
+
+TEST_P(LaunchOptionsTest, ReadsSwitchesAsWholeArgumentsWithTheirPrecedence) {
+    EXPECT_EQ(parseLaunchOptions(GetParam().first), GetParam().second);
+}
+
+using enum DemoScenarioKind;
+using enum AppearanceOverride;
+const LaunchOptions none{std::nullopt, std::nullopt};
+
+INSTANTIATE_TEST_SUITE_P(
+    Switches, LaunchOptionsTest,
+    ::testing::Values(Case{{}, none}, Case{{"--demo-ready"}, {ready, std::nullopt}},
+                      Case{{"--demo-blocked", "--demo-tovoable"}, {tovoable, std::nullopt}},
+                      Case{{"--demo-ready", "--demo-blocked"}, {blocked, std::nullopt}},
+                      Case{{"--demo-layered"}, {layered, std::nullopt}},
+                      Case{{"--demo-layered", "--demo-ready"}, {ready, std::nullopt}},
+                      Case{{"--demo-ready2"}, none}, Case{{"x--demo-ready"}, none},
+                      Case{{"--demo-ready=1"}, none}, Case{{"--DEMO-READY"}, none},
+                      Case{{"--demo-dark", "--demo-light"}, {std::nullopt, light}},
+                      Case{{"--demo-dark", "other", "--demo-ready"}, {ready, dark}}));
+
+TEST(LaunchOptionsArgv, TheProgramPathIsNotASwitch) {
+    const char* argv[] = {"--demo-ready", "--demo-blocked"};
+    EXPECT_EQ(parseLaunchOptions(2, argv).demoScenario, DemoScenarioKind::blocked);
+    EXPECT_FALSE(parseLaunchOptions(1, argv).isDemo());
+}
+
+} // namespace
+} // namespace tovo

@@ -1,0 +1,377 @@
+#include "PresentationTestValues.hpp"
+#include "Support/FakeApplicationRegistry.hpp"
+#include "Tovo/Support/ActionBarPresentation.hpp"
+#include "Tovo/Support/Announcements.hpp"
+#include "Tovo/Support/BlockerRowPresentation.hpp"
+#include "Tovo/Support/MenuPresentation.hpp"
+#include "Tovo/Support/ReleaseReviewPresentation.hpp"
+#include "Tovo/Support/StatusPresentation.hpp"
+#include "Tovo/Support/StopConfirmationPresentation.hpp"
+
+namespace tovo {
+namespace {
+
+using namespace testing;
+
+struct StatusCase {
+    EjectionPhase phase;
+    StatusViewKind kind;
+    std::string title;
+    std::string message;
+    std::optional<std::string> announcement;
+};
+
+class StatusTest : public ::testing::TestWithParam<StatusCase> {};
+
+std::vector<BlockingProcess> twoBlockers() {
+    return {makeProcess(1), makeProcess(2)};
+}
+
+TEST_P(StatusTest, ShowsTheCardTitleMessageAndAnnouncementOfThePhase) {
+    const auto& c = GetParam();
+    const auto content =
+        StatusPresentation::content(c.phase, makeDisk(3, "345-BACKUP"), twoBlockers(), {});
+    EXPECT_EQ(content.kind, c.kind);
+    EXPECT_EQ(content.title, c.title);
+    EXPECT_EQ(content.message, c.message);
+    expectThemeIcon(content.symbol);
+    EXPECT_EQ(announcement(c.phase), c.announcement);
+}
+
+using enum StatusViewKind;
+const std::string quit = "Asking eligible apps to quit.";
+const std::string gone = "The blockers are gone.";
+
+INSTANTIATE_TEST_SUITE_P(
+    Phases, StatusTest,
+    ::testing::Values(
+        StatusCase{EjectionPhase::ready(), ready, "Ready to eject",
+                   "Tovo will try the system's normal eject first.", std::nullopt},
+        StatusCase{EjectionPhase::ejecting(), busy, "Checking \u201C345-BACKUP\u201D\u2026",
+                   "Trying a normal eject first.", "Checking the disk."},
+        StatusCase{EjectionPhase::diagnosing(), busy, "Finding what is in the way\u2026",
+                   "Checking which apps and services have files open.",
+                   "Finding what is using the disk."},
+        StatusCase{EjectionPhase::blocked(), blocked, "2 apps or services are using this disk",
+                   "Follow the steps below, then check again.", "The disk is still in use."},
+        StatusCase{EjectionPhase::releasing(), busy, "Releasing \u201C345-BACKUP\u201D\u2026", quit,
+                   quit},
+        StatusCase{EjectionPhase::retrying(), busy, "Ejecting \u201C345-BACKUP\u201D\u2026", gone,
+                   gone + " Ejecting the disk."},
+        StatusCase{EjectionPhase::stopping("Virtual Machine"), busy,
+                   "Stopping \u201CVirtual Machine\u201D\u2026",
+                   "Waiting for it to release the disk.", "Stopping Virtual Machine."},
+        StatusCase{EjectionPhase::ejected("Old Name"), success, "Ejected safely",
+                   "You can unplug \u201COld Name\u201D.", "Old Name ejected safely."},
+        StatusCase{EjectionPhase::failed("Tovo stopped safely", "The disk changed.",
+                                         FailureRecovery::retryEject),
+                   failure, "Tovo stopped safely", "The disk changed.",
+                   "Tovo stopped safely. The disk changed."}));
+
+// Before the first listing answers, "No external disks" would be a guess.
+TEST(Status, WithoutADiskLooksForOneUntilListedThenAsksForOneOrNamesNone) {
+    const auto status = [](EjectionPhase phase, bool listed = true) {
+        return StatusPresentation::windowContent(phase, std::nullopt, {}, {}, {}, listed);
+    };
+    EXPECT_EQ(status(EjectionPhase::ready(), false).kind, StatusViewKind::busy);
+    EXPECT_EQ(status(EjectionPhase::ready(), false).title, "Looking for disks\u2026");
+    EXPECT_EQ(status(EjectionPhase::ready()).kind, emptyDisks);
+    EXPECT_EQ(status(EjectionPhase::ready()).title, "No external disks");
+    EXPECT_EQ(status(EjectionPhase::ready()).message, "Connect a disk to get started.");
+    EXPECT_EQ(StatusPresentation::windowContent(EjectionPhase::ready(), makeDisk(1, "A"), {}, {},
+                                                {}, false)
+                  .title,
+              "Ready to eject");
+    EXPECT_EQ(status(EjectionPhase::ejecting()).title, "Checking disk\u2026");
+    EXPECT_EQ(status(EjectionPhase::releasing()).title, "Releasing disk\u2026");
+    EXPECT_EQ(status(EjectionPhase::retrying()).title, "Ejecting disk\u2026");
+}
+
+TEST(BlockedStatus, CountsBlockersAndPointsToTheReviewOnlyWhenAnAppCanBeAsked) {
+    const auto content = [](std::size_t blockers, std::vector<ProcessReleasePlan> plans) {
+        return StatusPresentation::content(EjectionPhase::blocked(), makeDisk(1),
+                                           std::vector(blockers, makeProcess(1)), plans);
+    };
+    EXPECT_EQ(content(1, {}).title, "One app or service is using this disk");
+    EXPECT_EQ(content(2, {manualPlan(1)}).message, "Follow the steps below, then check again.");
+    EXPECT_EQ(content(3, {manualPlan(1), quitPlan(2)}).message,
+              "Review what Tovo can quit before you continue.");
+}
+
+TEST(StatusSummary, JoinsTitleAndMessageAsOneSentenceForScreenReaders) {
+    const auto summary = [](std::string title, std::string message) {
+        return StatusPresentation::accessibleSummary(
+            {StatusViewKind::busy, std::move(title), std::move(message), {}, {}});
+    };
+    EXPECT_EQ(summary("Ready to eject", "Tovo will try."), "Ready to eject. Tovo will try.");
+    EXPECT_EQ(summary("Checking \u201CA\u201D\u2026", "Trying."),
+              "Checking \u201CA\u201D\u2026 Trying.");
+    EXPECT_EQ(summary("Looking for disks\u2026", ""), "Looking for disks\u2026");
+}
+
+// The commands each phase offers: the action bar's primary button and the menu's items.
+
+using namespace MenuPresentation;
+using enum PrimaryActionKind;
+
+struct CommandCase {
+    EjectionPhase phase;
+    PrimaryActionKind kind;
+    std::string title;
+    std::string accessibilityLabel;
+    std::string menuTitle;
+    bool menuEjectEnabled;
+    bool refreshEnabled;
+    bool returnPresses; ///< the default action
+};
+
+class CommandTest : public ::testing::TestWithParam<CommandCase> {};
+
+TEST_P(CommandTest, ActionBarAndMenuFollowThePhase) {
+    const auto& c = GetParam();
+    const auto disk = makeDisk(1, "Photos");
+    const auto bar = ActionBarPresentation::content(c.phase, disk, {});
+    EXPECT_EQ(bar.primary.kind, c.kind);
+    EXPECT_EQ(bar.primary.title, c.title);
+    EXPECT_EQ(bar.primary.accessibilityLabel, c.accessibilityLabel);
+    // Busy, nothing can be pressed, and where nothing can be ejected no Eject is shown.
+    EXPECT_EQ(bar.primary.isEnabled, !c.phase.isBusy());
+    EXPECT_EQ(bar.primary.isShown, !c.phase.isBusy());
+    EXPECT_EQ(bar.primary.isDefaultAction, c.returnPresses);
+    EXPECT_EQ(bar.safeAction.has_value(), c.kind == checkAgain);
+    EXPECT_EQ(ejectCommandTitle(c.phase, disk), c.menuTitle);
+    EXPECT_EQ(isEjectCommandEnabled(c.phase, disk), c.menuEjectEnabled);
+    EXPECT_EQ(isRefreshCommandEnabled(c.phase), c.refreshEnabled);
+}
+
+const auto retry = EjectionPhase::failed("T", "M", FailureRecovery::retryEject);
+const std::string photos = "Eject Photos";
+CommandCase working(EjectionPhase phase) {
+    return {std::move(phase), eject, "Eject", photos, photos, false, false, false};
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Phases, CommandTest,
+    ::testing::Values(
+        CommandCase{EjectionPhase::ready(), eject, "Eject", photos, photos, true, true, true},
+        working(EjectionPhase::ejecting()), working(EjectionPhase::diagnosing()),
+        working(EjectionPhase::releasing()), working(EjectionPhase::retrying()),
+        working(EjectionPhase::stopping("vim")),
+        // Two ways on: the user chooses, Return picks neither.
+        CommandCase{EjectionPhase::blocked(), checkAgain, "Check Again",
+                    "Check whether Photos can eject", "Check Again", true, true, false},
+        CommandCase{retry, tryAgain, "Try Again", "Try Again", "Try Eject Again", true, true, true},
+        CommandCase{EjectionPhase::failed("T", "M", FailureRecovery::refreshDisks), refresh,
+                    "Refresh Disks", "Refresh external disks", "Eject Disk", false, true, true},
+        CommandCase{EjectionPhase::ejected("Photos"), done, "Done", "Done", photos, false, false,
+                    true}));
+
+TEST(Commands, WithoutADiskNothingCanBeEjected) {
+    const auto bar = ActionBarPresentation::content(EjectionPhase::ready(), std::nullopt, {});
+    EXPECT_FALSE(bar.primary.isEnabled);
+    EXPECT_FALSE(bar.primary.isShown);
+    EXPECT_FALSE(bar.primary.isDefaultAction);
+    EXPECT_EQ(ejectCommandTitle(EjectionPhase::ready(), std::nullopt), "Eject Disk");
+    EXPECT_EQ(ejectCommandTitle(retry, std::nullopt), "Try Eject Again");
+    for (const auto& phase : {EjectionPhase::ready(), EjectionPhase::blocked(), retry}) {
+        EXPECT_FALSE(isEjectCommandEnabled(phase, std::nullopt));
+        EXPECT_TRUE(isRefreshCommandEnabled(phase));
+    }
+}
+
+TEST(ActionBar, BlockedHintFollowsWhetherTovoCanAskAnAppAndTheSafeActionNamesTheDisk) {
+    const auto bar = [](std::vector<ProcessReleasePlan> plans) {
+        return ActionBarPresentation::content(EjectionPhase::blocked(), makeDisk(1, "345-BACKUP"),
+                                              plans);
+    };
+    EXPECT_EQ(bar({manualPlan(1), quitPlan(2)}).primary.accessibilityHint,
+              "Checks whether the listed blockers have released the disk.");
+    EXPECT_EQ(bar({manualPlan(1)}).primary.accessibilityHint,
+              "Follow the steps above, then check the disk again.");
+    EXPECT_EQ(bar({}).safeAction->title, "Safely eject 345-BACKUP");
+    EXPECT_EQ(ActionBarPresentation::safeTovoButtonTitle(std::nullopt), "Safely eject disk");
+    EXPECT_EQ(ActionBarPresentation::checkAgainAccessibilityLabel(std::nullopt),
+              "Check the disk again");
+}
+
+// A long name would make the button as wide as the name, pushing the rest of the
+// window out of reach: the title is cut, the whole name stays in reach.
+TEST(ActionBar, SafeActionElidesALongNameAndKeepsItWholeForTooltipAndScreenReader) {
+    const std::string name = "PHOTO_ARCHIVE_2009_2024_FAMILY_TRAVEL_SCANNED_SLIDES_SECOND_COPY_X";
+    const auto bar =
+        ActionBarPresentation::content(EjectionPhase::blocked(), makeDisk(1, name), {});
+    ASSERT_TRUE(bar.safeAction);
+    EXPECT_EQ(bar.safeAction->title, "Safely eject PHOTO_ARCHIVE_2009_\u2026");
+    EXPECT_EQ(bar.safeAction->accessibilityLabel, "Safely eject " + name);
+    EXPECT_EQ(bar.safeAction->help, "Safely eject " + name);
+
+    const auto shortName =
+        ActionBarPresentation::content(EjectionPhase::blocked(), makeDisk(1, "345-BACKUP"), {});
+    EXPECT_EQ(shortName.safeAction->accessibilityLabel, "Safely eject 345-BACKUP");
+    EXPECT_FALSE(shortName.safeAction->help) << "nothing was cut, nothing to add";
+}
+
+// Eligible apps, blockers with a manual plan, blockers without a plan, title, message.
+using ReviewCase = std::tuple<int, int, int, std::string, std::string>;
+
+class ReleaseReviewTest : public ::testing::TestWithParam<ReviewCase> {};
+
+TEST_P(ReleaseReviewTest, TitleAndMessageCountAppsAndRemainingBlockers) {
+    const auto& [eligible, manual, unplanned, title, message] = GetParam();
+    std::vector<BlockingProcess> blockers;
+    std::vector<ProcessReleasePlan> plans;
+    for (int pid = 1; pid <= eligible + manual + unplanned; ++pid) {
+        blockers.push_back(makeProcess(pid));
+        if (pid <= eligible + manual) {
+            plans.push_back(pid <= eligible ? quitPlan(pid) : manualPlan(pid));
+        }
+    }
+    const auto review = ReleaseReviewPresentation::content(
+        ProcessPresentation(), makeDisk(1, "345-BACKUP"), blockers, plans);
+    EXPECT_EQ(review.eligibleCount, static_cast<std::size_t>(eligible));
+    EXPECT_EQ(review.remainingCount, static_cast<std::size_t>(manual + unplanned));
+    EXPECT_EQ(review.title, title);
+    EXPECT_EQ(review.message, message);
+    EXPECT_EQ(review.canConfirm, eligible > 0);
+    EXPECT_EQ(review.headerSymbol,
+              eligible > 0 ? "checkmark.shield.fill" : "exclamationmark.shield.fill");
+    expectThemeIcon(review.headerSymbol);
+    EXPECT_EQ(review.confirmTitle, eligible > 0 ? "Ask Apps to Quit" : "Close");
+    EXPECT_EQ(review.subline, eligible > 0 ? "Save your work before you continue."
+                                           : "Complete the steps below, then check again.");
+}
+
+const std::string attention = "\u201C345-BACKUP\u201D still needs attention";
+const std::string confirm = "Safely eject \u201C345-BACKUP\u201D?";
+const std::string cannot = "Tovo cannot close these blockers. The disk stays mounted until every "
+                           "blocker releases it.";
+const std::string tail =
+    " It ejects only after the disk is no longer in use. It never force quits.";
+
+INSTANTIATE_TEST_SUITE_P(
+    Counts, ReleaseReviewTest,
+    ::testing::Values(
+        ReviewCase{0, 2, 0, attention, cannot}, ReviewCase{0, 0, 0, attention, cannot},
+        ReviewCase{1, 0, 0, confirm, "Tovo will ask one app to quit." + tail},
+        ReviewCase{1, 1, 0, confirm,
+                   "Tovo will ask one app to quit. One blocker still needs you." + tail},
+        ReviewCase{3, 1, 2, confirm,
+                   "Tovo will ask 3 apps to quit. 3 blockers still need you." + tail}));
+
+TEST(ReleaseReview, EntriesShowEachBlockersPlanOrAskForReview) {
+    const auto review = ReleaseReviewPresentation::content(
+        ProcessPresentation(), makeDisk(1),
+        {makeProcess(1, "Preview"), makeProcess(2, "com.apple.Virtualization.VirtualMachine"),
+         makeProcess(3, "rsync")},
+        {quitPlan(1, "Tovo will ask this app to quit."), manualPlan(2)});
+    ASSERT_EQ(review.entries.size(), 3u);
+    EXPECT_EQ(review.entries[0],
+              (ReleaseReviewEntry{1, "Preview", "arrow.right.circle.fill",
+                                  "Tovo will ask this app to quit.", "Show details for Preview",
+                                  "Hide details for Preview"}));
+    EXPECT_EQ(review.entries[2].message, "Review this item before you continue.");
+}
+
+TEST(StopConfirmation, ConfirmableWhenThePlanHasAMethodAndNamesTheOwningApplication) {
+    FakeApplicationRegistry registry;
+    const ProcessPresentation presentation(&registry);
+    auto process = makeProcess(9, "com.apple.Virtualization.VirtualMachine");
+    process.parentApplication = ParentApplication{90, "Editor", std::nullopt};
+    registry.add(RunningApplication{90, "Text Editor", std::nullopt, ActivationPolicy::regular});
+    const auto sheet = StopConfirmationPresentation::content(
+        presentation, process,
+        stopPlan(9, StopMethod::terminateProcess, std::string("It may lose state.")));
+    EXPECT_TRUE(sheet.canConfirm);
+    EXPECT_EQ(sheet.title, "Stop \u201CVirtual Machine\u201D?");
+    EXPECT_EQ(sheet.warning, "It may lose state.");
+    EXPECT_EQ(sheet.confirmAccessibilityHint,
+              "Sends one stop request to Virtual Machine, then rechecks the disk.");
+    EXPECT_EQ(sheet.ownerNote, "It belongs to Text Editor. You can also close it there yourself.");
+}
+
+TEST(StopConfirmation, WithoutAMethodOnlyExplainsAndCloses) {
+    for (const auto& plan :
+         {std::optional<ProcessStopPlan>(), std::optional(stopPlan(9, StopMethod::unavailable))}) {
+        const auto sheet =
+            StopConfirmationPresentation::content(ProcessPresentation(), makeProcess(9), plan);
+        EXPECT_FALSE(StopConfirmationPresentation::hasSomethingToConfirm(plan));
+        EXPECT_FALSE(sheet.canConfirm);
+        EXPECT_EQ(sheet.unavailableTitle, "Tovo cannot stop this process.");
+        EXPECT_FALSE(sheet.cancelTitle);
+        EXPECT_EQ(sheet.confirmTitle, "Close");
+        EXPECT_EQ(sheet.confirmRole, ButtonRole::plain);
+    }
+}
+
+// A stop can lose work: Return must not send it, and the button must look it.
+TEST(StopConfirmation, CancelIsTheDefaultAndTheStopButtonIsDestructive) {
+    const auto sheet = StopConfirmationPresentation::content(
+        ProcessPresentation(), makeProcess(9), stopPlan(9, StopMethod::terminateProcess));
+    EXPECT_TRUE(sheet.cancelIsDefault);
+    EXPECT_EQ(sheet.confirmRole, ButtonRole::destructive);
+}
+
+struct LastResortCase {
+    const char* label;
+    std::optional<ProcessReleasePlan> releasePlan;
+    bool applies;
+};
+
+class LastResortTest : public ::testing::TestWithParam<LastResortCase> {};
+
+// "Safely Tovo does not close this one on its own" is false for an app the safe
+// release asks to quit; it holds when the release leaves the process to the user.
+TEST_P(LastResortTest, TheNoteAppearsOnlyWhereTheSafeReleaseLeavesTheProcessAlone) {
+    const auto sheet = StopConfirmationPresentation::content(
+        ProcessPresentation(), makeProcess(9), stopPlan(9, StopMethod::quitApplication),
+        GetParam().releasePlan);
+    EXPECT_EQ(sheet.lastResortApplies, GetParam().applies);
+}
+
+INSTANTIATE_TEST_SUITE_P(ReleasePlans, LastResortTest,
+                         ::testing::Values(LastResortCase{"NoPlan", std::nullopt, true},
+                                           LastResortCase{"Manual", manualPlan(9), true},
+                                           LastResortCase{"Quit", quitPlan(9), false}),
+                         [](const ::testing::TestParamInfo<LastResortCase>& info) {
+                             return info.param.label;
+                         });
+
+TEST(BlockerRows, MatchEachBlockerWithItsFirstPlanItsStopPlanAndLatestAttempt) {
+    const std::vector plans{manualPlan(2, "second"), quitPlan(1, "first"),
+                            quitPlan(2, "duplicate")};
+    const std::vector attempts{attempt(1, ReleaseDisposition::requested, "older"),
+                               attempt(1, ReleaseDisposition::failed, "newer")};
+    const auto rows = blockerRows(ProcessPresentation(), {makeProcess(1), makeProcess(2)}, plans,
+                                  {stopPlan(2, StopMethod::terminateProcess)}, attempts);
+    ASSERT_EQ(rows.size(), 2u);
+    EXPECT_EQ(rows[0].message, "newer");
+    EXPECT_FALSE(rows[0].stopAction);
+    EXPECT_EQ(rows[1].message, "second");
+    EXPECT_TRUE(rows[1].stopAction);
+}
+
+TEST(BlockerRows, DetailsStopAndShowActions) {
+    FakeApplicationRegistry registry;
+    const ProcessPresentation presentation(&registry);
+    auto process = processWith("bash", {openFile("/m", "cwd", OpenAccess::unknown),
+                                        openFile("/m", "rtd", OpenAccess::unknown),
+                                        openFile("/m/a", "3r", OpenAccess::read)});
+    process.parentApplication = ParentApplication{70, "Editor", std::nullopt};
+    registry.add(RunningApplication{70, "Text Editor", std::nullopt, ActivationPolicy::regular});
+    const auto row = [&](std::optional<ProcessStopPlan> plan) {
+        return blockerRowContent(presentation, process, std::nullopt, plan, std::nullopt);
+    };
+    EXPECT_EQ(row(std::nullopt).detailLines,
+              (std::vector<std::string>{"Current folder: /m", "/m", "/m/a"}));
+    EXPECT_EQ(row(std::nullopt).showDetailsLabel, "Show details for bash");
+    EXPECT_FALSE(row(std::nullopt).stopAction);
+    EXPECT_FALSE(row(stopPlan(7, StopMethod::unavailable)).stopAction);
+    EXPECT_TRUE(row(stopPlan(7, StopMethod::quitApplication)).stopAction);
+    EXPECT_EQ(row(std::nullopt).showAction->title, "Show Text Editor");
+    process.openFiles.clear();
+    EXPECT_EQ(row(std::nullopt).detailLines,
+              (std::vector<std::string>{"No open paths were reported."}));
+}
+
+} // namespace
+} // namespace tovo
