@@ -40,6 +40,10 @@ struct Scene {
         registry->add({pid, std::move(name), "org.example.Editor", ActivationPolicy::regular});
     }
     RunningApplication& application() { return registry->applications.at(pid); }
+    void hold(OpenFileReference file) { process.openFiles.push_back(std::move(file)); }
+    void ownedByTovo(ActivationPolicy policy) {
+        application().activationPolicy = policy, application().bundleIdentifier = tovoApplicationID;
+    }
     template<class T>
     T await(Task<T> task) {
         return testing::runToEnd(executor, std::move(task));
@@ -68,6 +72,10 @@ const std::vector<QuitRoute> askedOnce{QuitRoute::mediaPlayer};
 // An application whose quit request is answered with `outcome`.
 Arrange app(QuitRequestOutcome outcome = QuitRequestOutcome::sent) {
     return [outcome](Scene& s) { s.makeApplication(), s.registry->terminateOutcome = outcome; };
+}
+// The process is replaced by another of its pid once pinned.
+void reusedOnPin(Scene& s) {
+    s.registry->onPin = [&s] { s.metadata->processes.at(pid).parentPID = 9; };
 }
 // The signaler fails with `error`.
 Arrange failing(int error) {
@@ -132,27 +140,19 @@ INSTANTIATE_TEST_SUITE_P(
         StopPlanRow{"systemHelperEvenAsApp",
                     [](auto& s) { s.process.command = "nautilus", s.makeApplication("Files"); },
                     "Files", unavailable, "This is part of the system. " + systemText},
-        StopPlanRow{"itself",
-                    [](auto& s) {
-                        s.makeApplication("Tovo"),
-                            s.application().bundleIdentifier = tovoApplicationID;
-                    },
-                    "Tovo", unavailable, "Tovo will not stop itself."},
+        StopPlanRow{
+            "itself",
+            [](auto& s) { s.makeApplication("Tovo"), s.ownedByTovo(ActivationPolicy::regular); },
+            "Tovo", unavailable, "Tovo will not stop itself."},
         StopPlanRow{"appNoRouteReaches", [](auto& s) { app()(s), s.registry->route.reset(); },
                     "Editor", unavailable, noQuitRouteMessage},
         // A background helper does not count as an app: it gets one SIGTERM, even with our id.
-        StopPlanRow{"prohibitedIsAProcess",
-                    [](auto& s) {
-                        s.makeApplication(),
-                            s.application().activationPolicy = ActivationPolicy::prohibited,
-                            s.application().bundleIdentifier = tovoApplicationID;
-                    },
-                    "convert", StopMethod::terminateProcess, sigtermText},
+        StopPlanRow{
+            "prohibitedIsAProcess",
+            [](auto& s) { s.makeApplication(), s.ownedByTovo(ActivationPolicy::prohibited); },
+            "convert", StopMethod::terminateProcess, sigtermText},
         StopPlanRow{"application",
-                    [](auto& s) {
-                        s.makeApplication(),
-                            s.process.openFiles.push_back(file("4", OpenAccess::write));
-                    },
+                    [](auto& s) { s.makeApplication(), s.hold(file("4", OpenAccess::write)); },
                     "Editor", StopMethod::quitApplication,
                     "Tovo will ask Editor to quit, the same as Quit in its menu. The app can "
                     "still show a save dialog.",
@@ -239,12 +239,8 @@ INSTANTIATE_TEST_SUITE_P(
                 noProvenQuitRouteMessage, false, true},
         StopRow{"appExitedBeforePin", app(QuitRequestOutcome::exited), alreadyClosed, appClosedText,
                 false, true},
-        StopRow{"appReusedWhilePinned",
-                [](auto& s) {
-                    app()(s);
-                    s.registry->onPin = [&s] { s.metadata->processes.at(pid).parentPID = 9; };
-                },
-                failed, notSameAppStop, false, true},
+        StopRow{"appReusedWhilePinned", [](auto& s) { app()(s), reusedOnPin(s); }, failed,
+                notSameAppStop, false, true},
         StopRow{"appReusedPid",
                 [](auto& s) { app()(s), s.metadata->processes.at(pid).parentPID = 1; }, failed,
                 notSameAppStop}),
@@ -293,17 +289,15 @@ INSTANTIATE_TEST_SUITE_P(
         PlanRow{"ownProcess", [](auto& s) { s.process.pid = ownPID; }, protectedText},
         PlanRow{"otherUser", [](auto& s) { s.process.userID = 0; }, otherUserText},
         PlanRow{"userUnknown", [](auto& s) { s.process.userID.reset(); }, otherUserText},
-        PlanRow{"systemDissent",
-                [](auto& s) {
-                    s.process.isSystemDissent = true,
-                    s.process.openFiles.push_back(file("3", OpenAccess::write));
-                },
-                unknownUseText},
+        PlanRow{
+            "systemDissent",
+            [](auto& s) { s.process.isSystemDissent = true, s.hold(file("3", OpenAccess::write)); },
+            unknownUseText},
         PlanRow{"noOpenFiles", [](auto& s) { s.process.openFiles.clear(); }, unknownUseText},
         PlanRow{"writerBeforeVirtualMachine",
                 [](auto& s) {
                     s.process.command = "qemu-system-x86_64",
-                    s.process.openFiles.push_back(file("4", OpenAccess::readWrite));
+                    s.hold(file("4", OpenAccess::readWrite));
                 },
                 "It can write to the disk. Finish its work first."},
         PlanRow{"virtualMachine", [](auto& s) { s.process.command = "qemu-system-x86_64"; },
@@ -328,29 +322,23 @@ INSTANTIATE_TEST_SUITE_P(
                 systemText},
         PlanRow{"secureCopy", [](auto& s) { s.process.command = "scp"; },
                 "Close this process, then try again."},
-        PlanRow{"unknownAccess",
-                [](auto& s) { s.process.openFiles.push_back(file("5", OpenAccess::unknown)); },
+        PlanRow{"unknownAccess", [](auto& s) { s.hold(file("5", OpenAccess::unknown)); },
                 "Tovo cannot verify how this process uses the disk."},
         PlanRow{"noStartTime", [](auto& s) { s.process.startTime.reset(); }, unprovenText},
         PlanRow{"noExecutable", [](auto& s) { s.process.executablePath.reset(); }, unprovenText},
         PlanRow{"commandInFolder",
                 [](auto& s) {
-                    s.registry->applications.clear(),
-                        s.process.openFiles.push_back(file("cwd", OpenAccess::unknown));
+                    s.registry->applications.clear(), s.hold(file("cwd", OpenAccess::unknown));
                 },
                 "Its current folder is on this disk. " + commandText},
         // A root-directory reference is no current folder.
         PlanRow{"commandAtRoot",
                 [](auto& s) {
-                    s.registry->applications.clear(),
-                        s.process.openFiles.push_back(file("rtd", OpenAccess::unknown));
+                    s.registry->applications.clear(), s.hold(file("rtd", OpenAccess::unknown));
                 },
                 commandText},
         PlanRow{"backgroundServiceBeforeItself",
-                [](auto& s) {
-                    s.application().activationPolicy = ActivationPolicy::prohibited,
-                    s.application().bundleIdentifier = tovoApplicationID;
-                },
+                [](auto& s) { s.ownedByTovo(ActivationPolicy::prohibited); },
                 "This background service must finish on its own."},
         PlanRow{"itself", [](auto& s) { s.application().bundleIdentifier = tovoApplicationID; },
                 itselfText},
@@ -412,11 +400,7 @@ INSTANTIATE_TEST_SUITE_P(
         // Another process owns the app's bus name, and no window proves to be this one's.
         AskRow{"noProvenReceiver", app(QuitRequestOutcome::noProvenRoute), "editor", manual,
                noProvenQuitRouteMessage, true},
-        AskRow{"reusedWhilePinned",
-               [](auto& s) {
-                   s.registry->onPin = [&s] { s.metadata->processes.at(pid).parentPID = 9; };
-               },
-               "editor", manual, notSameText, true},
+        AskRow{"reusedWhilePinned", reusedOnPin, "editor", manual, notSameText, true},
         AskRow{"exitedBeforePin", app(QuitRequestOutcome::exited), "Editor", alreadyClosed,
                appClosedText, true}),
     [](const auto& info) { return info.param.name; });
