@@ -54,6 +54,11 @@ protected:
         }
         return result;
     }
+    std::optional<BusyCause> first(BusyCauseKind kind) {
+        const auto all = causes();
+        const auto found = std::ranges::find(all, kind, &BusyCause::kind);
+        return found == all.end() ? std::nullopt : std::optional(*found);
+    }
     /// Runs `command` now and `undo` when the test ends.
     void run(const std::string& command, const std::string& undo) {
         cleanups_.push_back(undo);
@@ -98,9 +103,8 @@ TEST_F(BusyCauseIntegrationTest, ADiskImageOnTheDiskAttachedAsALoopDeviceIsFound
     ASSERT_TRUE(loop.starts_with("/dev/loop")) << loop;
     cleanups_.push_back("losetup -d " + loop);
 
-    const auto all = causes();
-    const auto image = std::ranges::find(all, BusyCauseKind::loopDevice, &BusyCause::kind);
-    ASSERT_NE(image, all.end());
+    const auto image = first(BusyCauseKind::loopDevice);
+    ASSERT_TRUE(image);
     EXPECT_EQ(image->subject, loop);
     EXPECT_EQ(image->backingFile, inDisk("image.img"));
     EXPECT_EQ(image->device, disk_->kernelName());
@@ -125,30 +129,19 @@ TEST_F(BusyCauseIntegrationTest, ASwapFileOnTheDiskIsFound) {
 // copy that follows ours goes with our unmount and is no cause.
 TEST_F(BusyCauseIntegrationTest, OnlyAPrivateMountInAnotherNamespaceIsFound) {
     const auto startIn = [](const char* propagation) {
-        return std::make_unique<TestChild>(std::vector<std::string>{
+        auto child = std::make_unique<TestChild>(std::vector<std::string>{
             "/usr/bin/unshare", "-m", "--propagation", propagation, "/bin/sleep", "600"});
-    };
-    const auto ownSpace = std::filesystem::read_symlink("/proc/self/ns/mnt");
-    const auto entered = [&](pid_t pid) {
-        return eventually([&] {
-            std::error_code error;
-            const auto space =
-                std::filesystem::read_symlink("/proc/" + std::to_string(pid) + "/ns/mnt", error);
-            return !error && space != ownSpace &&
-                   readText("/proc/" + std::to_string(pid) + "/comm") == "sleep\n";
-        });
+        EXPECT_TRUE(entersOwnMountNamespace(child->pid()));
+        return child;
     };
     // As on a desktop, where systemd makes every mount shared.
     run("mount --make-shared '" + mount_.string() + "'", "true");
     const auto follower = startIn("slave");
-    ASSERT_TRUE(entered(follower->pid()));
     EXPECT_THAT(found(BusyCauseKind::otherNamespace), ::testing::IsEmpty());
 
     const auto container = startIn("private");
-    ASSERT_TRUE(entered(container->pid()));
-    const auto all = causes();
-    const auto copy = std::ranges::find(all, BusyCauseKind::otherNamespace, &BusyCause::kind);
-    ASSERT_NE(copy, all.end());
+    const auto copy = first(BusyCauseKind::otherNamespace);
+    ASSERT_TRUE(copy);
     EXPECT_EQ(copy->subject, mount_.string());
     EXPECT_EQ(copy->processID, container->pid());
     EXPECT_EQ(copy->processName, "sleep");

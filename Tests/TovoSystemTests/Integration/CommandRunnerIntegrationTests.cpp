@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
+#include <map>
 #include <regex>
 
 namespace tovo {
@@ -29,22 +31,6 @@ protected:
                       double timeout = 5) {
         SystemCommandRunner runner(executor_, timeout, scratch_.path());
         return runToEnd(executor_, runner.run(std::move(executable), std::move(arguments)));
-    }
-
-    /// Starts `arguments` (whose last one is the pid file it writes), cancels it once it
-    /// runs and returns the child's pid and how long the run took to end.
-    std::pair<pid_t, double> cancelRunning(std::filesystem::path executable,
-                                           std::vector<std::string> arguments) {
-        SystemCommandRunner runner(executor_, 20, scratch_.path());
-        const std::filesystem::path pidFile = arguments.back();
-        StartedTask<CommandResult> run(executor_, runner.run(executable, arguments));
-        executor_.runAll();
-        const auto pid = awaitPidFile(pidFile);
-        const auto cancelled = std::chrono::steady_clock::now();
-        run.cancel();
-        EXPECT_TRUE(run.finish(executor_, 5s));
-        EXPECT_TRUE(isCancellation(run.error()));
-        return {pid, Seconds(std::chrono::steady_clock::now() - cancelled).count()};
     }
 
     ManualExecutor executor_;
@@ -100,61 +86,89 @@ TEST_F(CommandRunnerWithChildren, ScratchFilesLiveInAFreshUpperCaseUuidFolderOfT
     EXPECT_TRUE(std::regex_match(result.standardOutput, expected)) << result.standardOutput;
 }
 
-TEST_F(CommandRunnerWithChildren, AStubbornChildIsAbandonedAfterTheGraceNeverKilled) {
-    const auto pidFile = work_.path() / "pid";
-    const auto started = std::chrono::steady_clock::now();
+/// The runner's error kind and text; none for any other outcome.
+std::optional<std::pair<CommandRunnerError::Kind, std::string>>
+runnerError(const std::exception_ptr& error) {
     try {
-        run(helperProgram("child_ignore_term"), {pidFile.string()}, 0.3);
-        ADD_FAILURE() << "the run must time out";
-    } catch (const CommandRunnerError& error) {
-        EXPECT_EQ(error.kind, CommandRunnerError::Kind::timedOut);
-        EXPECT_EQ(error.description(), "The process check took too long. Try again.");
+        if (error) {
+            std::rethrow_exception(error);
+        }
+    } catch (const CommandRunnerError& failure) {
+        return std::pair(failure.kind, failure.description());
+    } catch (...) {
     }
-    const Seconds elapsed = std::chrono::steady_clock::now() - started;
+    return std::nullopt;
+}
+
+enum class Child { obeying, stubborn, forking };
+
+struct StopCase {
+    const char* name;
+    bool cancelled; ///< else it times out after 0.3 s
+    Child child;
+    double atLeast; ///< seconds from the start, or from the cancellation
+    double atMost;
+};
+
+class CommandRunnerStops : public CommandRunnerWithChildren,
+                           public ::testing::WithParamInterface<StopCase> {};
+
+// One SIGTERM to the child's whole group; a child that ignores it is left running
+// after a 0.4 s grace, never killed.
+TEST_P(CommandRunnerStops, EndsTheChildsGroupOrAbandonsItAfterTheGrace) {
+    const auto& row = GetParam();
+    const auto pidFile = work_.path() / "pid";
+    const std::map<Child, std::pair<std::filesystem::path, std::vector<std::string>>> commands{
+        {Child::obeying,
+         {"/bin/sh",
+          {"-c", "echo $$ > \"$0.tmp\" && mv \"$0.tmp\" \"$0\" && exec sleep 30", pidFile}}},
+        {Child::stubborn, {helperProgram("child_ignore_term"), {pidFile}}},
+        // The pid file is its forked helper's.
+        {Child::forking, {helperProgram("holder_cwd"), {"/", work_.path() / "parent", pidFile}}}};
+    const auto& [program, arguments] = commands.at(row.child);
+    SystemCommandRunner runner(executor_, row.cancelled ? 20 : 0.3, scratch_.path());
+    auto from = std::chrono::steady_clock::now();
+    StartedTask<CommandResult> run(executor_, runner.run(program, arguments));
+    executor_.runAll();
     const auto pid = awaitPidFile(pidFile);
     ASSERT_GT(pid, 0);
-    leftovers_.push_back(pid);
-    // Deadline 0.3 s, then the 0.4 s grace.
-    EXPECT_GE(elapsed.count(), 0.69);
-    EXPECT_LT(elapsed.count(), 1.2);
-    EXPECT_TRUE(isAliveAndNotZombie(pid)) << "the stubborn child must be left running";
-}
+    if (row.cancelled) {
+        from = std::chrono::steady_clock::now();
+        run.cancel();
+    }
+    ASSERT_TRUE(run.finish(executor_, 5s));
+    const double elapsed = Seconds(std::chrono::steady_clock::now() - from).count();
 
-TEST_F(CommandRunnerWithChildren, CancellationStopsTheRunningChildAtOnce) {
-    const auto [pid, elapsed] = cancelRunning(
-        "/bin/sh", {"-c", "echo $$ > \"$0.tmp\" && mv \"$0.tmp\" \"$0\" && exec sleep 30",
-                    (work_.path() / "pid").string()});
-    ASSERT_GT(pid, 0);
-    EXPECT_LT(elapsed, 0.3);
-    EXPECT_FALSE(processState(pid)) << "the stopped child must be gone and reaped";
-}
-
-TEST_F(CommandRunnerWithChildren, CancellingAStubbornChildEndsTheRunAfterTheGrace) {
-    const auto [pid, elapsed] =
-        cancelRunning(helperProgram("child_ignore_term"), {(work_.path() / "pid").string()});
-    ASSERT_GT(pid, 0);
-    leftovers_.push_back(pid);
-    EXPECT_GE(elapsed, 0.39);
-    EXPECT_LT(elapsed, 0.9);
-    EXPECT_TRUE(isAliveAndNotZombie(pid));
-}
-
-TEST_F(CommandRunnerWithChildren, TheStopReachesTheHelpersTheChildForked) {
-    // Time-out and cancellation: each ends the child's whole group with its one SIGTERM.
-    const auto helperOf = [this](const std::string& run) {
-        return std::vector<std::string>{"/", (work_.path() / (run + "-parent")).string(),
-                                        (work_.path() / run).string()};
-    };
-    EXPECT_THROW(run(helperProgram("holder_cwd"), helperOf("timed-out"), 0.3), CommandRunnerError);
-    cancelRunning(helperProgram("holder_cwd"), helperOf("cancelled"));
-
-    for (const auto* name : {"timed-out", "cancelled"}) {
-        const auto helper = awaitPidFile(work_.path() / name);
-        ASSERT_GT(helper, 0);
-        EXPECT_TRUE(eventually([helper] { return !isAliveAndNotZombie(helper); }, 2s))
-            << "the " << name << " child's helper outlived it";
+    if (row.cancelled) {
+        EXPECT_TRUE(isCancellation(run.error()));
+    } else {
+        EXPECT_EQ(runnerError(run.error()),
+                  std::pair(CommandRunnerError::Kind::timedOut,
+                            std::string("The process check took too long. Try again.")));
+    }
+    EXPECT_GE(elapsed, row.atLeast);
+    EXPECT_LT(elapsed, row.atMost);
+    if (row.child == Child::stubborn) {
+        leftovers_.push_back(pid);
+        EXPECT_TRUE(isAliveAndNotZombie(pid)) << "the stubborn child must be left running";
+    } else {
+        // A direct child is reaped too; a helper is left to whoever adopted it.
+        EXPECT_TRUE(eventually(
+            [&] {
+                return row.child == Child::obeying ? !processState(pid) : !isAliveAndNotZombie(pid);
+            },
+            2s));
     }
 }
+
+INSTANTIATE_TEST_SUITE_P(
+    Endings, CommandRunnerStops,
+    ::testing::Values(StopCase{"StubbornChildTimedOut", false, Child::stubborn, 0.69, 1.2},
+                      StopCase{"ChildCancelled", true, Child::obeying, 0, 0.3},
+                      StopCase{"StubbornChildCancelled", true, Child::stubborn, 0.39, 0.9},
+                      StopCase{"HelperOfAChildTimedOut", false, Child::forking, 0.29, 0.69},
+                      StopCase{"HelperOfAChildCancelled", true, Child::forking, 0, 0.3}),
+    [](const auto& info) { return std::string(info.param.name); });
 
 class CommandRunnerOnFullDisk : public ::testing::TestWithParam<int> {};
 
@@ -178,6 +192,66 @@ TEST_P(CommandRunnerOnFullDisk, ScratchFilesThatCannotBeMadeAreReportedAsSuch) {
 }
 
 INSTANTIATE_TEST_SUITE_P(InodeLimits, CommandRunnerOnFullDisk, ::testing::Values(2, 3));
+
+std::size_t openDescriptorCount() {
+    const std::filesystem::directory_iterator entries("/proc/self/fd");
+    return static_cast<std::size_t>(std::distance(begin(entries), end(entries)));
+}
+
+// Children of this process that have ended but were never reaped.
+std::size_t zombieChildren() {
+    std::size_t zombies = 0;
+    const auto parentField = " " + std::to_string(::getpid()) + " ";
+    for (const auto& entry : std::filesystem::directory_iterator("/proc")) {
+        if (!std::isdigit(entry.path().filename().string().front())) {
+            continue; // /proc/net/stat is a folder
+        }
+        const auto stat = readText(entry.path() / "stat").value_or("");
+        const auto close = stat.rfind(')');
+        zombies += close != std::string::npos && stat.compare(close + 1, 3, " Z ") == 0 &&
+                   stat.compare(close + 4, parentField.size(), parentField) == 0;
+    }
+    return zombies;
+}
+
+// Many runs with every kind of ending must leave nothing behind: no zombie, no
+// scratch folder, no descriptor.
+TEST(CommandRunnerStressTest, ThreeHundredMixedRunsLeaveNothingBehind) {
+    ManualExecutor executor;
+    TemporaryFolder scratch;
+    SystemCommandRunner patient(executor, 5.0, scratch.path());
+    SystemCommandRunner hasty(executor, 0.05, scratch.path());
+    const auto descriptorsBefore = openDescriptorCount();
+
+    std::array<int, 4> endings{}; // succeeded, failed, timed out, cancelled
+    for (int run = 0; run < 300; ++run) {
+        const int kind = run % 4;
+        StartedTask<CommandResult> task(executor, kind == 0   ? patient.run("/bin/echo", {"p1"})
+                                                  : kind == 1 ? patient.run("/bin/false", {})
+                                                  : kind == 2 ? hasty.run("/bin/sleep", {"10"})
+                                                              : patient.run("/bin/sleep", {"10"}));
+        if (kind == 3) {
+            executor.runAll();
+            if (run % 8 == 7) {
+                // Let the child start, so the stop reaches a running process.
+                std::this_thread::sleep_for(10ms);
+            }
+            task.cancel();
+        }
+        ASSERT_TRUE(task.finish(executor));
+        const auto error = runnerError(task.error());
+        endings[kind] += kind < 2    ? task.value() && task.value()->status == kind
+                         : kind == 2 ? error && error->first == CommandRunnerError::Kind::timedOut
+                                     : isCancellation(task.error());
+    }
+
+    EXPECT_EQ(endings, (std::array<int, 4>{75, 75, 75, 75}));
+    EXPECT_TRUE(eventually([] { return zombieChildren() == 0; }, 2000ms))
+        << zombieChildren() << " zombie children";
+    EXPECT_TRUE(scratch.isEmpty()) << "a scratch folder was left behind";
+    EXPECT_TRUE(eventually([&] { return openDescriptorCount() == descriptorsBefore; }, 2000ms))
+        << openDescriptorCount() << " descriptors open, " << descriptorsBefore << " before";
+}
 
 } // namespace
 } // namespace tovo

@@ -2,6 +2,7 @@
 #include "TovoSystem/Services/ApplicationRegistry.hpp"
 #include "TovoSystemTests/ProcessTestSupport.hpp"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <filesystem>
@@ -72,17 +73,14 @@ TEST_F(JournalLoggerTest, WritesTheMessageWithItsPriorityAndTovosFields) {
     logger.log(LogLevel::error, "Eject failed domain=%s code=42");
     logger.log(LogLevel::debug, "Checking again");
 
-    const auto info = nextEntry();
-    EXPECT_NE(info.find("MESSAGE=Eject completed\n"), std::string::npos) << info;
-    EXPECT_NE(info.find("PRIORITY=6\n"), std::string::npos);
-    EXPECT_NE(info.find("SYSLOG_IDENTIFIER=tovo\n"), std::string::npos);
-    EXPECT_NE(info.find("TOVO_SUBSYSTEM=" + std::string(tovoApplicationID) + "\n"),
-              std::string::npos);
-    EXPECT_NE(info.find("TOVO_CATEGORY=workflow\n"), std::string::npos);
-    const auto error = nextEntry();
-    EXPECT_NE(error.find("MESSAGE=Eject failed domain=%s code=42\n"), std::string::npos) << error;
-    EXPECT_NE(error.find("PRIORITY=3\n"), std::string::npos);
-    EXPECT_NE(nextEntry().find("PRIORITY=7\n"), std::string::npos);
+    using ::testing::HasSubstr;
+    EXPECT_THAT(nextEntry(),
+                AllOf(HasSubstr("MESSAGE=Eject completed\n"), HasSubstr("PRIORITY=6\n"),
+                      HasSubstr("TOVO_SUBSYSTEM=" + std::string(tovoApplicationID)),
+                      HasSubstr("TOVO_CATEGORY=workflow\n")));
+    EXPECT_THAT(nextEntry(), AllOf(HasSubstr("MESSAGE=Eject failed domain=%s code=42\n"),
+                                   HasSubstr("PRIORITY=3\n")));
+    EXPECT_THAT(nextEntry(), HasSubstr("PRIORITY=7\n"));
 }
 
 } // namespace

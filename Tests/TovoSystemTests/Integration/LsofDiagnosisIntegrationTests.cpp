@@ -6,7 +6,7 @@
 #include "TovoSystem/Services/LsofBlockerDiagnoser.hpp"
 #include "TovoSystem/Services/SystemCommandRunner.hpp"
 #include "TovoSystem/Services/SystemProcessMetadataProvider.hpp"
-#include "TovoSystemTests/ProcessTestSupport.hpp"
+#include "UDisks2TestSupport.hpp"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -19,38 +19,11 @@
 namespace tovo {
 namespace {
 
-using testing::TemporaryFolder;
-using testing::TestChild;
+using namespace tovo::testing;
 namespace fs = std::filesystem;
 
 const std::vector<std::string> asNobody = {"/usr/bin/setpriv", "--reuid=nobody", "--regid=nogroup",
                                            "--clear-groups"};
-
-/// A tmpfs mounted at `path`, made with its parents, for the scope (root only).
-class MountAt {
-public:
-    explicit MountAt(fs::path path)
-        : path_(std::move(path)) {
-        fs::create_directories(path_);
-        mounted_ = ::mount("tmpfs", path_.c_str(), "tmpfs", 0, "size=4m") == 0;
-    }
-    ~MountAt() { unmount(); }
-    MountAt(const MountAt&) = delete;
-    MountAt& operator=(const MountAt&) = delete;
-
-    bool isMounted() const { return mounted_; }
-    const fs::path& path() const { return path_; }
-    void unmount() {
-        if (mounted_ && ::umount2(path_.c_str(), 0) != 0) {
-            ::umount2(path_.c_str(), MNT_DETACH);
-        }
-        mounted_ = false;
-    }
-
-private:
-    fs::path path_;
-    bool mounted_ = false;
-};
 
 /// Real metadata, with a hook that runs just before a process's identity is read.
 class HookedMetadataProvider final : public ProcessMetadataProviding {
@@ -70,141 +43,109 @@ private:
     SystemProcessMetadataProvider real_{nullptr};
 };
 
-void makeOpenToAll(const fs::path& folder) {
-    fs::permissions(folder, fs::perms::all);
-}
-
-// Real lsof over tmpfs mounts with real holders; what it finds on a real disk is
-// covered end to end.
+// Real lsof over tmpfs mounts (under a folder anyone may enter) with real holders;
+// what it finds on a real disk is covered end to end.
 class RealLsofDiagnosis : public ::testing::Test {
 protected:
     void SetUp() override {
-        if (!testing::isRoot()) {
+        if (!isRoot()) {
             GTEST_SKIP() << "mounting a tmpfs to hold busy needs root";
         }
+        fs::permissions(base_.path(), fs::perms::all);
         ASSERT_TRUE(mount_.isMounted());
-        disk_.volumes[0].mountURL = mount_.path();
-        makeOpenToAll(pids_.path());
+        setMounts({mount_.path()});
     }
 
-    LsofBlockerDiagnoser diagnoser(std::optional<fs::path> lsof = std::nullopt,
-                                   std::shared_ptr<const ProcessMetadataProviding> metadata = {}) {
-        return LsofBlockerDiagnoser(executor_,
-                                    std::make_shared<SystemCommandRunner>(
-                                        executor_, SystemCommandRunner::productionTimeout),
-                                    LsofFieldParser(), metadata ? metadata : metadata_,
-                                    std::make_shared<ProcOpenFileScanner>(), ::getpid(),
-                                    std::move(lsof));
+    std::vector<BlockingProcess>
+    diagnose(std::optional<std::int32_t> dissenter = std::nullopt,
+             std::optional<fs::path> lsof = std::nullopt,
+             std::shared_ptr<const ProcessMetadataProviding> metadata = nullptr) {
+        LsofBlockerDiagnoser diagnoser(executor_,
+                                       std::make_shared<SystemCommandRunner>(
+                                           executor_, SystemCommandRunner::productionTimeout),
+                                       LsofFieldParser(), metadata ? metadata : metadata_,
+                                       std::make_shared<ProcOpenFileScanner>(), ::getpid(),
+                                       std::move(lsof));
+        return runToEnd(executor_, diagnoser.blockers(disk_, dissenter));
     }
-    std::vector<BlockingProcess> diagnose(LsofBlockerDiagnoser& diagnoser,
-                                          std::optional<std::int32_t> dissenter = std::nullopt) {
-        return testing::runToEnd(executor_, diagnoser.blockers(disk_, dissenter));
+    DiagnosisError failure(const fs::path& lsof) {
+        try {
+            diagnose(std::nullopt, lsof);
+        } catch (const DiagnosisError& error) {
+            return error;
+        }
+        ADD_FAILURE() << lsof << " must not diagnose this disk";
+        return DiagnosisError(DiagnosisError::Kind::lsofFailed, "");
     }
     void setMounts(const std::vector<fs::path>& paths) {
         disk_.volumes.clear();
         for (const auto& path : paths) {
-            disk_.volumes.push_back(testing::makeVolume(path.filename().string(), path));
+            disk_.volumes.push_back(makeVolume(path.filename().string(), path));
         }
     }
     /// A holder started (as nobody when `prefix` says so) and its pid once it holds.
-    pid_t start(std::vector<std::string> arguments, const std::string& name,
+    pid_t start(const std::string& helper, std::vector<std::string> arguments,
                 std::vector<std::string> prefix = {}) {
-        const auto pidFile = pids_.path() / name;
-        arguments.push_back(pidFile);
+        const auto pidFile = base_.path() / ("pid" + std::to_string(children_.size()));
+        prefix.push_back(helper.starts_with("/") ? helper : helperProgram(helper).string());
         prefix.insert(prefix.end(), arguments.begin(), arguments.end());
+        prefix.push_back(pidFile);
         children_.push_back(std::make_unique<TestChild>(prefix));
-        return testing::awaitPidFile(pidFile);
+        return awaitPidFile(pidFile);
     }
 
     ManualExecutor executor_;
-    testing::TmpfsMount mount_;
-    TemporaryFolder pids_;
+    TemporaryFolder base_;
+    MountAt mount_{base_.path() / "fixture"};
     std::shared_ptr<SystemProcessMetadataProvider> metadata_ =
         std::make_shared<SystemProcessMetadataProvider>(
-            std::make_shared<testing::FakeApplicationRegistry>());
-    ExternalDisk disk_ = testing::makeDisk(9, "TOVO");
+            std::make_shared<FakeApplicationRegistry>());
+    ExternalDisk disk_ = makeDisk(9, "TOVO");
     std::vector<std::unique_ptr<TestChild>> children_;
 };
 
-TEST_F(RealLsofDiagnosis, LeavesTovoOutAndAddsTheDissenterLast) {
-    auto lsof = diagnoser();
-    EXPECT_TRUE(diagnose(lsof).empty()) << "an idle mount has no blockers";
-    const auto writer =
-        start({testing::helperProgram("holder_write"), mount_.path() / "draft.txt"}, "writer");
+// One lsof run names every volume: it exits 1 while one of them is idle, its list
+// comes back in the order of the volumes whatever the pids, volumes no longer
+// mounted are skipped, Tovo itself is left out and the dissenter comes last.
+TEST_F(RealLsofDiagnosis, OneRunListsEachVolumesHoldersThenTheDissenter) {
+    EXPECT_TRUE(diagnose().empty()) << "an idle mount has no blockers";
+    MountAt second(base_.path() / "second");
+    ASSERT_TRUE(second.isMounted());
+    fs::create_directories(base_.path() / "idle");
+    setMounts({mount_.path(), base_.path() / "idle", second.path(), base_.path() / "nowhere"});
+    const auto early = start("holder_cwd", {second.path()});
+    auto blockers = diagnose();
+    ASSERT_EQ(blockers.size(), 1u) << "the first volume is idle";
+    EXPECT_EQ(blockers[0].pid, early);
+
+    const auto late = start("holder_write", {mount_.path() / "draft.txt"});
     TestChild bystander({"/bin/sleep", "10"});
     // The test process plays Tovo and holds a file of its own on the mount.
     const int own =
         ::open((mount_.path() / "own.txt").c_str(), O_CREAT | O_WRONLY | O_CLOEXEC, 0644);
     ASSERT_GE(own, 0);
-
-    const auto blockers = diagnose(lsof, bystander.pid());
+    blockers = diagnose(bystander.pid());
     ::close(own);
-
-    ASSERT_EQ(blockers.size(), 2u);
-    EXPECT_EQ(blockers[0].pid, writer);
-    EXPECT_EQ(blockers[1].pid, bystander.pid());
-    EXPECT_TRUE(blockers[1].isSystemDissent);
-    EXPECT_TRUE(blockers[1].openFiles.empty());
-    EXPECT_EQ(blockers[1].startTime, metadata_->metadata(bystander.pid())->startTime);
-}
-
-TEST_F(RealLsofDiagnosis, VolumesNoLongerMountedAreSkipped) {
-    TemporaryFolder folder;
-    MountAt unmounted(folder.path() / "idle");
-    ASSERT_TRUE(unmounted.isMounted());
-    unmounted.unmount();
-    setMounts({folder.path() / "idle", folder.path() / "nowhere", mount_.path()});
-    const auto writer =
-        start({testing::helperProgram("holder_write"), mount_.path() / "draft.txt"}, "writer");
-
-    auto lsof = diagnoser();
-    const auto blockers = diagnose(lsof);
-    ASSERT_EQ(blockers.size(), 1u);
-    EXPECT_EQ(blockers[0].pid, writer);
-}
-
-// One lsof run names every volume: it exits 1 while one of them is idle, and its list
-// comes back in the order of the volumes, whatever the pids.
-TEST_F(RealLsofDiagnosis, OneRunOverSeveralVolumesListsEachVolumesHolders) {
-    TemporaryFolder folder;
-    MountAt second(folder.path() / "second");
-    ASSERT_TRUE(second.isMounted());
-    makeOpenToAll(second.path());
-    const auto early = start({testing::helperProgram("holder_cwd"), second.path()}, "early");
-    setMounts({mount_.path(), second.path()});
-    auto lsof = diagnoser();
-    auto blockers = diagnose(lsof);
-    ASSERT_EQ(blockers.size(), 1u) << "the first volume is idle";
-    EXPECT_EQ(blockers[0].pid, early);
-
-    const auto late =
-        start({testing::helperProgram("holder_write"), mount_.path() / "draft.txt"}, "late");
-    blockers = diagnose(lsof);
-    ASSERT_EQ(blockers.size(), 2u);
-    EXPECT_EQ(blockers[0].pid, late);
-    EXPECT_EQ(blockers[1].pid, early);
+    ASSERT_EQ(blockers.size(), 3u);
+    EXPECT_EQ(std::tie(blockers[0].pid, blockers[1].pid), std::tie(late, early));
+    EXPECT_EQ(blockers[2].pid, bystander.pid());
+    EXPECT_TRUE(blockers[2].isSystemDissent);
+    EXPECT_TRUE(blockers[2].openFiles.empty());
+    EXPECT_EQ(blockers[2].startTime, metadata_->metadata(bystander.pid())->startTime);
 }
 
 TEST_F(RealLsofDiagnosis, AMissingOrUnusableLsofNamesItsPackage) {
-    TemporaryFolder folder;
-    std::ofstream(folder.path() / "not-executable") << "#!/bin/sh\n";
+    std::ofstream(base_.path() / "not-executable") << "#!/bin/sh\n";
     for (const auto* name : {"missing", "not-executable"}) {
-        auto lsof = diagnoser(folder.path() / name);
-        try {
-            diagnose(lsof);
-            ADD_FAILURE() << name << " lsof must not run";
-        } catch (const DiagnosisError& error) {
-            EXPECT_EQ(error.kind, DiagnosisError::Kind::lsofMissing) << name;
-            EXPECT_THAT(error.description(), ::testing::HasSubstr("\u201Clsof\u201D package"));
-        }
+        const auto error = failure(base_.path() / name);
+        EXPECT_EQ(error.kind, DiagnosisError::Kind::lsofMissing) << name;
+        EXPECT_THAT(error.description(), ::testing::HasSubstr("\u201Clsof\u201D package"));
     }
 }
 
 TEST_F(RealLsofDiagnosis, AsAnOrdinaryUserOnlyWarningsAboutThisDiskCount) {
     // lsof run as nobody cannot look into a mount under a folder only root may enter.
-    TemporaryFolder tools;
-    makeOpenToAll(tools.path());
-    const auto wrapper = tools.path() / "lsof-as-nobody";
+    const auto wrapper = base_.path() / "lsof-as-nobody";
     std::ofstream(wrapper) << "#!/bin/sh\nexec /usr/bin/setpriv --reuid=nobody --regid=nogroup "
                               "--clear-groups "
                            << LsofBlockerDiagnoser::lsofExecutable().string() << " \"$@\"\n";
@@ -213,24 +154,18 @@ TEST_F(RealLsofDiagnosis, AsAnOrdinaryUserOnlyWarningsAboutThisDiskCount) {
     MountAt hidden(rootOnly.path() / "in side");
     ASSERT_TRUE(hidden.isMounted());
 
-    auto lsof = diagnoser(wrapper);
-    EXPECT_TRUE(diagnose(lsof).empty()) << "the hidden mount is not this disk";
-    const auto holder =
-        start({testing::helperProgram("holder_cwd"), mount_.path()}, "holder", asNobody);
-    const auto blockers = diagnose(lsof);
+    EXPECT_TRUE(diagnose(std::nullopt, wrapper).empty()) << "the hidden mount is not this disk";
+    const auto holder = start("holder_cwd", {mount_.path()}, asNobody);
+    const auto blockers = diagnose(std::nullopt, wrapper);
     ASSERT_EQ(blockers.size(), 1u);
     EXPECT_EQ(blockers[0].pid, holder);
     EXPECT_EQ(blockers[0].userID, 65534u);
 
     setMounts({hidden.path()});
-    try {
-        diagnose(lsof);
-        ADD_FAILURE() << "lsof cannot inspect this disk";
-    } catch (const DiagnosisError& error) {
-        EXPECT_EQ(error.kind, DiagnosisError::Kind::lsofFailed);
-        EXPECT_THAT(error.description(), ::testing::HasSubstr("can't stat() tmpfs file system " +
-                                                              hidden.path().string()));
-    }
+    const auto error = failure(wrapper);
+    EXPECT_EQ(error.kind, DiagnosisError::Kind::lsofFailed);
+    EXPECT_THAT(error.description(),
+                ::testing::HasSubstr("can't stat() tmpfs file system " + hidden.path().string()));
 }
 
 using FileFacts = std::tuple<std::optional<std::string>, std::string, OpenAccess>;
@@ -248,11 +183,11 @@ filesByPid(const std::vector<BlockingProcess>& processes) {
 
 TEST_F(RealLsofDiagnosis, TheKernelsTablesNameWhatLsofNames) {
     const auto program = mount_.path() / "program";
-    fs::copy_file(testing::helperProgram("holder_cwd"), program);
-    start({testing::helperProgram("holder_cwd"), mount_.path()}, "in-folder");
-    start({testing::helperProgram("holder_write"), mount_.path() / "draft"}, "writer");
-    start({testing::helperProgram("holder_write"), "--map", mount_.path() / "mapped"}, "mapper");
-    start({program, "/"}, "program");
+    fs::copy_file(helperProgram("holder_cwd"), program);
+    start("holder_cwd", {mount_.path()});
+    start("holder_write", {mount_.path() / "draft"});
+    start("holder_write", {"--map", mount_.path() / "mapped"});
+    start(program, {"/"});
 
     SystemCommandRunner runner(executor_, SystemCommandRunner::productionTimeout);
     const auto listing =
@@ -260,11 +195,8 @@ TEST_F(RealLsofDiagnosis, TheKernelsTablesNameWhatLsofNames) {
                                 LsofBlockerDiagnoser::lsofArguments(mount_.path()), {});
     ASSERT_EQ(listing.status, 0) << listing.standardError;
     std::vector<MountEntry> mounts;
-    for (const auto& entry : ProcOpenFileScanner().mounts()) {
-        if (entry.mountPoint == mount_.path().string()) {
-            mounts.push_back(entry);
-        }
-    }
+    std::ranges::copy_if(ProcOpenFileScanner().mounts(), std::back_inserter(mounts),
+                         [&](const auto& entry) { return entry.mountPoint == mount_.path(); });
     ASSERT_EQ(mounts.size(), 1u);
 
     const auto fromLsof = filesByPid(LsofFieldParser().parse(listing.standardOutput));
@@ -286,9 +218,7 @@ class HostileNames : public RealLsofDiagnosis, public ::testing::WithParamInterf
 
 TEST_P(HostileNames, AreListedCorrectlyOrLeftOutQuietly) {
     const auto& row = GetParam();
-    TemporaryFolder base;
-    makeOpenToAll(base.path());
-    auto mountPath = base.path() / row.mount;
+    auto mountPath = base_.path() / row.mount;
     while (mountPath.native().size() < row.pathLength) {
         const auto left = row.pathLength - mountPath.native().size() - 1;
         mountPath /= std::string(std::min<std::size_t>(left, 250), 'd');
@@ -297,30 +227,26 @@ TEST_P(HostileNames, AreListedCorrectlyOrLeftOutQuietly) {
     ASSERT_TRUE(mount.isMounted());
     setMounts({mountPath});
 
-    fs::create_directory(base.path() / "bin");
-    makeOpenToAll(base.path() / "bin");
-    const auto program = base.path() / "bin" / row.command;
-    fs::copy_file(testing::helperProgram(row.writes ? "holder_write" : "holder_cwd"), program);
-    const auto holder = start({program, row.writes ? mountPath / "draft" : mountPath}, "holder",
+    const auto program = base_.path() / row.command;
+    fs::copy_file(helperProgram(row.writes ? "holder_write" : "holder_cwd"), program);
+    const auto holder = start(program, {row.writes ? mountPath / "draft" : mountPath},
                               row.otherUser ? asNobody : std::vector<std::string>{});
     ASSERT_GT(holder, 0);
 
-    auto metadata = std::make_shared<HookedMetadataProvider>([&](std::int32_t pid) {
-        if (row.endsBeforeItsIdentityIsRead && pid == holder) {
-            children_.back()->end();
-        }
-    });
-    auto lsof = diagnoser(std::nullopt, metadata);
-    const auto blockers = diagnose(lsof);
-
+    const auto blockers = diagnose(std::nullopt, std::nullopt,
+                                   std::make_shared<HookedMetadataProvider>([&](std::int32_t pid) {
+                                       if (row.endsBeforeItsIdentityIsRead && pid == holder) {
+                                           children_.back()->end();
+                                       }
+                                   }));
     if (row.endsBeforeItsIdentityIsRead) {
         EXPECT_TRUE(blockers.empty());
         return;
     }
     ASSERT_EQ(blockers.size(), 1u);
     const auto& blocker = blockers[0];
-    EXPECT_EQ(blocker.pid, holder);
-    EXPECT_EQ(blocker.parentPID, ::getpid());
+    EXPECT_EQ(std::pair(blocker.pid, blocker.parentPID),
+              std::pair(holder, std::optional(::getpid())));
     EXPECT_EQ(blocker.command, decodeUtf8Lossy(row.command.substr(0, 15)));
     EXPECT_EQ(blocker.userID, row.otherUser ? 65534u : 0u);
     EXPECT_TRUE(blocker.startTime);
@@ -334,8 +260,10 @@ INSTANTIATE_TEST_SUITE_P(
                       HostileCase{"MountWithTab", "tab\there", "holder_write", true},
                       HostileCase{"MountWithBackslash", "back\\slash", "holder_cwd"},
                       HostileCase{"MountWithInvalidUtf8", "bad\xff\xfe", "holder_write", true},
-                      HostileCase{"MountPathOf4000Bytes", "deep", "holder_cwd", false, false, false,
-                                  4000},
+                      HostileCase{.name = "MountPathOf4000Bytes",
+                                  .mount = "deep",
+                                  .command = "holder_cwd",
+                                  .pathLength = 4000},
                       HostileCase{"CommandWithClosingParenthesis", "disk", "x) S 1"},
                       HostileCase{"CommandWithOpeningParenthesis", "disk", "(x", true},
                       HostileCase{"CommandWithSpaces", "disk", "a b c"},

@@ -4,6 +4,7 @@
 #include "UDisks2TestSupport.hpp"
 
 #include <gtest/gtest.h>
+#include <sdbus-c++/sdbus-c++.h>
 
 namespace tovo {
 namespace {
@@ -13,10 +14,11 @@ using namespace tovo::testing;
 using namespace std::chrono_literals;
 
 const auto confirmed = [] { return true; };
+const auto changed = [] { return false; };
 const fs::path programs = fs::path(__FILE__).parent_path() / "QuitRouteApps.py";
 
 // A fabricated /proc in which each started program is the main process of the
-// Editor's systemd scope, with its desktop entry, and the real session bus.
+// Editor's systemd scope, with its desktop entry, and a private session bus.
 class QuitRouteTest : public ::testing::Test {
 protected:
     void SetUp() override {
@@ -75,13 +77,21 @@ struct RouteCase {
 class QuitRouteOfAProgram : public QuitRouteTest,
                             public ::testing::WithParamInterface<RouteCase> {};
 
-// A route is found only where the program offers one, and asking through it reaches it.
-TEST_P(QuitRouteOfAProgram, IsFoundOnlyWhereOfferedAndReachesTheProgram) {
-    auto& program = startProgram(GetParam().program);
+// A route is found only where the program offers one; asking through it reaches the
+// program only once its identity is confirmed while pinned.
+TEST_P(QuitRouteOfAProgram, IsFoundOnlyWhereOfferedAndReachesTheConfirmedProgram) {
+    const auto& row = GetParam();
+    auto& program = startProgram(row.program);
     DesktopApplicationRegistry registry(options);
+    EXPECT_EQ(registry.activate(program.pid()), row.program[0] == "app");
     const auto route = registry.quitRoute(program.pid());
-    EXPECT_EQ(route, GetParam().route);
+    ASSERT_EQ(route, row.route);
     if (route) {
+        int checks = 0;
+        EXPECT_EQ(registry.terminate(program.pid(), *route, [&] { return ++checks, false; }),
+                  QuitRequestOutcome::identityChanged);
+        EXPECT_EQ(checks, 1);
+        EXPECT_FALSE(said(0, "asked to quit"));
         EXPECT_EQ(registry.terminate(program.pid(), *route, confirmed), QuitRequestOutcome::sent);
         EXPECT_TRUE(saidSoon(0, "asked to quit"));
         EXPECT_TRUE(eventually([&] { return program.hasExited(); }));
@@ -109,34 +119,78 @@ TEST_F(QuitRouteTest, OfTwoInstancesOnlyTheCheckedOneIsEverAsked) {
     EXPECT_EQ(registry.quitRoute(second.pid()), std::nullopt);
     EXPECT_EQ(registry.terminate(second.pid(), QuitRoute::applicationAction, confirmed),
               QuitRequestOutcome::noProvenRoute);
+    EXPECT_FALSE(registry.activate(second.pid()));
     EXPECT_FALSE(said(0, "asked to quit"));
 }
 
+struct AnswerCase {
+    const char* name;
+    std::string answer; ///< the mock's code for the quit action
+    QuitRequestOutcome outcome;
+};
+
+class QuitRequestAnswer : public QuitRouteTest, public ::testing::WithParamInterface<AnswerCase> {};
+
+// A mock application records the request: one quit action, with no parameter and no
+// platform data, whatever it answers.
+TEST_P(QuitRequestAnswer, IsOneQuitActionAndTheAnswerCounts) {
+    const std::string id = "org.example.Editor";
+    const sdbus::ObjectPath path("/org/example/Editor");
+    const auto& mock = start({"/usr/bin/python3", "-m", "dbusmock", "--session", id, path,
+                              "org.freedesktop.Application"},
+                             false);
+    ASSERT_TRUE(bus.awaitName(id)) << "the mock application did not appear on the bus";
+    const auto connection = sdbus::createSessionBusConnectionWithAddress(bus.address());
+    const auto object = sdbus::createProxy(*connection, id, path);
+    object->callMethod("AddMethod")
+        .onInterface("org.freedesktop.DBus.Mock")
+        .withArguments(std::string("org.freedesktop.Application"), std::string("ActivateAction"),
+                       std::string("sava{sv}"), std::string(), GetParam().answer);
+    options.busCallTimeout = 200ms;
+
+    EXPECT_EQ(DesktopApplicationRegistry(options).terminate(
+                  mock.pid(), QuitRoute::applicationAction, confirmed),
+              GetParam().outcome);
+    std::vector<sdbus::Struct<std::uint64_t, std::vector<sdbus::Variant>>> received;
+    object->callMethod("GetMethodCalls")
+        .onInterface("org.freedesktop.DBus.Mock")
+        .withArguments(std::string("ActivateAction"))
+        .storeResultsTo(received);
+    ASSERT_EQ(received.size(), 1u);
+    const auto& arguments = received.front().get<1>();
+    ASSERT_EQ(arguments.size(), 3u);
+    EXPECT_EQ(arguments[0].get<std::string>(), "quit");
+    EXPECT_TRUE(arguments[1].get<std::vector<sdbus::Variant>>().empty());
+    EXPECT_TRUE((arguments[2].get<std::map<std::string, sdbus::Variant>>().empty()));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Answers, QuitRequestAnswer,
+    ::testing::Values(
+        AnswerCase{"Accepted", "", QuitRequestOutcome::sent},
+        AnswerCase{"Refused",
+                   "raise dbus.exceptions.DBusException('busy', name='org.example.Error.Busy')",
+                   QuitRequestOutcome::refused},
+        // Busy behind a save dialog: it answers only after our patience ran out, but got it.
+        AnswerCase{"Unanswered", "import time; time.sleep(1)", QuitRequestOutcome::sent}),
+    [](const auto& info) { return std::string(info.param.name); });
+
 // Windows: only the process that the X server names as their client.
 TEST_F(QuitRouteTest, WindowsCountForTheProcessTheServerNames) {
-    const auto announced = root.path() / "display";
-    TestChild server({"/usr/bin/Xvfb", "-displayfd", "1", "-nolisten", "tcp"},
-                     ChildOptions{.output = announced});
-    std::string display;
-    ASSERT_TRUE(eventually([&] {
-        std::ifstream file(announced);
-        for (std::string line; std::getline(file, line) && !file.eof();) {
-            if (!line.empty() && line.find_first_not_of("0123456789") == std::string::npos) {
-                display = ":" + line;
-            }
-        }
-        return !display.empty();
-    })) << "Xvfb did not start";
-    options.display = display;
+    const VirtualDisplay display(root.path() / "display");
+    ASSERT_FALSE(display.name().empty()) << "Xvfb did not start";
+    options.display = display.name();
     auto& other = start({"/bin/sleep", "30"}, false);
     // The window claims the other process's pid; the server knows better.
     auto& owner =
-        start({helperProgram("x11_window").string(), display, std::to_string(other.pid())});
+        start({helperProgram("x11_window").string(), display.name(), std::to_string(other.pid())});
     DesktopApplicationRegistry registry(options);
     EXPECT_EQ(registry.quitRoute(owner.pid()), QuitRoute::windowClose);
     EXPECT_EQ(registry.quitRoute(other.pid()), std::nullopt);
     EXPECT_EQ(registry.terminate(other.pid(), QuitRoute::windowClose, confirmed),
               QuitRequestOutcome::noProvenRoute);
+    EXPECT_EQ(registry.terminate(owner.pid(), QuitRoute::windowClose, changed),
+              QuitRequestOutcome::identityChanged);
     EXPECT_FALSE(said(1, "closed"));
     EXPECT_EQ(registry.terminate(owner.pid(), QuitRoute::windowClose, confirmed),
               QuitRequestOutcome::sent);

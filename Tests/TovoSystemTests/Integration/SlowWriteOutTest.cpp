@@ -1,6 +1,7 @@
 // A slow USB stick made of a loop disk whose writes the block layer throttles: the
 // real udisksd must be given all the time the kernel needs to write out the cache.
 
+#include "Support/ModelBuilders.hpp"
 #include "Support/RecordingLogger.hpp"
 #include "Support/TaskRunning.hpp"
 #include "TovoSystem/Services/KernelWriteOutMonitor.hpp"
@@ -81,34 +82,6 @@ private:
     std::string join_;
 };
 
-/// debugfs mounted in a folder of ours, for the disk's own writeback account.
-class PrivateDebugfs {
-public:
-    explicit PrivateDebugfs(std::filesystem::path at)
-        : at_(std::move(at)) {
-        std::filesystem::create_directories(at_);
-        int status = -1;
-        shell("mount -t debugfs none '" + at_.string() + "'", &status);
-        mounted_ = status == 0;
-    }
-    ~PrivateDebugfs() {
-        if (mounted_) {
-            shell("umount '" + at_.string() + "'");
-        }
-    }
-    bool isMounted() const { return mounted_; }
-    const std::filesystem::path& path() const { return at_; }
-
-private:
-    std::filesystem::path at_;
-    bool mounted_ = false;
-};
-
-struct TimedSample {
-    std::chrono::steady_clock::duration at;
-    WriteOutSample sample;
-};
-
 TEST(SlowWriteOutTest, EjectWaitsForTheWholeWriteOutAndShowsItFallToZero) {
     if (!isRoot()) {
         GTEST_SKIP() << "needs root for loop devices, mounts and block throttling";
@@ -125,15 +98,15 @@ TEST(SlowWriteOutTest, EjectWaitsForTheWholeWriteOutAndShowsItFallToZero) {
           disk.device() + " && losetup --direct-io=on " + disk.device());
     shell("mkfs.ext4 -q -F -E lazy_itable_init=0,lazy_journal_init=0 -L SLOW " + disk.device());
     udisks.udev.keepRunningAndSettle();
-    const auto mountPoint = disk.mount(disk.device(), folder.path() / "SLOW");
-    ASSERT_TRUE(eventually([&] { return udisks.bus.udisksReportsMount(mountPoint); }));
+    const auto mountPoint = udisks.mount(disk, disk.device(), folder.path() / "SLOW");
 
     const auto number = readText("/sys/class/block/" + disk.kernelName() + "/dev").value_or("");
     WriteThrottle throttle(number.substr(0, number.find('\n')), bytesPerSecond);
     if (!throttle.isActive()) {
         GTEST_SKIP() << "this machine has no block write throttling";
     }
-    PrivateDebugfs debugfs(folder.path() / "debug");
+    // debugfs of our own, for the disk's own writeback account.
+    const MountAt debugfs(folder.path() / "debug", "debugfs", nullptr);
 
     // Written to the cache at once; the disk takes about half a minute to receive it.
     const auto file = mountPoint / "data.bin";
@@ -145,25 +118,19 @@ TEST(SlowWriteOutTest, EjectWaitsForTheWholeWriteOutAndShowsItFallToZero) {
     ManualExecutor executor;
     RecordingLogger logger;
     KernelWriteOutMonitor monitor(executor, {"/sys", "/proc", debugfs.path()});
-    const ExternalDisk listed{"attachment:" + std::to_string(disk.diskSequence()),
-                              "SLOW",
-                              {},
-                              {},
-                              disk.diskSequence(),
-                              disk.kernelName(),
-                              {},
-                              {}};
+    auto listed = makeDisk(disk.diskSequence(), "SLOW");
+    listed.wholeDiskIdentifier = disk.kernelName();
+    listed.volumes.clear();
     UDisks2Unmounter unmounter(executor, udisks.bus.address(), 10s, "/sys", &logger);
     monitor.sampleNow(listed); // the first reading of the rate, as the window takes it
     const auto started = std::chrono::steady_clock::now();
     StartedTask<void> eject(executor, unmounter.unmountAndEject(
                                           {disk.kernelName(), disk.diskSequence(), {mountPoint}}));
-    std::vector<TimedSample> samples;
+    std::vector<WriteOutSample> samples;
     while (!eject.isDone()) {
         executor.runUntil([&] { return eject.isDone(); }, 1s);
         if (!eject.isDone()) {
-            samples.push_back({std::chrono::steady_clock::now() - started,
-                               runToEnd(executor, monitor.sample(listed))});
+            samples.push_back(runToEnd(executor, monitor.sample(listed)));
         }
     }
     const auto elapsed = std::chrono::steady_clock::now() - started;
@@ -176,24 +143,23 @@ TEST(SlowWriteOutTest, EjectWaitsForTheWholeWriteOutAndShowsItFallToZero) {
 
     // Writing all along, at about the throttled rate, with less and less left.
     ASSERT_GE(samples.size(), 20u);
-    const auto& first = samples.front().sample;
+    const auto& first = samples.front();
     EXPECT_TRUE(first.isWriting);
     ASSERT_TRUE(first.bytesLeft);
     EXPECT_GE(*first.bytesLeft, written / 2);
     std::vector<std::uint64_t> rates;
     for (std::size_t i = 1; i + 2 < samples.size(); ++i) {
-        EXPECT_TRUE(samples[i].sample.isWriting) << "sample " << i;
-        rates.push_back(samples[i].sample.bytesPerSecond.value_or(0));
+        EXPECT_TRUE(samples[i].isWriting) << "sample " << i;
+        rates.push_back(samples[i].bytesPerSecond.value_or(0));
     }
     std::sort(rates.begin(), rates.end());
     EXPECT_GT(rates[rates.size() / 2], bytesPerSecond / 2);
     EXPECT_LT(rates[rates.size() / 2], bytesPerSecond * 3 / 2);
-    const auto last = samples.back().sample.bytesLeft.value_or(written);
+    const auto last = samples.back().bytesLeft.value_or(written);
     if (debugfs.isMounted()) {
         EXPECT_EQ(first.scope, WriteOutScope::disk);
         for (std::size_t i = 1; i < samples.size(); ++i) {
-            EXPECT_LE(samples[i].sample.bytesLeft, *samples[i - 1].sample.bytesLeft + MiB)
-                << "sample " << i;
+            EXPECT_LE(samples[i].bytesLeft, *samples[i - 1].bytesLeft + MiB) << "sample " << i;
         }
         EXPECT_LT(last, 16 * MiB);
         // The kernel's per-processor counters are summed only roughly.

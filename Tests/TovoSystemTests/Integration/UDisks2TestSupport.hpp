@@ -1,10 +1,11 @@
 #pragma once
 
-// Real daemons, loop devices and mounts for the disk integration tests. Every
+// Real daemons, loop devices, mounts and X servers for the integration tests. Every
 // daemon is started here as a child and stopped by its pid; every loop device and
 // mount is released by its owner's destructor.
 
 #include "TovoSystem/Linux/MountInfo.hpp"
+#include "TovoSystem/Services/FileManagerDiskEjector.hpp"
 #include "TovoSystemTests/ProcessTestSupport.hpp"
 
 #include <gtest/gtest.h>
@@ -14,6 +15,17 @@
 #include <vector>
 
 namespace tovo::testing {
+
+/// flock(1) hands the integration lock to this process as an open descriptor: a
+/// daemon that inherited it and outlived a crashed test would hold the lock for ever.
+inline const bool inheritedDescriptorsCloseOnExec = [] {
+    for (int descriptor = 3; descriptor < 256; ++descriptor) {
+        if (const int flags = ::fcntl(descriptor, F_GETFD); flags >= 0) {
+            ::fcntl(descriptor, F_SETFD, flags | FD_CLOEXEC);
+        }
+    }
+    return true;
+}();
 
 /// Daemons get the chance to clean up.
 inline const ChildOptions asDaemon{.stopSignal = SIGTERM};
@@ -42,6 +54,42 @@ inline std::string shell(const std::string& command, int* status = nullptr) {
 inline bool isMounted(const std::filesystem::path& mountPoint) {
     return std::ranges::any_of(MountInfo::read("/proc/self/mountinfo"), [&](const auto& entry) {
         return entry.mountPoint == mountPoint.string();
+    });
+}
+
+/// A file system of `type` mounted at `path`, made with its parents, for the scope.
+class MountAt {
+public:
+    explicit MountAt(std::filesystem::path path, const char* type = "tmpfs",
+                     const char* options = "size=4m")
+        : path_(std::move(path)) {
+        std::filesystem::create_directories(path_);
+        mounted_ = ::mount(type, path_.c_str(), type, 0, options) == 0;
+    }
+    ~MountAt() {
+        if (mounted_) {
+            ::umount2(path_.c_str(), MNT_DETACH);
+        }
+    }
+    MountAt(const MountAt&) = delete;
+    MountAt& operator=(const MountAt&) = delete;
+
+    bool isMounted() const { return mounted_; }
+    const std::filesystem::path& path() const { return path_; }
+
+private:
+    std::filesystem::path path_;
+    bool mounted_ = false;
+};
+
+/// Whether `pid` soon runs sleep in a mount namespace other than ours.
+inline bool entersOwnMountNamespace(pid_t pid) {
+    const auto root = "/proc/" + std::to_string(pid);
+    return eventually([&] {
+        std::error_code error;
+        const auto space = std::filesystem::read_symlink(root + "/ns/mnt", error);
+        return !error && space != std::filesystem::read_symlink("/proc/self/ns/mnt") &&
+               readText(root + "/comm") == "sleep\n";
     });
 }
 
@@ -109,19 +157,6 @@ private:
     TestChild daemon_;
 };
 
-/// The real udisksd on a private bus, with udev running.
-struct RealUdisks {
-    explicit RealUdisks(const std::filesystem::path& folder)
-        : bus(folder)
-        , daemon({udisksd.string()}, {.environment = {"DBUS_SYSTEM_BUS_ADDRESS=" + bus.address()},
-                                      .output = folder / "udisksd.log",
-                                      .stopSignal = SIGTERM}) {}
-
-    UdevDaemon udev;
-    PrivateBus bus;
-    TestChild daemon;
-};
-
 /// A file-backed loop device with a file system (or a partition table), attached
 /// now and detached, after unmounting what the test mounted, when this goes.
 class LoopDisk {
@@ -180,6 +215,88 @@ private:
     std::filesystem::path image_;
     std::string device_;
     std::vector<std::filesystem::path> mounts_;
+};
+
+/// The real udisksd on a private bus, with udev running.
+struct RealUdisks {
+    explicit RealUdisks(const std::filesystem::path& folder)
+        : bus(folder)
+        , daemon({udisksd.string()}, {.environment = {"DBUS_SYSTEM_BUS_ADDRESS=" + bus.address()},
+                                      .output = folder / "udisksd.log",
+                                      .stopSignal = SIGTERM}) {}
+
+    /// Mounts `device` of `disk` at `at` and waits until udisksd lists the mount.
+    std::filesystem::path mount(LoopDisk& disk, const std::string& device,
+                                const std::filesystem::path& at) {
+        disk.mount(device, at);
+        EXPECT_TRUE(eventually([&] { return bus.udisksReportsMount(at); }))
+            << "udisksd never reported " << at;
+        return at;
+    }
+
+    UdevDaemon udev;
+    PrivateBus bus;
+    TestChild daemon;
+};
+
+/// Root, a temporary folder and the real udisksd on its own bus.
+class RealUdisksTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        if (!isRoot()) {
+            GTEST_SKIP() << "needs root for loop devices and mounts";
+        }
+        udisks_.emplace(folder_.path());
+        ASSERT_TRUE(udisks_->bus.awaitName("org.freedesktop.UDisks2"))
+            << readText(folder_.path() / "udisksd.log").value_or("");
+    }
+    bool isReady() const { return !IsSkipped() && !HasFatalFailure(); }
+
+    TemporaryFolder folder_;
+    std::optional<RealUdisks> udisks_;
+};
+
+/// The refusal as the ejector shows it; none when `error` is none.
+inline std::optional<EjectionFailure> failureOf(const std::exception_ptr& error) {
+    try {
+        if (error) {
+            std::rethrow_exception(error);
+        }
+    } catch (const UnmountError& refusal) {
+        return FileManagerDiskEjector::failure(refusal);
+    }
+    return std::nullopt;
+}
+
+/// Xvfb on a display of its own for the scope; `name()` (":N") stays empty if it
+/// never started.
+class VirtualDisplay {
+public:
+    explicit VirtualDisplay(const std::filesystem::path& announced,
+                            std::vector<std::string> options = {})
+        : server_(arguments(std::move(options)), ChildOptions{.output = announced}) {
+        // The display number is a line of its own, among whatever the server logs there.
+        eventually([&] {
+            std::ifstream file(announced);
+            for (std::string line; std::getline(file, line) && !file.eof();) {
+                if (!line.empty() && line.find_first_not_of("0123456789") == std::string::npos) {
+                    name_ = ":" + line;
+                }
+            }
+            return !name_.empty();
+        });
+    }
+    const std::string& name() const { return name_; }
+
+private:
+    static std::vector<std::string> arguments(std::vector<std::string> options) {
+        options.insert(options.begin(), {"/usr/bin/Xvfb", "-displayfd", "1", "-nolisten", "tcp",
+                                         "-screen", "0", "320x240x24"});
+        return options;
+    }
+
+    TestChild server_;
+    std::string name_;
 };
 
 } // namespace tovo::testing

@@ -1,4 +1,5 @@
 #include "TovoCore/Async/Spawn.hpp"
+#include "TovoSystem/Linux/MountChangeMonitor.hpp"
 #include "TovoSystem/Linux/MountDevice.hpp"
 #include "TovoSystem/Linux/MountInfo.hpp"
 #include "TovoSystem/Linux/UdevDeviceTree.hpp"
@@ -9,10 +10,13 @@
 
 #include <gtest/gtest.h>
 
+#include <poll.h>
+
 namespace tovo {
 namespace {
 
 using namespace tovo::testing;
+using namespace std::chrono_literals;
 
 std::optional<MountEntry> mountAt(const std::filesystem::path& mountPoint) {
     std::optional<MountEntry> last;
@@ -29,33 +33,39 @@ std::optional<std::string> devicePath(const std::optional<DeviceNode>& node) {
     return node ? std::optional("/dev/" + node->kernelName) : std::nullopt;
 }
 
-// The real mount resolution and provider with systemd-udevd running, over a real
-// loop image.
-TEST(VolumeProviderIntegrationTest, AMountSitsOnItsDeviceNumberNotOnItsSourceText) {
-    if (!isRoot()) {
-        GTEST_SKIP() << "needs root for loop devices and mounts";
+// The real mount resolution and provider with systemd-udevd running, over real
+// loop images.
+class VolumeProviderIntegrationTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        if (!isRoot()) {
+            GTEST_SKIP() << "needs root for loop devices and mounts";
+        }
+        udev.emplace();
     }
+
     TemporaryFolder folder;
-    UdevDaemon udev;
+    std::optional<UdevDaemon> udev;
+    UdevDeviceTree tree;
+};
+
+TEST_F(VolumeProviderIntegrationTest, AMountSitsOnItsDeviceNumberNotOnItsSourceText) {
     LoopDisk disk(folder.path(), "image");
-    ASSERT_TRUE(disk.isAttached());
     disk.partitionInTwo();
     const auto partition = disk.device() + "p2";
     ASSERT_TRUE(std::filesystem::exists(partition));
     disk.format(partition, "Tovo Vol 2");
-    udev.keepRunningAndSettle();
+    udev->keepRunningAndSettle();
     const auto mountPoint = disk.mount(partition, folder.path() / "image mount");
     // A tmpfs whose source text names the partition.
     const auto forgedPoint = disk.mount("-t tmpfs " + partition, folder.path() / "forged");
 
-    UdevDeviceTree tree;
     const auto real = mountAt(mountPoint);
     ASSERT_TRUE(real);
     const auto device = MountDevice::blockDevice(*real, tree);
     ASSERT_EQ(devicePath(device), partition);
     const auto forged = mountAt(forgedPoint);
-    ASSERT_TRUE(forged);
-    EXPECT_EQ(forged->source, partition);
+    ASSERT_TRUE(forged && forged->source == partition);
     EXPECT_EQ(devicePath(MountDevice::blockDevice(*forged, tree)), std::nullopt);
 
     const auto resolved = DiskIdentityResolver(tree).resolve(*device);
@@ -98,12 +108,7 @@ TEST(VolumeProviderIntegrationTest, AMountSitsOnItsDeviceNumberNotOnItsSourceTex
 
 // btrfs shows an anonymous device number: the device its source names counts only
 // when it carries the UUID the mounted file system reports.
-TEST(VolumeProviderIntegrationTest, BtrfsSitsOnTheDeviceCarryingItsUUID) {
-    if (!isRoot()) {
-        GTEST_SKIP() << "needs root for loop devices and mounts";
-    }
-    TemporaryFolder folder;
-    UdevDaemon udev;
+TEST_F(VolumeProviderIntegrationTest, BtrfsSitsOnTheDeviceCarryingItsUUID) {
     LoopDisk pool(folder.path(), "pool");
     LoopDisk other(folder.path(), "other");
     ASSERT_TRUE(pool.isAttached() && other.isAttached());
@@ -111,16 +116,14 @@ TEST(VolumeProviderIntegrationTest, BtrfsSitsOnTheDeviceCarryingItsUUID) {
     for (const auto* disk : {&pool, &other}) {
         shell("mkfs.btrfs -q -f -M " + disk->device());
     }
-    udev.keepRunningAndSettle();
+    udev->keepRunningAndSettle();
     const auto uuid = shell("blkid -s UUID -o value " + pool.device());
     ASSERT_EQ(uuid.size(), 36u);
     const auto mountPoint = pool.mount(pool.device(), folder.path() / "pool mount");
     const auto entry = mountAt(mountPoint);
-    ASSERT_TRUE(entry);
-    ASSERT_EQ(entry->fileSystemType, "btrfs");
+    ASSERT_TRUE(entry && entry->fileSystemType == "btrfs");
     EXPECT_EQ(entry->major, 0u) << "btrfs shows an anonymous device number";
 
-    UdevDeviceTree tree;
     EXPECT_EQ(MountDevice::btrfsUUID(*entry), uuid);
     const auto device = MountDevice::blockDevice(*entry, tree);
     ASSERT_EQ(devicePath(device), pool.device());
@@ -135,6 +138,37 @@ TEST(VolumeProviderIntegrationTest, BtrfsSitsOnTheDeviceCarryingItsUUID) {
     other.mount(other.device(), mountPoint);
     EXPECT_EQ(MountDevice::btrfsUUID(*entry), std::nullopt);
     EXPECT_EQ(devicePath(MountDevice::blockDevice(*entry, tree)), std::nullopt);
+}
+
+TEST(MountChangeMonitor, ReportsAMountAndAnUnmountOnceEach) {
+    MountChangeMonitor monitor;
+    ASSERT_TRUE(monitor.watchesMountTable());
+    EXPECT_FALSE(monitor.waitForChange(0ms)) << "nothing changed yet";
+
+    TmpfsMount scratch("size=1m");
+    if (!scratch.isMounted()) {
+        GTEST_SKIP() << "cannot mount a tmpfs here";
+    }
+    EXPECT_TRUE(monitor.waitForChange(2000ms));
+    EXPECT_FALSE(monitor.waitForChange(0ms)) << "one change is reported once";
+
+    scratch.unmount();
+    EXPECT_TRUE(monitor.waitForChange(2000ms));
+}
+
+TEST(MountChangeMonitor, WatchesTheMountTableForItsPriorityMark) {
+    MountChangeMonitor monitor;
+    const auto watched = monitor.descriptors();
+    ASSERT_FALSE(watched.empty());
+    EXPECT_EQ(watched.front().events, POLLPRI);
+    // Readiness to read is always there and means nothing.
+    EXPECT_FALSE(monitor.drain(watched.front().fd, POLLIN));
+    EXPECT_TRUE(monitor.drain(watched.front().fd, POLLPRI));
+    EXPECT_FALSE(monitor.drain(-1, POLLPRI));
+
+    MountChangeMonitor without("/nonexistent/mountinfo");
+    EXPECT_FALSE(without.watchesMountTable());
+    EXPECT_FALSE(without.waitForChange(0ms));
 }
 
 } // namespace

@@ -1,5 +1,5 @@
 #include "TovoSystem/Linux/X11Windows.hpp"
-#include "TovoSystemTests/ProcessTestSupport.hpp"
+#include "UDisks2TestSupport.hpp"
 
 #include <gtest/gtest.h>
 
@@ -22,29 +22,13 @@ protected:
     }
 
     void startServer(std::vector<std::string> options) {
-        const auto announced = folder.path() / ("display" + std::to_string(servers.size()));
-        std::vector<std::string> arguments{"/usr/bin/Xvfb", "-displayfd", "1", "-nolisten",
-                                           "tcp",           "-screen",    "0", "320x240x24"};
-        arguments.insert(arguments.end(), options.begin(), options.end());
-        servers.push_back(
-            std::make_unique<TestChild>(arguments, ChildOptions{.output = announced}));
-        // The display number is a line of its own, among whatever the server logs there.
-        std::string number;
-        ASSERT_TRUE(eventually([&] {
-            std::ifstream file(announced);
-            for (std::string line; std::getline(file, line) && !file.eof();) {
-                if (!line.empty() && line.find_first_not_of("0123456789") == std::string::npos) {
-                    number = line;
-                }
-            }
-            return !number.empty();
-        })) << "Xvfb did not start";
-        name = ":" + number;
         if (display != nullptr) {
             XCloseDisplay(display);
         }
+        server.emplace(folder.path() / ("display" + std::to_string(++servers)), std::move(options));
+        name = server->name();
         display = XOpenDisplay(name.c_str());
-        ASSERT_NE(display, nullptr);
+        ASSERT_NE(display, nullptr) << "Xvfb did not start";
     }
     bool serverHasClientIds() {
         int opcode = 0;
@@ -91,18 +75,17 @@ protected:
     }
 
     TemporaryFolder folder;
-    std::vector<std::unique_ptr<TestChild>> servers;
+    int servers = 0;
+    std::optional<VirtualDisplay> server;
     std::string name;
     Display* display = nullptr;
     TestChild sleeper{{"/bin/sleep", "60"}};
 };
 
-enum class Process { test, helper, sleeper };
-
 struct OwnerCase {
-    Process creator; ///< whose connection made the window; it claims to be the sleeper's
-    bool takesDelete;
-    Process closed;    ///< whose windows Tovo asks to close
+    const char* name;
+    bool takesDelete;  ///< the window, made by the test's connection, claims the sleeper's pid
+    bool closingOwner; ///< Tovo asks the test process's windows to close, else the sleeper's
     std::size_t asked; ///< windows that must be asked
 };
 
@@ -112,51 +95,20 @@ class X11WindowOwnerTest : public X11WindowsTest,
 TEST_P(X11WindowOwnerTest, OnlyTheServerNamesTheWindowsOwner) {
     ASSERT_TRUE(serverHasClientIds()) << "Xvfb offers no X-Resource extension";
     const auto& row = GetParam();
-    const auto output = folder.path() / "helper-output";
-    std::optional<TestChild> helper;
-    std::optional<Window> window;
-    if (row.creator == Process::helper) {
-        std::vector<std::string> arguments{helperProgram("x11_window"), name,
-                                           std::to_string(sleeper.pid())};
-        if (!row.takesDelete) {
-            arguments.push_back("plain");
-        }
-        helper.emplace(arguments, ChildOptions{.output = output});
-        ASSERT_TRUE(eventually([&] { return readText(output) == "ready\n"; }));
-    } else {
-        window = makeWindow(sleeper.pid(), row.takesDelete);
-    }
-    const auto pid = row.closed == Process::test     ? ::getpid()
-                     : row.closed == Process::helper ? helper->pid()
-                                                     : sleeper.pid();
+    const auto window = makeWindow(sleeper.pid(), row.takesDelete);
+    const auto pid = row.closingOwner ? ::getpid() : sleeper.pid();
 
     EXPECT_EQ(X11Windows::canRequestClose(name, pid), row.asked > 0);
     EXPECT_EQ(X11Windows::requestClose(name, pid), row.asked);
-
-    if (window) {
-        expectAskedToClose(row.asked > 0 ? std::vector<Window>{*window} : std::vector<Window>{});
-    } else if (row.asked > 0) {
-        EXPECT_TRUE(eventually([&] { return helper->hasExited(); }));
-        EXPECT_EQ(readText(output), "ready\nclosed\n");
-    }
-}
-
-std::string rowName(const ::testing::TestParamInfo<OwnerCase>& info) {
-    constexpr const char* names[] = {"Test", "Helper", "Sleeper"};
-    const auto& row = info.param;
-    return std::string(names[static_cast<int>(row.creator)]) +
-           (row.takesDelete ? "WindowTakingDelete" : "PlainWindow") + "Closing" +
-           names[static_cast<int>(row.closed)];
+    expectAskedToClose(row.asked > 0 ? std::vector<Window>{window} : std::vector<Window>{});
 }
 
 INSTANTIATE_TEST_SUITE_P(Rows, X11WindowOwnerTest,
-                         ::testing::Values(OwnerCase{Process::test, true, Process::sleeper, 0},
-                                           OwnerCase{Process::test, true, Process::test, 1},
-                                           OwnerCase{Process::test, false, Process::test, 0},
-                                           OwnerCase{Process::helper, true, Process::helper, 1},
-                                           OwnerCase{Process::helper, true, Process::sleeper, 0},
-                                           OwnerCase{Process::helper, false, Process::helper, 0}),
-                         rowName);
+                         ::testing::Values(OwnerCase{"ClaimedPidIsNotTheOwner", true, false, 0},
+                                           OwnerCase{"OwnerIsAsked", true, true, 1},
+                                           OwnerCase{"WindowWithoutDeleteIsNotAsked", false, true,
+                                                     0}),
+                         [](const auto& info) { return std::string(info.param.name); });
 
 // Without the server's word, a window's own pid claim proves nothing.
 TEST_F(X11WindowsTest, NoWindowsWithoutTheXResourceExtension) {
