@@ -133,22 +133,6 @@ TEST(Contrast, FaintTextIsStrengthenedUntilItReadsOnEveryBackground) {
         << "grey on near-white never reads: full strength";
 }
 
-TEST(Contrast, ATintIsMixedWithTheInkUntilItReads) {
-    const Rgb orange{230 / 255.0, 126 / 255.0, 0};
-    const std::vector<Rgb> backgrounds{white};
-    const Rgb tint = Contrast::readableTint(orange, black, backgrounds);
-    EXPECT_GE(Contrast::ratio(tint, white), 4.5);
-    EXPECT_GT(tint.red, tint.blue) << "still orange";
-}
-
-TEST(Contrast, TheBetterLabelIsChosenForAFill) {
-    const Contrast::Label dark{black, 0.84};
-    const Contrast::Label light{white, 1};
-    EXPECT_EQ(Contrast::betterLabel(dark, light, {192 / 255.0, 28 / 255.0, 40 / 255.0}).colour,
-              white);
-    EXPECT_EQ(Contrast::betterLabel(dark, light, {1.0, 0.58, 0.16}).colour, black);
-}
-
 TEST(SymbolIcons, ThemeIconsAndTheMissingImageExistInAdwaita) {
     const std::filesystem::path theme = "/usr/share/icons/Adwaita";
     if (!std::filesystem::is_directory(theme)) {

@@ -73,10 +73,6 @@ TEST(Status, WithoutADiskLooksForOneUntilListedThenAsksForOneOrNamesNone) {
     const auto status = [](EjectionPhase phase, bool listed = true) {
         return StatusPresentation::windowContent(phase, std::nullopt, {}, {}, {}, listed);
     };
-    EXPECT_EQ(status(EjectionPhase::ready(), false).kind, StatusViewKind::busy);
-    EXPECT_EQ(status(EjectionPhase::ready(), false).title, "Looking for disks\u2026");
-    EXPECT_EQ(status(EjectionPhase::ready()).kind, emptyDisks);
-    EXPECT_EQ(status(EjectionPhase::ready()).title, "No external disks");
     EXPECT_EQ(status(EjectionPhase::ready()).message, "Connect a disk to get started.");
     EXPECT_EQ(StatusPresentation::windowContent(EjectionPhase::ready(), makeDisk(1, "A"), {}, {},
                                                 {}, false)
@@ -87,15 +83,11 @@ TEST(Status, WithoutADiskLooksForOneUntilListedThenAsksForOneOrNamesNone) {
     EXPECT_EQ(status(EjectionPhase::retrying()).title, "Ejecting disk\u2026");
 }
 
-TEST(BlockedStatus, CountsBlockersAndPointsToTheReviewOnlyWhenAnAppCanBeAsked) {
-    const auto content = [](std::size_t blockers, std::vector<ProcessReleasePlan> plans) {
-        return StatusPresentation::content(EjectionPhase::blocked(), makeDisk(1),
-                                           std::vector(blockers, makeProcess(1)), plans);
-    };
-    EXPECT_EQ(content(1, {}).title, "One app or service is using this disk");
-    EXPECT_EQ(content(2, {manualPlan(1)}).message, "Follow the steps below, then check again.");
-    EXPECT_EQ(content(3, {manualPlan(1), quitPlan(2)}).message,
-              "Review what Tovo can quit before you continue.");
+TEST(BlockedStatus, PointsToTheReviewOnlyWhenAnAppCanBeAsked) {
+    const auto content = StatusPresentation::content(
+        EjectionPhase::blocked(), makeDisk(1), {makeProcess(1)}, {manualPlan(1), quitPlan(1)});
+    EXPECT_EQ(content.title, "One app or service is using this disk");
+    EXPECT_EQ(content.message, "Review what Tovo can quit before you continue.");
 }
 
 TEST(StatusSummary, JoinsTitleAndMessageAsOneSentenceForScreenReaders) {
@@ -103,7 +95,6 @@ TEST(StatusSummary, JoinsTitleAndMessageAsOneSentenceForScreenReaders) {
         return StatusPresentation::accessibleSummary(
             {StatusViewKind::busy, std::move(title), std::move(message), {}, {}});
     };
-    EXPECT_EQ(summary("Ready to eject", "Tovo will try."), "Ready to eject. Tovo will try.");
     EXPECT_EQ(summary("Checking \u201CA\u201D\u2026", "Trying."),
               "Checking \u201CA\u201D\u2026 Trying.");
     EXPECT_EQ(summary("Looking for disks\u2026", ""), "Looking for disks\u2026");
@@ -167,10 +158,8 @@ INSTANTIATE_TEST_SUITE_P(
                     true}));
 
 TEST(Commands, WithoutADiskNothingCanBeEjected) {
-    const auto bar = ActionBarPresentation::content(EjectionPhase::ready(), std::nullopt, {});
-    EXPECT_FALSE(bar.primary.isEnabled);
-    EXPECT_FALSE(bar.primary.isShown);
-    EXPECT_FALSE(bar.primary.isDefaultAction);
+    EXPECT_FALSE(
+        ActionBarPresentation::content(EjectionPhase::ready(), std::nullopt, {}).primary.isEnabled);
     EXPECT_EQ(ejectCommandTitle(EjectionPhase::ready(), std::nullopt), "Eject Disk");
     EXPECT_EQ(ejectCommandTitle(retry, std::nullopt), "Try Eject Again");
     for (const auto& phase : {EjectionPhase::ready(), EjectionPhase::blocked(), retry}) {
@@ -301,14 +290,6 @@ TEST(StopConfirmation, WithoutAMethodOnlyExplainsAndCloses) {
         EXPECT_EQ(sheet.confirmTitle, "Close");
         EXPECT_EQ(sheet.confirmRole, ButtonRole::plain);
     }
-}
-
-// A stop can lose work: Return must not send it, and the button must look it.
-TEST(StopConfirmation, CancelIsTheDefaultAndTheStopButtonIsDestructive) {
-    const auto sheet = StopConfirmationPresentation::content(
-        ProcessPresentation(), makeProcess(9), stopPlan(9, StopMethod::terminateProcess));
-    EXPECT_TRUE(sheet.cancelIsDefault);
-    EXPECT_EQ(sheet.confirmRole, ButtonRole::destructive);
 }
 
 struct LastResortCase {

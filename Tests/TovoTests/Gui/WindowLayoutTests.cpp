@@ -56,23 +56,6 @@ TEST_P(LongNameLayout, NothingReachesPastTheWindowAtAnyWidthItAllows) {
 
 INSTANTIATE_TEST_SUITE_P(Widths, LongNameLayout, ::testing::Values(420, 440, 560));
 
-// A window manager may make the window larger than it asks to be: the column keeps
-// its width in the middle, over a background that fills the window.
-TEST(EnlargedWindow, CentresTheColumnOnABackgroundThatFillsIt) {
-    WindowHarness harness(DemoScenarioKind::ready);
-    harness.showAndList();
-    harness.window().setMaximumSize(QWIDGETSIZE_MAX, QWIDGETSIZE_MAX);
-    harness.window().resize(1000, 700);
-    settle(harness);
-    ContentView& content = harness.content();
-    EXPECT_EQ(content.width(), harness.window().width());
-    QWidget* column = content.column();
-    EXPECT_EQ(column->width(), 560);
-    const int left = column->mapTo(&content, QPoint(0, 0)).x();
-    const int right = content.width() - (left + column->width());
-    EXPECT_NEAR(left, right, 12); // a scroll bar may take its share on the right
-}
-
 // Opening a row in the review makes the sheet taller, up to the screen; past that
 // its list scrolls. Its header is never squeezed.
 void expectHeaderNotSqueezed(SheetFrame& sheet) {

@@ -56,7 +56,10 @@ QAbstractButton* buttonTitled(QMessageBox& box, const QString& title) {
     return nullptr;
 }
 
-TEST(WriteOutWindow, ShowsWhatIsLeftWhileEjectingAndAsksBeforeClosing) {
+class WriteOutWindow : public ::testing::TestWithParam<bool> {};
+
+// The parameter: whether the person quits anyway when asked.
+TEST_P(WriteOutWindow, ShowsWhatIsLeftWhileEjectingAndAsksBeforeClosing) {
     WritingEject eject;
     WindowHarness harness(std::nullopt, [&](Executor& executor) { return eject.graph(executor); });
     AnnouncementRecorder announcements(harness.content());
@@ -71,14 +74,19 @@ TEST(WriteOutWindow, ShowsWhatIsLeftWhileEjectingAndAsksBeforeClosing) {
                 ElementsAre("Checking the disk.", "Still writing data to " + name.toStdString() +
                                                       ". Do not unplug it yet."));
 
-    // Closing asks first; keeping Tovo open leaves everything running.
+    // Closing asks first; keeping Tovo open leaves everything running, quitting closes it.
     EXPECT_FALSE(harness.window().close());
     QMessageBox* question = harness.window().closeQuestion();
     ASSERT_NE(question, nullptr);
     EXPECT_EQ(question->text(), "“" + name + "” is still being written.");
-    harness.click(buttonTitled(*question, "Keep Waiting"));
-    ASSERT_TRUE(harness.runUntil([&] { return harness.window().closeQuestion() == nullptr; }));
-    EXPECT_TRUE(harness.window().isVisible());
+    harness.click(buttonTitled(*question, GetParam() ? "Quit Anyway" : "Keep Waiting"));
+    ASSERT_TRUE(harness.runUntil([&] {
+        return harness.window().closeQuestion() == nullptr &&
+               harness.window().isVisible() == !GetParam();
+    }));
+    if (GetParam()) {
+        return;
+    }
 
     // Only udisks2's answer ends the write-out; then nothing is left to ask about.
     eject.ejector->ejects.resolve();
@@ -89,15 +97,9 @@ TEST(WriteOutWindow, ShowsWhatIsLeftWhileEjectingAndAsksBeforeClosing) {
     EXPECT_TRUE(harness.window().close());
 }
 
-TEST(WriteOutWindow, QuittingAnywayClosesTheWindow) {
-    WritingEject eject;
-    WindowHarness harness(std::nullopt, [&](Executor& executor) { return eject.graph(executor); });
-    ASSERT_NE(ejectUntilWriting(harness), nullptr);
-    EXPECT_FALSE(harness.window().close());
-    ASSERT_NE(harness.window().closeQuestion(), nullptr);
-    harness.click(buttonTitled(*harness.window().closeQuestion(), "Quit Anyway"));
-    EXPECT_TRUE(harness.runUntil([&] { return !harness.window().isVisible(); }));
-}
+INSTANTIATE_TEST_SUITE_P(Answers, WriteOutWindow, ::testing::Bool(), [](const auto& info) {
+    return info.param ? "QuitAnyway" : "KeepWaiting";
+});
 
 } // namespace
 } // namespace tovo::testing
