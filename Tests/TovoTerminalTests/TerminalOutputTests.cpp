@@ -1,4 +1,5 @@
 #include "TovoTerminal/JsonWriter.hpp"
+#include "TovoTerminal/MainLoopExecutor.hpp"
 #include "TovoTerminal/ProgressLine.hpp"
 #include "TovoTerminal/TerminalStyle.hpp"
 
@@ -6,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <sstream>
+#include <thread>
 
 namespace tovo {
 namespace {
@@ -99,6 +101,25 @@ TEST(ProgressLineTest, CutsALiveLineToTheTerminalsWidth) {
     progress.show("\u201CAB\u201D and more");
     progress.show("Short");
     EXPECT_EQ(output.str(), "\r\033[2K| \u201CAB\u201D \u2026\r\033[2K| Short");
+}
+
+// The workflow runs only here, so it needs no locks: work from other threads waits its
+// turn, and the loop stops the moment the program is done, leaving the rest queued.
+TEST(MainLoopExecutorTest, RunsPostedWorkOnTheCallingThreadUntilDoneAndNoFurther) {
+    MainLoopExecutor executor;
+    std::vector<std::thread::id> ranOn;
+    int afterEach = 0;
+    std::thread([&] {
+        for (int index = 0; index < 5; ++index) {
+            executor.post([&] { ranOn.push_back(std::this_thread::get_id()); });
+        }
+    }).join();
+    executor.runUntil([] { return true; });
+    EXPECT_TRUE(ranOn.empty());
+    executor.runUntil([&] { return ranOn.size() == 3; }, [&] { ++afterEach; });
+    EXPECT_EQ(afterEach, 3);
+    executor.runUntil([&] { return ranOn.size() == 5; });
+    EXPECT_EQ(ranOn, std::vector(5, std::this_thread::get_id()));
 }
 
 } // namespace

@@ -1,9 +1,13 @@
 #include "Support/ModelBuilders.hpp"
 #include "Support/TaskRunning.hpp"
 #include "Tovo/Support/DemoWorkflowFactory.hpp"
+#include "Tovo/Support/SerialExecutor.hpp"
 #include "TovoCore/Async/Spawn.hpp"
 
 #include <gtest/gtest.h>
+
+#include <future>
+#include <numeric>
 
 namespace tovo {
 namespace {
@@ -53,6 +57,29 @@ TEST(DemoProcessReleaser, AsksOnlyOrdinaryAppsWhenAllowedAndAlwaysOffersAStop) {
                                "A running virtual machine can lose unsaved state. Stop it from its "
                                "own app if you can."}));
     EXPECT_EQ(stop(preview).method, StopMethod::quitApplication);
+}
+
+// The demo reads its scenario here; work still queued when it goes must still run.
+TEST(SerialExecutor, RunsInOrderOnItsOwnThreadAndFinishesQueuedWorkBeforeItEnds) {
+    std::vector<int> order;
+    bool onWorker = true;
+    {
+        SerialExecutor executor;
+        std::promise<void> gate;
+        executor.post([opened = gate.get_future().share()] { opened.wait(); });
+        for (int index = 0; index < 20; ++index) {
+            executor.post([&, index] {
+                order.push_back(index);
+                onWorker = onWorker && executor.isCurrent();
+            });
+        }
+        EXPECT_FALSE(executor.isCurrent());
+        gate.set_value();
+    }
+    std::vector<int> expected(20);
+    std::iota(expected.begin(), expected.end(), 0);
+    EXPECT_EQ(order, expected);
+    EXPECT_TRUE(onWorker);
 }
 
 } // namespace
