@@ -83,7 +83,6 @@ TEST(DemoFlow, TovoableAppIsReviewedAskedToQuitAndTheDiskEjects) {
     EXPECT_EQ(window.ejectAction()->shortcut(), QKeySequence(QStringLiteral("Ctrl+E")));
     EXPECT_EQ(window.windowTitle(), QStringLiteral("Tovo"));
     menuFollowsThePhase(); // before the first listing: no disk, "Eject Disk", off
-    EXPECT_FALSE(window.ejectAction()->isEnabled());
 
     harness.showAndList();
     menuFollowsThePhase();
@@ -140,8 +139,6 @@ TEST(DemoFlow, TovoableAppIsReviewedAskedToQuitAndTheDiskEjects) {
     menuFollowsThePhase();
     ASSERT_TRUE(harness.runUntilPhase<EjectionPhase::Ejected>());
     EXPECT_EQ(harness.content().tovoConfirmation(), nullptr);
-    EXPECT_EQ(harness.statusPanel().content()->kind, StatusViewKind::success);
-    EXPECT_EQ(harness.statusPanel().content()->title, "Ejected safely");
     ASSERT_EQ(harness.workflow().releaseAttempts().size(), 1U);
     EXPECT_EQ(harness.workflow().releaseAttempts()[0].message, "Tovo asked the app to quit.");
     // A finished result is dismissed in the window before the list is read again.

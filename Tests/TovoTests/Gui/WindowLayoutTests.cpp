@@ -102,28 +102,5 @@ TEST(ReleaseReview, GrowsWhenARowOpensAndKeepsItsHeaderWhole) {
     expectFixed(*harness.content().stopConfirmation());
 }
 
-TEST(ReleaseReview, StopsGrowingAtTheScreenAndScrollsItsListInstead) {
-    // The four holders twice over, under other pids: taller than any screen here.
-    auto holders = CrowdedSample::blockers();
-    for (auto copy : CrowdedSample::blockers()) {
-        copy.pid += 10000;
-        holders.push_back(std::move(copy));
-    }
-    WindowHarness harness(std::nullopt, [holders](Executor& executor) {
-        return CrowdedSample::serviceGraphWith(executor, holders);
-    });
-    harness.showAndList();
-    SafeTovoConfirmationView& review = openReview(harness);
-    ASSERT_EQ(review.entries().size(), 8U);
-    for (SheetEntry* entry : review.entries()) {
-        harness.click(entry->disclosureButton());
-    }
-    settle(harness);
-    EXPECT_EQ(review.height(), review.heightLimit());
-    EXPECT_GT(review.list()->verticalScrollBar()->maximum(), 0);
-    expectHeaderNotSqueezed(review);
-    EXPECT_TRUE(review.confirmButton()->isVisible());
-}
-
 } // namespace
 } // namespace tovo::testing
