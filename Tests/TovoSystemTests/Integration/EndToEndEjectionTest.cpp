@@ -76,18 +76,15 @@ const T* findBy(const std::vector<T>& items, pid_t pid, Member member) {
 
 class EndToEndEjectionTest : public RealUdisksTest {
 protected:
-    void SetUp() override {
-        RealUdisksTest::SetUp();
-        if (isReady()) {
-            disk_.emplace(folder_.path(), "e2e");
-            ASSERT_TRUE(disk_->isAttached());
-            prepareDisk();
-        }
-    }
-
     // Two partitions: the holders' BUSY and an IDLE one, which udisks2 unmounts
     // before the busy one refuses.
-    void prepareDisk() {
+    void SetUp() override {
+        RealUdisksTest::SetUp();
+        if (!isReady()) {
+            return;
+        }
+        disk_.emplace(folder_.path(), "e2e");
+        ASSERT_TRUE(disk_->isAttached());
         disk_->partitionInTwo();
         const auto busy = disk_->device() + "p1";
         const auto idle = disk_->device() + "p2";
@@ -98,17 +95,12 @@ protected:
         mountPoint_ = udisks_->mount(*disk_, busy, folder_.path() / "busy mount");
         idleMount_ = udisks_->mount(*disk_, idle, folder_.path() / "idle");
         std::filesystem::create_directories(mountPoint_ / "Projects");
+        // Listed by its real attachment, which the unmounter proves again.
         auto listed = makeDisk(disk_->diskSequence(), "E2E");
+        listed.wholeDiskIdentifier = disk_->kernelName();
         listed.volumes = {makeVolume("BUSY", mountPoint_), makeVolume("IDLE", idleMount_)};
-        assemble(std::move(listed));
-    }
-
-    // The real services around a provider that lists `listed`.
-    void assemble(ExternalDisk listed) {
         auto registry = std::make_shared<FakeApplicationRegistry>();
         auto metadata = std::make_shared<SystemProcessMetadataProvider>(registry);
-        // Listed by its real attachment, which the unmounter proves again.
-        listed.wholeDiskIdentifier = disk_->kernelName();
         provider_ = std::make_shared<LoopDiskProvider>(std::move(listed));
         validator_ = std::make_unique<SystemDiskIdentityValidator>(*provider_);
         unmounter_ = std::make_unique<UDisks2Unmounter>(executor_, udisks_->bus.address(), 20s);
@@ -198,23 +190,16 @@ TEST_F(EndToEndEjectionTest, ExplicitStopsReleaseARealDiskOneSignalEach) {
         "Eject failed kind=busy domain=org.freedesktop.UDisks2.Error.DeviceBusy code=0"))
         << ::testing::PrintToString(logger_.messages());
 
-    const auto* cwdBlocker = blocker(folderPID);
-    ASSERT_NE(cwdBlocker, nullptr);
-    EXPECT_EQ(cwdBlocker->command, "holder_cwd");
-    EXPECT_EQ(cwdBlocker->openFiles,
+    ASSERT_TRUE(blocker(folderPID) && blocker(writerPID) && blocker(stubbornPID));
+    EXPECT_EQ(blocker(folderPID)->openFiles,
               (std::vector<OpenFileReference>{
                   {(mountPoint_ / "Projects").string(), "cwd", "DIR", OpenAccess::unknown}}));
-    const auto* writerBlocker = blocker(writerPID);
-    ASSERT_TRUE(writerBlocker && writerBlocker->openFiles.size() == 1u);
-    const auto& written = writerBlocker->openFiles[0];
-    EXPECT_THAT(written.descriptor, ::testing::Optional(::testing::MatchesRegex("[0-9]+")));
-    EXPECT_EQ(written, (OpenFileReference{(mountPoint_ / "notes.txt").string(), written.descriptor,
-                                          "REG", OpenAccess::write}));
+    EXPECT_TRUE(blocker(writerPID)->hasWritableFiles());
+    EXPECT_TRUE(blocker(stubbornPID)->holdsCurrentFolder());
     const auto* writerPlan = findBy(workflow_->stopPlans(), writerPID, &ProcessStopPlan::processID);
     ASSERT_NE(writerPlan, nullptr);
     EXPECT_EQ(writerPlan->method, StopMethod::terminateProcess);
     EXPECT_TRUE(writerPlan->warning) << "stopping a writer can leave a file incomplete";
-    ASSERT_TRUE(blocker(stubbornPID) && blocker(stubbornPID)->holdsCurrentFolder());
     for (const auto& plan : workflow_->releasePlans()) {
         EXPECT_EQ(plan.strategy, ReleaseStrategy::manualAction) << plan.processName;
     }

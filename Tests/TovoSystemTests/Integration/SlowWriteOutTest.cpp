@@ -171,15 +171,13 @@ TEST(SlowWriteOutTest, EjectWaitsForTheWholeWriteOutAndShowsItFallToZero) {
     }
 
     // The journal has the account of the write-out.
-    const auto messages = logger.messages();
-    EXPECT_NE(
-        std::find(messages.begin(), messages.end(), "Write-out started disk=" + disk.kernelName()),
-        messages.end());
+    EXPECT_TRUE(logger.contains(LogLevel::info, "Write-out started disk=" + disk.kernelName()));
     const std::regex ended("Write-out ended disk=" + disk.kernelName() +
                            " written=([0-9]+) duration=([0-9.]+)s result=ok");
     std::smatch match;
-    ASSERT_TRUE(std::any_of(messages.begin(), messages.end(), [&](const std::string& message) {
-        return std::regex_match(message, match, ended);
+    const auto messages = logger.messages();
+    ASSERT_TRUE(std::ranges::any_of(messages, [&](const auto& line) {
+        return std::regex_match(line, match, ended);
     })) << ::testing::PrintToString(messages);
     EXPECT_GE(std::stoull(match[1]), written);
     EXPECT_GT(std::stod(match[2]), 25.0);

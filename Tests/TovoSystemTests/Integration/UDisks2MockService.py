@@ -7,7 +7,8 @@ SCENARIO: poweroff (the drive can power off), eject (it cannot, but is ejectable
           poweroff-fails (power off is refused), neither (neither is possible),
           stuck (sdx1 stays mounted), replaced (the disk is replaced once sdx1 is
           unmounted: DISKSEQ_FILE, the test's sysfs diskseq of sdx, changes),
-          renumbered (likewise, but the device number beside DISKSEQ_FILE changes),
+          renumbered (the device number beside DISKSEQ_FILE changes once sdx2, the
+          first, is unmounted),
           not-authorized (polkit refuses the first unmount), dismissed (the password
           dialog for power off is closed), slow (each unmount takes two seconds),
           dies (udisks2 exits in the middle of power off), layered (sdx2 is an encrypted
@@ -116,7 +117,7 @@ class Filesystem(dbus.service.Object):
         if scenario == "replaced" and name == "sdx1":
             with open(diskseq_path, "w") as diskseq:
                 diskseq.write("78\n")
-        if scenario == "renumbered" and name == "sdx1":
+        if scenario == "renumbered" and name == "sdx2":
             with open(os.path.join(os.path.dirname(diskseq_path), "dev"), "w") as number:
                 number.write("4000:7\n")
 

@@ -127,7 +127,8 @@ INSTANTIATE_TEST_SUITE_P(
                  "Error powering off drive: the drive is in use"},
         MockCase{"replaced_before_power_off", "replaced", unmountBoth,
                  EjectionFailureKind::identityChanged, changed},
-        MockCase{"renumbered_before_power_off", "renumbered", unmountBoth,
+        // Proved again before each call: the second unmount never starts.
+        MockCase{"renumbered_between_unmounts", "renumbered", "Unmount sdx2 False\n",
                  EjectionFailureKind::identityChanged, changed},
         MockCase{"no_such_disk", "poweroff", "", EjectionFailureKind::identityChanged, changed,
                  "sdq"},
