@@ -82,23 +82,18 @@ private:
     std::string join_;
 };
 
-TEST(SlowWriteOutTest, EjectWaitsForTheWholeWriteOutAndShowsItFallToZero) {
-    if (!isRoot()) {
-        GTEST_SKIP() << "needs root for loop devices, mounts and block throttling";
-    }
-    TemporaryFolder folder;
-    RealUdisks udisks(folder.path());
-    ASSERT_TRUE(udisks.bus.awaitName("org.freedesktop.UDisks2"));
+using SlowWriteOutTest = RealUdisksTest;
 
-    LoopDisk disk(folder.path(), "slow");
+TEST_F(SlowWriteOutTest, EjectWaitsForTheWholeWriteOutAndShowsItFallToZero) {
+    LoopDisk disk(folder_.path(), "slow");
     ASSERT_TRUE(disk.isAttached());
     // Room for the data; the disk reads and writes its image directly, so what is
     // written to the disk is not cached a second time for the image.
-    shell("truncate -s 600M '" + (folder.path() / "slow.img").string() + "' && losetup -c " +
+    shell("truncate -s 600M '" + (folder_.path() / "slow.img").string() + "' && losetup -c " +
           disk.device() + " && losetup --direct-io=on " + disk.device());
     shell("mkfs.ext4 -q -F -E lazy_itable_init=0,lazy_journal_init=0 -L SLOW " + disk.device());
-    udisks.udev.keepRunningAndSettle();
-    const auto mountPoint = udisks.mount(disk, disk.device(), folder.path() / "SLOW");
+    udisks_->udev.keepRunningAndSettle();
+    const auto mountPoint = udisks_->mount(disk, disk.device(), folder_.path() / "SLOW");
 
     const auto number = readText("/sys/class/block/" + disk.kernelName() + "/dev").value_or("");
     WriteThrottle throttle(number.substr(0, number.find('\n')), bytesPerSecond);
@@ -106,13 +101,13 @@ TEST(SlowWriteOutTest, EjectWaitsForTheWholeWriteOutAndShowsItFallToZero) {
         GTEST_SKIP() << "this machine has no block write throttling";
     }
     // debugfs of our own, for the disk's own writeback account.
-    const MountAt debugfs(folder.path() / "debug", "debugfs", nullptr);
+    const MountAt debugfs(folder_.path() / "debug", "debugfs", nullptr);
 
     // Written to the cache at once; the disk takes about half a minute to receive it.
     const auto file = mountPoint / "data.bin";
     shell(throttle.join() + "head -c " + std::to_string(written) + " /dev/urandom | tee '" +
-          file.string() + "' | sha256sum > '" + (folder.path() / "sum").string() + "'");
-    const auto checksum = readText(folder.path() / "sum").value_or("").substr(0, 64);
+          file.string() + "' | sha256sum > '" + (folder_.path() / "sum").string() + "'");
+    const auto checksum = readText(folder_.path() / "sum").value_or("").substr(0, 64);
     ASSERT_EQ(checksum.size(), 64u);
 
     ManualExecutor executor;
@@ -121,7 +116,7 @@ TEST(SlowWriteOutTest, EjectWaitsForTheWholeWriteOutAndShowsItFallToZero) {
     auto listed = makeDisk(disk.diskSequence(), "SLOW");
     listed.wholeDiskIdentifier = disk.kernelName();
     listed.volumes.clear();
-    UDisks2Unmounter unmounter(executor, udisks.bus.address(), 10s, "/sys", &logger);
+    UDisks2Unmounter unmounter(executor, udisks_->bus.address(), 10s, "/sys", &logger);
     monitor.sampleNow(listed); // the first reading of the rate, as the window takes it
     const auto started = std::chrono::steady_clock::now();
     StartedTask<void> eject(executor, unmounter.unmountAndEject(
@@ -183,7 +178,7 @@ TEST(SlowWriteOutTest, EjectWaitsForTheWholeWriteOutAndShowsItFallToZero) {
     EXPECT_GT(std::stod(match[2]), 25.0);
 
     // Every byte arrived.
-    const auto again = disk.mount(disk.device(), folder.path() / "check");
+    const auto again = disk.mount(disk.device(), folder_.path() / "check");
     EXPECT_EQ(shell("sha256sum < '" + (again / "data.bin").string() + "'").substr(0, 64), checksum);
 }
 

@@ -84,15 +84,12 @@ TEST_F(VolumeProviderIntegrationTest, AMountSitsOnItsDeviceNumberNotOnItsSourceT
               shell("blkid -s PTUUID -o value " + disk.device()))
         << "the partition table's UUID names the media";
 
-    for (const auto& entry : MountInfo::read("/proc/self/mountinfo")) {
-        const auto rootDevice =
-            entry.mountPoint == "/" ? MountDevice::blockDevice(entry, tree) : std::nullopt;
-        const auto root = rootDevice ? DiskIdentityResolver(tree).resolve(*rootDevice).resolved
-                                     : ResolvedDiskIdentity{};
-        if (root.identity) {
-            EXPECT_EQ(root.identity->attachmentID, std::nullopt)
-                << "the internal disk " << entry.source << " is not detachable";
-        }
+    if (const auto root = mountAt("/")) {
+        const auto rootDevice = MountDevice::blockDevice(*root, tree);
+        const auto resolved = rootDevice ? DiskIdentityResolver(tree).resolve(*rootDevice).resolved
+                                         : ResolvedDiskIdentity{};
+        EXPECT_FALSE(resolved.identity && resolved.identity->attachmentID)
+            << "the internal disk " << root->source << " is not detachable";
     }
     ManualExecutor executor;
     SystemVolumeProvider provider(executor);
