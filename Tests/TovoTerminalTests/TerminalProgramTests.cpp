@@ -1,49 +1,16 @@
 // The terminal program in this process, over the demo services with one part replaced.
-#include "Support/RecordingLogger.hpp"
 #include "Support/ScriptedBusyCauseFinder.hpp"
 #include "Support/ScriptedServices.hpp"
-#include "TovoTerminal/TerminalProgram.hpp"
+#include "TovoTerminalTests/TerminalRunning.hpp"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-
-#include <sstream>
 
 namespace tovo {
 namespace {
 
 using namespace tovo::testing;
 using ::testing::HasSubstr;
-
-struct Run {
-    ExitCode exit;
-    std::string output;
-    std::string errors;
-};
-
-Run run(std::vector<std::string> arguments, const std::string& answers,
-        std::function<ServiceGraph(Executor&)> services,
-        std::function<std::shared_ptr<BusyCauseFinding>(Executor&)> causes = {}) {
-    RecordingLogger logger;
-    std::istringstream input(answers);
-    std::ostringstream output;
-    std::ostringstream errors;
-    TerminalEnvironment environment{std::move(services),
-                                    wholeDiskDeviceName,
-                                    logger,
-                                    input,
-                                    output,
-                                    errors,
-                                    false,
-                                    false,
-                                    false,
-                                    0,
-                                    std::move(causes)};
-    const auto exit =
-        TerminalProgram(std::get<TerminalOptions>(parseTerminalArguments(arguments)), environment)
-            .run();
-    return {exit, output.str(), errors.str()};
-}
 
 std::function<ServiceGraph(Executor&)> demo(DemoScenarioKind scenario) {
     return [scenario](Executor& executor) { return makeDemoServiceGraph(scenario, executor); };
@@ -55,11 +22,12 @@ class TerminalCauseTest : public ::testing::TestWithParam<std::pair<DemoScenario
 TEST_P(TerminalCauseTest, WhyCountsCausesWithTheProcessesAndTellsTheFinderWhatLsofFound) {
     const auto& [scenario, processesFound] = GetParam();
     std::shared_ptr<ScriptedBusyCauseFinder> finder;
-    const auto why = run({"why", "345-BACKUP"}, "", demo(scenario), [&](Executor& executor) {
-        finder = std::make_shared<ScriptedBusyCauseFinder>(executor);
-        finder->searches.setValue({makeCause(BusyCauseKind::swap, "/dev/sdb2")});
-        return finder;
-    });
+    const auto why = runTerminal(
+        {"why", "345-BACKUP"}, "", demo(scenario), wholeDiskDeviceName, [&](Executor& executor) {
+            finder = std::make_shared<ScriptedBusyCauseFinder>(executor);
+            finder->searches.setValue({makeCause(BusyCauseKind::swap, "/dev/sdb2")});
+            return finder;
+        });
     EXPECT_EQ(why.exit, ExitCode::stillBusy);
     EXPECT_EQ(why.errors, "");
     EXPECT_THAT(why.output, HasSubstr(processesFound ? "2 things keep this disk busy"
@@ -81,7 +49,7 @@ INSTANTIATE_TEST_SUITE_P(Scenarios, TerminalCauseTest,
 // the person gets the stop hint instead.
 TEST(TerminalEject, AsksForTheReviewOnceEvenWhenTheDiskStaysBusy) {
     std::shared_ptr<ScriptedProcessReleaser> releaser;
-    const auto eject = run({"eject", "345-BACKUP"}, "y\ny\n", [&](Executor& executor) {
+    const auto eject = runTerminal({"eject", "345-BACKUP"}, "y\ny\n", [&](Executor& executor) {
         auto graph = makeDemoServiceGraph(DemoScenarioKind::tovoable, executor);
         releaser = std::make_shared<ScriptedProcessReleaser>(executor);
         releaser->planEach([](const BlockingProcess& process) {

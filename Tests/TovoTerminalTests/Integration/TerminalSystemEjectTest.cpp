@@ -2,7 +2,6 @@
 // signals, the real udisksd on a private bus, a loop disk held by a real process.
 #include "Support/FakeApplicationRegistry.hpp"
 #include "Support/ModelBuilders.hpp"
-#include "Support/RecordingLogger.hpp"
 #include "TovoCore/Services/LsofFieldParser.hpp"
 #include "TovoSystem/Services/ExplicitProcessStopper.hpp"
 #include "TovoSystem/Services/FileManagerDiskEjector.hpp"
@@ -13,12 +12,10 @@
 #include "TovoSystem/Services/SystemProcessMetadataProvider.hpp"
 #include "TovoSystem/Services/UDisks2Unmounter.hpp"
 #include "TovoSystemTests/Integration/UDisks2TestSupport.hpp"
-#include "TovoTerminal/TerminalProgram.hpp"
+#include "TovoTerminalTests/TerminalRunning.hpp"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-
-#include <sstream>
 
 namespace tovo {
 namespace {
@@ -99,24 +96,8 @@ protected:
         services_ = LoopServices{std::move(listed), udisks_->bus.address()};
     }
 
-    struct Result {
-        ExitCode exit;
-        std::string output;
-        std::string errors;
-    };
-
-    // One `tovo` command in this process, over the loop disk's services.
-    Result run(std::vector<std::string> arguments, const std::string& answers = "") {
-        const auto parsed = parseTerminalArguments(arguments);
-        EXPECT_TRUE(std::holds_alternative<TerminalOptions>(parsed));
-        std::istringstream input(answers);
-        std::ostringstream output;
-        std::ostringstream errors;
-        TerminalProgram program(std::get<TerminalOptions>(parsed),
-                                TerminalEnvironment{services_, sysfsDeviceNames, logger_, input,
-                                                    output, errors, false, false, false});
-        const auto exit = program.run();
-        return Result{exit, output.str(), errors.str()};
+    TerminalRun run(std::vector<std::string> arguments, const std::string& answers = "") {
+        return runTerminal(std::move(arguments), answers, services_, sysfsDeviceNames);
     }
 
     TemporaryFolder folder_;
@@ -124,7 +105,6 @@ protected:
     std::optional<LoopDisk> disk_;
     std::filesystem::path mountPoint_;
     LoopServices services_;
-    RecordingLogger logger_;
 };
 
 TEST_F(TerminalSystemEjectTest, ExplainsTheHolderAndStopsItOnlyWhenNamed) {
