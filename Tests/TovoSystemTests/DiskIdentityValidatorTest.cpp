@@ -13,9 +13,8 @@ ExternalDisk chosenDisk() {
     auto disk = testing::makeDisk(41, "STICK");
     disk.mediaUUID = "TABLE-1";
     disk.volumes.push_back(testing::makeVolume("VOL-B", "/media/user/B"));
-    auto withoutUUID = testing::makeVolume("/media/user/NOUUID", "/media/user/NOUUID");
-    withoutUUID.volumeUUID.reset();
-    disk.volumes.push_back(withoutUUID);
+    disk.volumes.push_back(testing::makeVolume("/media/user/NOUUID", "/media/user/NOUUID"));
+    disk.volumes.back().volumeUUID.reset();
     return disk;
 }
 
@@ -35,14 +34,14 @@ TEST_P(DiskIdentityValidatorTest, ComparesTheIdentityFacts) {
     EXPECT_EQ(proved, GetParam().passes ? std::optional(listed) : std::nullopt);
 }
 
+using testing::makeVolume;
+
 INSTANTIATE_TEST_SUITE_P(
     Changes, DiskIdentityValidatorTest,
     ::testing::Values(
-        ValidationCase{"renamed_and_resized_and_reordered",
+        ValidationCase{"renamed_resized_reordered",
                        [](auto& d) {
-                           d.displayName = "Renamed";
-                           d.physicalCapacity = 5;
-                           d.volumes[0].name = "New name";
+                           d.displayName = d.volumes[0].name = "New", d.physicalCapacity = 5;
                            std::swap(d.volumes[0], d.volumes[2]);
                        },
                        true},
@@ -52,18 +51,15 @@ INSTANTIATE_TEST_SUITE_P(
                            d.volumes[1].mountURL = "/media//user/B";
                        },
                        true},
-        ValidationCase{"replugged_new_attachment", [](auto& d) { d.attachmentID = 42; }, false},
-        ValidationCase{"reformatted_new_volume_uuid",
-                       [](auto& d) { d.volumes[1].volumeUUID = "VOL-B2"; }, false},
+        ValidationCase{"replugged", [](auto& d) { d.attachmentID = 42; }, false},
+        ValidationCase{"reformatted", [](auto& d) { d.volumes[1].volumeUUID = "VOL-B2"; }, false},
         // An eject refused as busy may have unmounted the idle volumes already.
         ValidationCase{"volumes_unmounted", [](auto& d) { d.volumes.resize(1); }, true},
-        ValidationCase{
-            "volume_mounted_since",
-            [](auto& d) { d.volumes.push_back(testing::makeVolume("VOL-C", "/media/user/C")); },
-            false},
-        ValidationCase{
-            "other_volume_in_place_of_one",
-            [](auto& d) { d.volumes[1] = testing::makeVolume("VOL-C", "/media/user/B"); }, false},
+        ValidationCase{"volume_mounted_since",
+                       [](auto& d) { d.volumes.push_back(makeVolume("C", "/media/user/C")); },
+                       false},
+        ValidationCase{"other_volume_in_place_of_one",
+                       [](auto& d) { d.volumes[1] = makeVolume("C", "/media/user/B"); }, false},
         ValidationCase{"mounted_elsewhere",
                        [](auto& d) { d.volumes[2].mountURL = "/media/user/NOUUID1"; }, false},
         ValidationCase{"media_uuid_now_unknown", [](auto& d) { d.mediaUUID.reset(); }, false},

@@ -74,9 +74,9 @@ Arrange app(QuitRequestOutcome outcome = QuitRequestOutcome::sent) {
     return [outcome](Scene& s) { s.makeApplication(), s.registry->terminateOutcome = outcome; };
 }
 // The process is replaced by another of its pid once pinned.
-void reusedOnPin(Scene& s) {
+const Arrange reusedOnPin = [](Scene& s) {
     s.registry->onPin = [&s] { s.metadata->processes.at(pid).parentPID = 9; };
-}
+};
 // The signaler fails with `error`.
 Arrange failing(int error) {
     return [error](Scene& s) { s.signalStatus = -1, s.signalErrno = error; };
@@ -84,24 +84,39 @@ Arrange failing(int error) {
 OpenFileReference file(std::string descriptor, OpenAccess access) {
     return {"/media/user/DISK/file", std::move(descriptor), "REG", access};
 }
+Arrange holding(std::string descriptor, OpenAccess access) {
+    return [=](Scene& s) { s.hold(file(descriptor, access)); };
+}
+// The process runs `command` and holds only its current folder on the disk.
+Arrange inFolder(std::string command) {
+    return [command](Scene& s) {
+        s.process.command = command;
+        s.process.openFiles = {file("cwd", OpenAccess::unknown)};
+    };
+}
+Arrange running(std::string command) {
+    return [command](Scene& s) { s.process.command = command; };
+}
+const Arrange otherUser = [](Scene& s) { s.process.userID = 0; };
+const Arrange unverifiable = [](Scene& s) { s.process.startTime.reset(); };
+const Arrange noApplication = [](Scene& s) { s.registry->applications.clear(); };
 
 const std::string writeWarning =
     "It has a file open for writing. Stopping it now can leave that file incomplete.";
 const std::string otherUserStop =
     "This process belongs to the system or another user. Tovo cannot stop it.";
-const std::string unverifiedStop =
-    "Tovo cannot verify this process identity, so it will not send a stop request.";
 const std::string sigtermText = "Tovo will send one stop request (SIGTERM) to convert. Most tools "
                                 "stop cleanly. Tovo never forces a kill.";
 const std::string systemText = "Close the file or wait for the system to finish.";
+const std::string protectedStop = "Tovo will not stop this protected process.";
 
 // The explicit stop of a command-line tool, or of an application once one is made.
 struct StopPlanRow {
     std::string name;
     Arrange arrange;
-    std::string processName;
-    StopMethod method;
     std::string message;
+    StopMethod method = StopMethod::unavailable;
+    std::string processName = "convert";
     std::optional<std::string> warning = std::nullopt;
 };
 
@@ -116,48 +131,40 @@ TEST_P(StopPlan, FirstMatchingRuleWins) {
     EXPECT_TRUE(scene.signals.empty());
 }
 
-constexpr auto unavailable = StopMethod::unavailable;
+constexpr auto sigterm = StopMethod::terminateProcess;
 
 INSTANTIATE_TEST_SUITE_P(
     Rules, StopPlan,
     ::testing::Values(
         StopPlanRow{"ownProcessWhateverElse",
-                    [](auto& s) {
-                        s.process.pid = ownPID, s.process.userID = 0, s.process.startTime.reset();
-                    },
-                    "convert", unavailable, "Tovo will not stop this protected process."},
-        StopPlanRow{"init", [](auto& s) { s.process.pid = 1; }, "convert", unavailable,
-                    "Tovo will not stop this protected process."},
-        StopPlanRow{"otherUserBeforeIdentity",
-                    [](auto& s) { s.process.userID = 0, s.process.startTime.reset(); }, "convert",
-                    unavailable, otherUserStop},
-        StopPlanRow{"userUnknown", [](auto& s) { s.process.userID.reset(); }, "convert",
-                    unavailable, otherUserStop},
-        StopPlanRow{"noStartTime", [](auto& s) { s.process.startTime.reset(); }, "convert",
-                    unavailable, unverifiedStop},
-        StopPlanRow{"noExecutable", [](auto& s) { s.process.executablePath.reset(); }, "convert",
-                    unavailable, unverifiedStop},
+                    [](auto& s) { s.process.pid = ownPID, otherUser(s), unverifiable(s); },
+                    protectedStop},
+        StopPlanRow{"init", [](auto& s) { s.process.pid = 1; }, protectedStop},
+        StopPlanRow{"otherUserBeforeIdentity", [](auto& s) { otherUser(s), unverifiable(s); },
+                    otherUserStop},
+        StopPlanRow{"noExecutable", [](auto& s) { s.process.executablePath.reset(); },
+                    "Tovo cannot verify this process identity, so it will not send a stop "
+                    "request."},
         StopPlanRow{"systemHelperEvenAsApp",
                     [](auto& s) { s.process.command = "nautilus", s.makeApplication("Files"); },
-                    "Files", unavailable, "This is part of the system. " + systemText},
+                    "This is part of the system. " + systemText, StopMethod::unavailable, "Files"},
         StopPlanRow{
             "itself",
             [](auto& s) { s.makeApplication("Tovo"), s.ownedByTovo(ActivationPolicy::regular); },
-            "Tovo", unavailable, "Tovo will not stop itself."},
+            "Tovo will not stop itself.", StopMethod::unavailable, "Tovo"},
         StopPlanRow{"appNoRouteReaches", [](auto& s) { app()(s), s.registry->route.reset(); },
-                    "Editor", unavailable, noQuitRouteMessage},
+                    noQuitRouteMessage, StopMethod::unavailable, "Editor"},
         // A background helper does not count as an app: it gets one SIGTERM, even with our id.
         StopPlanRow{
             "prohibitedIsAProcess",
             [](auto& s) { s.makeApplication(), s.ownedByTovo(ActivationPolicy::prohibited); },
-            "convert", StopMethod::terminateProcess, sigtermText},
+            sigtermText, sigterm},
         StopPlanRow{"application",
-                    [](auto& s) { s.makeApplication(), s.hold(file("4", OpenAccess::write)); },
-                    "Editor", StopMethod::quitApplication,
+                    [](auto& s) { s.makeApplication(), holding("4", OpenAccess::write)(s); },
                     "Tovo will ask Editor to quit, the same as Quit in its menu. The app can "
                     "still show a save dialog.",
-                    writeWarning},
-        StopPlanRow{"process", [](auto&) {}, "convert", StopMethod::terminateProcess, sigtermText}),
+                    StopMethod::quitApplication, "Editor", writeWarning},
+        StopPlanRow{"process", [](auto&) {}, sigtermText, sigterm}),
     [](const auto& info) { return info.param.name; });
 
 TEST(StopWarning, FirstMatchingCaution) {
@@ -194,7 +201,7 @@ TEST_P(StopRequest, ActsOnceAfterTheIdentityCheck) {
     const auto& c = GetParam();
     c.arrange(scene);
     const auto attempt = scene.await(scene.stopper().requestStop(scene.process));
-    EXPECT_EQ(attempt.processID, scene.process.pid);
+    EXPECT_EQ(attempt.processID, pid);
     EXPECT_EQ(attempt.processName, scene.registry->applications.empty() ? "convert" : "Editor");
     EXPECT_EQ(attempt.disposition, c.disposition);
     EXPECT_EQ(attempt.message, c.message);
@@ -206,15 +213,19 @@ const std::string exitedText = "The process already exited.";
 const std::string appClosedText = "The app is already closed.";
 const std::string notSameAppStop =
     "Tovo could not verify that this is the same app. Nothing was sent.";
+const std::string refusedText = "The app did not accept the quit request.";
 constexpr auto failed = ReleaseDisposition::failed;
 constexpr auto alreadyClosed = ReleaseDisposition::alreadyClosed;
 constexpr auto requested = ReleaseDisposition::requested;
 constexpr auto manual = ReleaseDisposition::needsManualAction;
+constexpr auto refused = QuitRequestOutcome::refused;
+constexpr auto unproven = QuitRequestOutcome::noProvenRoute;
+constexpr auto exited = QuitRequestOutcome::exited;
 
 INSTANTIATE_TEST_SUITE_P(
     Steps, StopRequest,
     ::testing::Values(
-        StopRow{"unavailable", [](auto& s) { s.process.userID = 0; }, manual, otherUserStop},
+        StopRow{"unavailable", otherUser, manual, otherUserStop},
         StopRow{"vanished", [](auto& s) { s.metadata->processes.clear(); }, alreadyClosed,
                 exitedText},
         StopRow{"reusedPid",
@@ -233,12 +244,10 @@ INSTANTIATE_TEST_SUITE_P(
         StopRow{"appAlreadyTerminated",
                 [](auto& s) { app()(s), s.registry->terminated[pid] = true; }, alreadyClosed,
                 appClosedText},
-        StopRow{"appRefused", app(QuitRequestOutcome::refused), failed,
-                "The app did not accept the quit request.", false, true},
-        StopRow{"appWithoutProvenReceiver", app(QuitRequestOutcome::noProvenRoute), manual,
-                noProvenQuitRouteMessage, false, true},
-        StopRow{"appExitedBeforePin", app(QuitRequestOutcome::exited), alreadyClosed, appClosedText,
-                false, true},
+        StopRow{"appRefused", app(refused), failed, refusedText, false, true},
+        StopRow{"appUnprovenReceiver", app(unproven), manual, noProvenQuitRouteMessage, false,
+                true},
+        StopRow{"appExitedBeforePin", app(exited), alreadyClosed, appClosedText, false, true},
         StopRow{"appReusedWhilePinned", [](auto& s) { app()(s), reusedOnPin(s); }, failed,
                 notSameAppStop, false, true},
         StopRow{"appReusedPid",
@@ -275,67 +284,46 @@ const std::string otherUserText = "This process belongs to the system or another
 const std::string shellText = "Change the terminal folder or close its window.";
 const std::string itselfText = "Tovo will not close itself.";
 const std::string quitText = "Tovo will ask this app to quit.";
-const std::string unprovenText = "Tovo cannot verify this app's process identity.";
 const std::string unknownUseText =
     "Tovo cannot verify how this app uses the disk. Close it yourself.";
 const std::string commandText = "Close this command or helper, then try again.";
+const std::string qemu = "qemu-system-x86_64";
 
 INSTANTIATE_TEST_SUITE_P(
     Rules, ReleasePlan,
     ::testing::Values(
         // pid 1 of root is protected before it is another user's.
-        PlanRow{"initIsProtected", [](auto& s) { s.process.pid = 1, s.process.userID = 0; },
-                protectedText},
+        PlanRow{"initIsProtected", [](auto& s) { s.process.pid = 1, otherUser(s); }, protectedText},
         PlanRow{"ownProcess", [](auto& s) { s.process.pid = ownPID; }, protectedText},
-        PlanRow{"otherUser", [](auto& s) { s.process.userID = 0; }, otherUserText},
-        PlanRow{"userUnknown", [](auto& s) { s.process.userID.reset(); }, otherUserText},
+        PlanRow{"otherUser", otherUser, otherUserText},
         PlanRow{
             "systemDissent",
-            [](auto& s) { s.process.isSystemDissent = true, s.hold(file("3", OpenAccess::write)); },
+            [](auto& s) { s.process.isSystemDissent = true, holding("3", OpenAccess::write)(s); },
             unknownUseText},
         PlanRow{"noOpenFiles", [](auto& s) { s.process.openFiles.clear(); }, unknownUseText},
         PlanRow{"writerBeforeVirtualMachine",
-                [](auto& s) {
-                    s.process.command = "qemu-system-x86_64",
-                    s.hold(file("4", OpenAccess::readWrite));
-                },
+                [](auto& s) { running(qemu)(s), holding("4", OpenAccess::readWrite)(s); },
                 "It can write to the disk. Finish its work first."},
-        PlanRow{"virtualMachine", [](auto& s) { s.process.command = "qemu-system-x86_64"; },
-                "Stop the virtual machine, then try again."},
-        PlanRow{"rsyncIsTransferBeforeSensitive", [](auto& s) { s.process.command = "rsync"; },
+        PlanRow{"virtualMachine", running(qemu), "Stop the virtual machine, then try again."},
+        PlanRow{"rsyncIsTransferBeforeSensitive", running("rsync"),
                 "Wait for the transfer or backup to finish."},
-        PlanRow{"shellInFolder",
-                [](auto& s) {
-                    s.process.command = "/bin/zsh";
-                    s.process.openFiles = {file("cwd", OpenAccess::unknown)};
-                },
-                shellText},
+        PlanRow{"shellInFolder", inFolder("/bin/zsh"), shellText},
         // A file manager holding a folder is part of the desktop, not an app to quit.
         PlanRow{"fileManagerHoldingAFolder",
                 [](auto& s) {
-                    s.process.command = "nautilus";
-                    s.process.executablePath = "/usr/bin/nautilus";
-                    s.process.openFiles = {file("cwd", OpenAccess::unknown)};
+                    inFolder("nautilus")(s), s.process.executablePath = "/usr/bin/nautilus";
                 },
                 systemText},
-        PlanRow{"fileIndexerByItsCutName", [](auto& s) { s.process.command = "tracker-miner-f"; },
-                systemText},
-        PlanRow{"secureCopy", [](auto& s) { s.process.command = "scp"; },
-                "Close this process, then try again."},
-        PlanRow{"unknownAccess", [](auto& s) { s.hold(file("5", OpenAccess::unknown)); },
+        PlanRow{"secureCopy", running("scp"), "Close this process, then try again."},
+        PlanRow{"unknownAccess", holding("5", OpenAccess::unknown),
                 "Tovo cannot verify how this process uses the disk."},
-        PlanRow{"noStartTime", [](auto& s) { s.process.startTime.reset(); }, unprovenText},
-        PlanRow{"noExecutable", [](auto& s) { s.process.executablePath.reset(); }, unprovenText},
+        PlanRow{"noStartTime", unverifiable, "Tovo cannot verify this app's process identity."},
         PlanRow{"commandInFolder",
-                [](auto& s) {
-                    s.registry->applications.clear(), s.hold(file("cwd", OpenAccess::unknown));
-                },
+                [](auto& s) { noApplication(s), holding("cwd", OpenAccess::unknown)(s); },
                 "Its current folder is on this disk. " + commandText},
         // A root-directory reference is no current folder.
         PlanRow{"commandAtRoot",
-                [](auto& s) {
-                    s.registry->applications.clear(), s.hold(file("rtd", OpenAccess::unknown));
-                },
+                [](auto& s) { noApplication(s), holding("rtd", OpenAccess::unknown)(s); },
                 commandText},
         PlanRow{"backgroundServiceBeforeItself",
                 [](auto& s) { s.ownedByTovo(ActivationPolicy::prohibited); },
@@ -359,10 +347,10 @@ INSTANTIATE_TEST_SUITE_P(
 struct AskRow {
     std::string name;
     Arrange arrange;
-    std::string processName;
     ReleaseDisposition disposition;
     std::string message;
-    bool asked; ///< the registry was asked to send a quit request
+    bool asked = false; ///< the registry was asked to send a quit request
+    std::string processName = "editor";
 };
 
 class ReleaseRequest : public ::testing::TestWithParam<AskRow> {};
@@ -386,23 +374,19 @@ const std::string notSameText = "Tovo could not verify that this is the same app
 INSTANTIATE_TEST_SUITE_P(
     Steps, ReleaseRequest,
     ::testing::Values(
-        AskRow{"manualPlan", [](auto& s) { s.process.userID = 0; }, "editor", manual, otherUserText,
-               false},
+        AskRow{"manualPlan", otherUser, manual, otherUserText},
         AskRow{"reusedPid", [](auto& s) { s.metadata->processes.at(pid).startTime.seconds += 60; },
-               "editor", manual, notSameText, false},
-        AskRow{"leftMeanwhile", [](auto& s) { s.registry->lookupsBeforeVanishing = 1; }, "editor",
-               manual, "This is no longer a normal app. Close it yourself.", false},
-        AskRow{"quitMeanwhile", [](auto& s) { s.registry->terminated[pid] = true; }, "Editor",
-               alreadyClosed, appClosedText, false},
-        AskRow{"accepted", app(), "Editor", requested, "Tovo asked the app to quit.", true},
-        AskRow{"refused", app(QuitRequestOutcome::refused), "editor", failed,
-               "The app did not accept the quit request.", true},
+               manual, notSameText},
+        AskRow{"leftMeanwhile", [](auto& s) { s.registry->lookupsBeforeVanishing = 1; }, manual,
+               "This is no longer a normal app. Close it yourself."},
+        AskRow{"quitMeanwhile", [](auto& s) { s.registry->terminated[pid] = true; }, alreadyClosed,
+               appClosedText, false, "Editor"},
+        AskRow{"accepted", app(), requested, "Tovo asked the app to quit.", true, "Editor"},
+        AskRow{"refused", app(refused), failed, refusedText, true},
         // Another process owns the app's bus name, and no window proves to be this one's.
-        AskRow{"noProvenReceiver", app(QuitRequestOutcome::noProvenRoute), "editor", manual,
-               noProvenQuitRouteMessage, true},
-        AskRow{"reusedWhilePinned", reusedOnPin, "editor", manual, notSameText, true},
-        AskRow{"exitedBeforePin", app(QuitRequestOutcome::exited), "Editor", alreadyClosed,
-               appClosedText, true}),
+        AskRow{"noProvenReceiver", app(unproven), manual, noProvenQuitRouteMessage, true},
+        AskRow{"reusedWhilePinned", reusedOnPin, manual, notSameText, true},
+        AskRow{"exitedBeforePin", app(exited), alreadyClosed, appClosedText, true, "Editor"}),
     [](const auto& info) { return info.param.name; });
 
 TEST(ReleaseRequestList, OneAttemptPerBlockerInOrderAndEachPidAskedOnce) {
