@@ -136,6 +136,7 @@ TEST(DemoFlow, TovoableAppIsReviewedAskedToQuitAndTheDiskEjects) {
     EXPECT_TRUE(harness.workflow().phase().isBusy());
     EXPECT_FALSE(harness.content().header()->refreshButton()->isEnabled());
     EXPECT_FALSE(harness.actionBar().primaryButton()->isEnabled());
+    EXPECT_FALSE(harness.content().diskSelector()->cards().at(0)->isEnabled()) << "no switching";
     menuFollowsThePhase();
     ASSERT_TRUE(harness.runUntilPhase<EjectionPhase::Ejected>());
     EXPECT_EQ(harness.content().tovoConfirmation(), nullptr);
