@@ -25,7 +25,6 @@ using testing::Properties;
 
 struct ResolveCase {
     const char* label;
-    std::function<void(FakeDeviceTree&)> build;
     std::string source;
     std::string groupingID;
     std::optional<std::uint64_t> attachmentID;
@@ -33,12 +32,31 @@ struct ResolveCase {
     std::string logicalWholeDisk;
 };
 
+std::string usbDisk(const std::string& port, const std::string& disk) {
+    return "/devices/pci0000:00/0000:00:14.0/usb2/" + port + "/" + port +
+           ":1.0/host6/target6:0:0/6:0:0:0/block/" + disk;
+}
+
+// One tree with every kind of disk the rows resolve from.
+FakeDeviceTree everyKindOfDisk() {
+    FakeDeviceTree t;
+    addUsbDisk(t, "sdc", 42, false, {}, {{}, {}});
+    addInternalDisk(t, "sda", 1, {{}, {}});
+    addLoopImage(t, "loop0", 9, {});
+    addLoopImage(t, "zram0", 10, {}, false);
+    addUsbDisk(t, "sdf", 44, false, {}, {{}}, "2-4");
+    t.addStacked("dm-0", {usbDisk("2-4", "sdf") + "/sdf1"});
+    addUsbDisk(t, "sdg", 45, true, {}, {}, "2-2");
+    addUsbDisk(t, "sdh", 46, true, {}, {}, "2-3");
+    t.addStacked("md0", {usbDisk("2-2", "sdg"), usbDisk("2-3", "sdh")});
+    return t;
+}
+
 class DiskIdentityResolveTest : public ::testing::TestWithParam<ResolveCase> {};
 
 TEST_P(DiskIdentityResolveTest, GroupsAndIdentifiesTheWholeDisk) {
     const auto& c = GetParam();
-    FakeDeviceTree tree;
-    c.build(tree);
+    const auto tree = everyKindOfDisk();
     const auto resolved = DiskIdentityResolver(tree).resolve(tree.named(c.source)).resolved;
     ASSERT_TRUE(resolved.identity);
     EXPECT_EQ(resolved.identity->groupingID, c.groupingID);
@@ -47,41 +65,19 @@ TEST_P(DiskIdentityResolveTest, GroupsAndIdentifiesTheWholeDisk) {
     EXPECT_EQ(resolved.logicalWholeDiskIdentifier, c.logicalWholeDisk);
 }
 
-const std::string usbBlock = "/devices/pci0000:00/0000:00:14.0/usb2/";
-const std::string sdfPath = usbBlock + "2-1/2-1:1.0/host6/target6:0:0/6:0:0:0/block/sdf";
-const std::string sdgPath = usbBlock + "2-2/2-2:1.0/host6/target6:0:0/6:0:0:0/block/sdg";
+constexpr auto none = std::nullopt;
 
 INSTANTIATE_TEST_SUITE_P(
     Devices, DiskIdentityResolveTest,
-    ::testing::Values(ResolveCase{"external_interconnect_without_removable_flag",
-                                  [](auto& t) {
-                                      addUsbDisk(t, "sdc", 42, false, {}, {{}, {}});
-                                  },
-                                  "/dev/sdc2", "io:42", 42, false, "sdc"},
-                      ResolveCase{"internal_disk_groups_logically",
-                                  [](auto& t) {
-                                      addInternalDisk(t, "sda", 1, {{}, {}});
-                                  },
-                                  "/dev/sda2", "logical:sda", std::nullopt, false, "sda"},
-                      ResolveCase{"disk_image_by_backing_file",
-                                  [](auto& t) { addLoopImage(t, "loop0", 9, {}); }, "/dev/loop0",
-                                  "logical:loop0", std::nullopt, true, "loop0"},
-                      ResolveCase{"virtual_device_without_backing_file",
-                                  [](auto& t) { addLoopImage(t, "zram0", 10, {}, false); },
-                                  "/dev/zram0", "logical:zram0", std::nullopt, true, "zram0"},
-                      ResolveCase{"encrypted_volume_on_usb_resolves_through_its_slave",
-                                  [](auto& t) {
-                                      addUsbDisk(t, "sdf", 44, false, {}, {{}});
-                                      t.addStacked("dm-0", {sdfPath + "/sdf1"});
-                                  },
-                                  "/dev/dm-0", "io:44", 44, false, "sdf"},
-                      ResolveCase{"raid_over_two_disks_is_not_followed",
-                                  [](auto& t) {
-                                      addUsbDisk(t, "sdf", 45, true, {}, {});
-                                      addUsbDisk(t, "sdg", 46, true, {}, {}, "2-2");
-                                      t.addStacked("md0", {sdfPath, sdgPath});
-                                  },
-                                  "/dev/md0", "logical:md0", std::nullopt, false, "md0"}),
+    ::testing::Values(
+        ResolveCase{"usb_without_removable_flag", "/dev/sdc2", "io:42", 42, false, "sdc"},
+        ResolveCase{"internal", "/dev/sda2", "logical:sda", none, false, "sda"},
+        ResolveCase{"disk_image", "/dev/loop0", "logical:loop0", none, true, "loop0"},
+        ResolveCase{"virtual_without_backing_file", "/dev/zram0", "logical:zram0", none, true,
+                    "zram0"},
+        ResolveCase{"encrypted_on_usb_through_its_slave", "/dev/dm-0", "io:44", 44, false, "sdf"},
+        ResolveCase{"raid_over_two_disks_not_followed", "/dev/md0", "logical:md0", none, false,
+                    "md0"}),
     [](const auto& info) { return std::string(info.param.label); });
 
 TEST(DiskIdentityResolveTest, ReportsTheWholeDiskFacts) {
@@ -257,27 +253,23 @@ TEST_P(SystemVolumeJoinTest, AMountJoinsOnlyTheDeviceItReallySitsOn) {
     EXPECT_EQ(joined, c.joined);
 }
 
+const std::string onPool = std::string("attachment:45: ") + poolUUID;
+
 INSTANTIATE_TEST_SUITE_P(
     Mounts, SystemVolumeJoinTest,
     ::testing::Values(
         JoinCase{
             "device_number", "8:17 / /media/u/m rw - ext4 /dev/sdb1", {}, "attachment:41: P10"},
-        JoinCase{"fuse_subtype_naming_the_partition",
-                 "0:61 / /media/u/m rw,nosuid - fuse.sshfs /dev/sdb1",
-                 {},
-                 ""},
-        JoinCase{"fuse_naming_the_partition", "0:62 / /media/u/m rw - fuse /dev/sdb1", {}, ""},
-        JoinCase{"number_of_another_device_wins_over_the_text",
+        JoinCase{
+            "fuse_naming_the_partition", "0:61 / /media/u/m rw - fuse.sshfs /dev/sdb1", {}, ""},
+        JoinCase{"number_wins_over_text",
                  "8:33 / /media/u/m rw - exfat /dev/sdb1",
                  {},
                  "attachment:42: B"},
-        JoinCase{"btrfs_whose_uuid_the_named_device_carries",
-                 "0:60 /@ /media/u/m rw - btrfs /dev/sdf1", poolUUID,
-                 std::string("attachment:45: ") + poolUUID},
-        JoinCase{"btrfs_whose_uuid_cannot_be_read", "0:60 / /media/u/m rw - btrfs /dev/sdf1",
-                 std::nullopt, ""},
-        JoinCase{"btrfs_naming_a_device_that_is_not_btrfs",
-                 "0:60 / /media/u/m rw - btrfs /dev/sdb1", "P10", ""},
+        JoinCase{"btrfs_uuid_on_the_device", "0:60 /@ /media/u/m rw - btrfs /dev/sdf1", poolUUID,
+                 onPool},
+        JoinCase{"btrfs_uuid_unreadable", "0:60 / /media/u/m rw - btrfs /dev/sdf1", {}, ""},
+        JoinCase{"btrfs_on_not_btrfs", "0:60 / /media/u/m rw - btrfs /dev/sdb1", "P10", ""},
         JoinCase{"fuse_calling_itself_btrfs", "0:63 / /media/u/m rw - fuse.btrfs /dev/sdf1",
                  poolUUID, ""}),
     [](const auto& info) { return std::string(info.param.label); });
@@ -307,7 +299,6 @@ TEST_P(SystemVolumeNameTest, NamesAreDecodedLossilyAndMountPathsKeptExact) {
     EXPECT_EQ(disks[0].displayName, c.name);
     EXPECT_EQ(disks[0].volumes[0].mountURL, c.mountPoint);
     EXPECT_EQ(disks[0].volumes[0].id, c.mountPoint) << "no UUID: the mount path";
-    EXPECT_EQ(disks[0].volumes[0].volumeUUID, std::nullopt);
 }
 
 const std::string longName = "/media/u/" + std::string(3800, 'd') + "/" + std::string(188, 'n');
