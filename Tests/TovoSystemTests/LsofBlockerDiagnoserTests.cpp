@@ -11,6 +11,7 @@
 
 #include <deque>
 #include <map>
+#include <ranges>
 #include <thread>
 
 namespace tovo {
@@ -23,19 +24,20 @@ constexpr std::int32_t ownPID = 777;
 const std::string diskPath = "/media/user/DISK";
 const std::string dataPath = "/media/user/DATA";
 
-/// One process set of `lsof -F0pcuLftanR` output holding one file read-only.
-std::string holder(std::int32_t pid, const std::string& path = diskPath + "/a.txt") {
+/// One process set of `lsof -F0pcuLftanR` output holding each of `paths` read-only.
+std::string holder(std::int32_t pid, std::vector<std::string> paths = {diskPath + "/a.txt"}) {
     using namespace std::string_literals;
-    return "p" + std::to_string(pid) + "\0R1\0cholder"s + std::to_string(pid) +
-           "\0u1000\0Luser\0\nf3\0ar\0tREG\0n"s + path + "\0\n"s;
+    auto set =
+        "p" + std::to_string(pid) + "\0R1\0cholder"s + std::to_string(pid) + "\0u1000\0Luser\0\n"s;
+    for (const auto& path : paths) {
+        set += "f3\0ar\0tREG\0n"s + path + "\0\n"s;
+    }
+    return set;
 }
 
 std::vector<std::int32_t> pids(const std::vector<BlockingProcess>& processes) {
-    std::vector<std::int32_t> result;
-    for (const auto& process : processes) {
-        result.push_back(process.pid);
-    }
-    return result;
+    const auto view = processes | std::views::transform(&BlockingProcess::pid);
+    return {view.begin(), view.end()};
 }
 
 ProcessMetadata metadataOf(std::int32_t pid) {
@@ -120,18 +122,14 @@ protected:
     ExternalDisk disk_ = testing::makeDisk(7);
 };
 
-/// One process set holding a file on each volume, as lsof lists such a process once.
-std::string holderOfBoth(std::int32_t pid) {
-    using namespace std::string_literals;
-    return "p" + std::to_string(pid) + "\0R1\0cholder\0u1000\0Luser\0\nf3\0ar\0tREG\0n"s +
-           dataPath + "/c\0\nf4\0ar\0tREG\0n"s + diskPath + "/a.txt\0\n"s;
-}
-
 // lsof walks every open file of the system once for all volumes, and lists by pid;
 // the volumes' order still decides the order of the list.
 TEST_F(LsofBlockerDiagnoserTest, RunsLsofOnceOverEveryVolumeAndMergesInVolumeOrder) {
     addSecondVolume();
-    runner_->answer({0, holder(400, dataPath + "/b") + holderOfBoth(500) + holder(600), ""});
+    runner_->answer({0,
+                     holder(400, {dataPath + "/b"}) +
+                         holder(500, {dataPath + "/c", diskPath + "/a"}) + holder(600),
+                     ""});
     addLive({400, 500, 600});
     const auto blockers = diagnose();
     EXPECT_THAT(pids(blockers), ElementsAre(500, 600, 400));
@@ -154,6 +152,8 @@ struct StatusCase {
     std::vector<std::string> given = {};               ///< the paths lsof is run on, if set
 };
 
+using Answer = CommandResult;
+
 class LsofExitStatus : public LsofBlockerDiagnoserTest,
                        public ::testing::WithParamInterface<StatusCase> {};
 
@@ -164,10 +164,10 @@ TEST_P(LsofExitStatus, DecidesWhetherTheListCanBeTrusted) {
     if (row.twoVolumes) {
         addSecondVolume();
     }
-    if (!row.tables.empty()) {
-        scanner_->tables.clear();
-    }
     for (const auto& table : row.tables) {
+        if (&table == &row.tables.front()) {
+            scanner_->tables.clear();
+        }
         scanner_->tables.emplace_back();
         for (const auto& path : table) {
             scanner_->tables.back().push_back(mountAt(path, path == diskPath ? 100 : 101));
@@ -178,10 +178,7 @@ TEST_P(LsofExitStatus, DecidesWhetherTheListCanBeTrusted) {
     EXPECT_EQ(outcome(), row.expected);
     ASSERT_EQ(runner_->calls.size(), 1u);
     const auto& arguments = runner_->calls[0].arguments;
-    if (!row.given.empty()) {
-        EXPECT_EQ(std::vector(arguments.end() - long(row.given.size()), arguments.end()),
-                  row.given);
-    }
+    EXPECT_TRUE(std::equal(row.given.rbegin(), row.given.rend(), arguments.rbegin()));
 }
 
 const std::string couldNotInspect = "failed: The system could not inspect the disk.";
@@ -193,8 +190,9 @@ const std::string gvfsWarning =
 const std::string ownWarning =
     "lsof: WARNING: can't stat() ext4 file system " + diskPath + "\n" + mayBeIncomplete;
 const std::string notAFileSystem = "lsof: not a file system: " + diskPath + "\n";
-const std::string dataHolder = holder(700, dataPath + "/b");
+const std::string dataHolder = holder(700, {dataPath + "/b"});
 const std::vector<std::string> both{diskPath, dataPath};
+const std::vector<std::vector<std::string>> dataOnly{{dataPath}}, bothThenData{both, {dataPath}};
 const std::string escapedWarning =
     "lsof: WARNING: can't stat() ext4 file system /media/A\\nB\\\\C\\xff\n" + mayBeIncomplete;
 
@@ -203,70 +201,53 @@ const std::string escapedWarning =
 INSTANTIATE_TEST_SUITE_P(
     Table, LsofExitStatus,
     ::testing::Values(
-        StatusCase{
-            "ZeroWithAWarning", {0, holder(500) + holder(600), "lsof: WARNING"}, "pids: 500 600"},
-        StatusCase{"OneQuietAndEmptyMeansNothingOpen", {1, "", ""}, "pids:"},
-        StatusCase{"OneListingOnlyUs", {1, holder(ownPID), ""}, "pids:"},
-        StatusCase{"GarbageOutput", {1, "garbage\nwithout fields", ""}, "pids:"},
-        StatusCase{"OneWithAComplaint",
-                   {1, "", "\n lsof: status error on /x \n"},
+        StatusCase{"ZeroWithAWarning", Answer(0, holder(500) + holder(600), "lsof: WARNING"),
+                   "pids: 500 600"},
+        StatusCase{"OneQuietAndEmptyMeansNothingOpen", Answer(1, "", ""), "pids:"},
+        StatusCase{"OneListingOnlyUs", Answer(1, holder(ownPID), ""), "pids:"},
+        StatusCase{"GarbageOutput", Answer(1, "garbage\nwithout fields", ""), "pids:"},
+        StatusCase{"OneWithAComplaint", Answer(1, "", "\n lsof: status error on /x \n"),
                    "failed: lsof: status error on /x"},
-        StatusCase{"OtherStatusQuiet", {2, "garbage", ""}, couldNotInspect},
-        StatusCase{"PartialQuiet", {1, holder(500), ""}, partialList},
-        StatusCase{"PartialWithAComplaint",
-                   {2, holder(500), "  lsof: can't read kernel  \n"},
+        StatusCase{"OtherStatusQuiet", Answer(2, "garbage", ""), couldNotInspect},
+        StatusCase{"PartialQuiet", Answer(1, holder(500), ""), partialList},
+        StatusCase{"PartialWithAComplaint", Answer(2, holder(500), "  lsof: can't read kernel  \n"),
                    partialList + " lsof: can't read kernel"},
         StatusCase{"WarningsAboutOtherMountsMeanNothingOpen",
-                   {1, "",
-                    gvfsWarning + "lsof: WARNING: can't stat() tmpfs file system /run/user/1001\n" +
-                        mayBeIncomplete + "lsof: assuming dev=0x2b for /run/user/1001 from " +
-                        "/proc/self/mountinfo\n"},
+                   Answer(1, "",
+                          gvfsWarning +
+                              "lsof: WARNING: can't stat() tmpfs file system /run/user/1001\n" +
+                              mayBeIncomplete + "lsof: assuming dev=0x2b for /run/user/1001 from " +
+                              "/proc/self/mountinfo\n"),
                    "pids:"},
         StatusCase{"AMountInsideTheDiskIsAnotherFileSystem",
-                   {1, "",
-                    "lsof: WARNING: can't stat() fuse file system " + diskPath + "/inner\n" +
-                        mayBeIncomplete},
+                   Answer(1, "",
+                          "lsof: WARNING: can't stat() fuse file system " + diskPath + "/inner\n" +
+                              mayBeIncomplete),
                    "pids:"},
-        StatusCase{
-            "OtherWarningsLeaveTheRealComplaint",
-            {1, "",
-             gvfsWarning + "lsof: status error on " + diskPath + ": I/O error\n" + gvfsWarning},
-            "failed: lsof: status error on " + diskPath + ": I/O error"},
-        StatusCase{"PartialWithOnlyOtherWarnings", {1, holder(500), gvfsWarning}, partialList},
-        StatusCase{"AWarningAboutThisDiskStays",
-                   {1, "", ownWarning + notAFileSystem},
+        StatusCase{"OtherWarningsLeaveTheRealComplaint",
+                   Answer(1, "",
+                          gvfsWarning + "lsof: status error on " + diskPath + ": I/O error\n" +
+                              gvfsWarning),
+                   "failed: lsof: status error on " + diskPath + ": I/O error"},
+        StatusCase{"PartialWithOnlyOtherWarnings", Answer(1, holder(500), gvfsWarning),
+                   partialList},
+        StatusCase{"AWarningAboutThisDiskStays", Answer(1, "", ownWarning + notAFileSystem),
                    "failed: " + ownWarning + "lsof: not a file system: " + diskPath},
-        StatusCase{"ThisDiskAsLsofEscapesItsPath",
-                   {1, "", escapedWarning},
-                   "failed: " + escapedWarning.substr(0, escapedWarning.size() - 1),
-                   false,
+        StatusCase{"ThisDiskAsLsofEscapesItsPath", Answer(1, "", escapedWarning),
+                   "failed: " + escapedWarning.substr(0, escapedWarning.size() - 1), false,
                    "/media/A\nB\\C\xff"},
-        StatusCase{"OneVolumeIdle", {1, holder(500), ""}, "pids: 500", true},
-        StatusCase{"EveryVolumeInUse",
-                   {1, holder(500) + holder(600, dataPath + "/d"), ""},
-                   partialList,
+        StatusCase{"OneVolumeIdle", Answer(1, holder(500), ""), "pids: 500", true},
+        StatusCase{"EveryVolumeInUse", Answer(1, holder(500) + dataHolder, ""), partialList, true},
+        StatusCase{"AnIdleVolumeAndAWarning", Answer(1, holder(500), gvfsWarning), partialList,
                    true},
-        StatusCase{"AnIdleVolumeAndAWarning", {1, holder(500), gvfsWarning}, partialList, true},
-        StatusCase{"AnIdleVolumeAndAnotherStatus", {2, holder(500), ""}, partialList, true},
+        StatusCase{"AnIdleVolumeAndAnotherStatus", Answer(2, holder(500), ""), partialList, true},
         // Only volumes still mounted count, before lsof runs or while it runs.
-        StatusCase{"UnmountedBefore",
-                   {0, dataHolder, ""},
-                   "pids: 700",
-                   true,
-                   diskPath,
-                   {{dataPath}},
-                   {dataPath}},
-        StatusCase{"UnmountedWhileLsofRan",
-                   {1, dataHolder, notAFileSystem},
-                   "pids: 700",
-                   true,
-                   diskPath,
-                   {both, {dataPath}},
-                   both},
-        StatusCase{"NotAFileSystemThoughStillMounted",
-                   {1, "", notAFileSystem},
-                   "failed: " + notAFileSystem.substr(0, notAFileSystem.size() - 1),
-                   true}),
+        StatusCase{"UnmountedBefore", Answer(0, dataHolder, ""), "pids: 700", true, diskPath,
+                   dataOnly, dataOnly[0]},
+        StatusCase{"UnmountedWhileLsofRan", Answer(1, dataHolder, notAFileSystem), "pids: 700",
+                   true, diskPath, bothThenData, both},
+        StatusCase{"NotAFileSystemThoughStillMounted", Answer(1, "", notAFileSystem),
+                   "failed: " + notAFileSystem.substr(0, notAFileSystem.size() - 1), true}),
     [](const auto& info) { return info.param.name; });
 
 TEST_F(LsofBlockerDiagnoserTest, TakesParentAndCommandFromTheKernelAndLeavesOutTheGone) {
@@ -407,17 +388,10 @@ TEST_F(LsofBlockerDiagnoserTest, TheDissenterIsDescribedFromItsMetadata) {
     const auto blockers = diagnose(900);
     EXPECT_TRUE(runner_->calls.empty()) << "a disk without mounts runs no command";
     ASSERT_EQ(blockers.size(), 1u);
-    const BlockingProcess expected{900,
-                                   42,
-                                   "live900",
-                                   501u,
-                                   std::nullopt,
-                                   {},
-                                   "/usr/bin/live900",
-                                   metadataOf(900).startTime,
-                                   true,
-                                   ParentApplication{42, "Files", std::nullopt}};
-    EXPECT_EQ(blockers[0], expected);
+    const auto files = std::vector<OpenFileReference>();
+    EXPECT_EQ(blockers[0], (BlockingProcess{900, 42, "live900", 501u, std::nullopt, files,
+                                            "/usr/bin/live900", metadataOf(900).startTime, true,
+                                            ParentApplication(42, "Files", std::nullopt)}));
 }
 
 } // namespace
