@@ -9,6 +9,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <ranges>
 #include <sys/sysmacros.h>
 
 namespace tovo {
@@ -16,6 +17,7 @@ namespace {
 
 using ::testing::ElementsAre;
 using namespace KernelUseTables;
+const auto write = testing::writeText;
 
 TEST(KernelUseTablesTest, ReadsSwapAreasAndExportsAsTheKernelEscapesThem) {
     EXPECT_THAT(parseSwaps("Filename\t\t\t\tType\t\tSize\t\tUsed\t\tPriority\n"
@@ -116,9 +118,6 @@ protected:
     std::filesystem::path proc(const std::string& relative) const {
         return proc_.path() / relative;
     }
-    static void write(const std::filesystem::path& file, const std::string& text) {
-        testing::writeText(file, text);
-    }
     static void link(const std::string& target, const std::filesystem::path& at) {
         std::filesystem::create_directories(at.parent_path());
         std::filesystem::create_symlink(target, at);
@@ -129,12 +128,11 @@ protected:
     SystemBusyCauseFinder finder(std::optional<bool> seesAll = true) {
         return SystemBusyCauseFinder(executor_, bus_, scanner(), 1000, seesAll);
     }
-    std::vector<std::string> keys(const std::vector<BusyCause>& causes) const {
-        std::vector<std::string> result;
-        for (const auto& cause : causes) {
-            result.push_back(cause.key() + " on " + cause.device);
-        }
-        return result;
+    static std::vector<std::string> keys(const std::vector<BusyCause>& causes) {
+        const auto view = causes | std::views::transform([](const BusyCause& cause) {
+                              return cause.key() + " on " + cause.device;
+                          });
+        return {view.begin(), view.end()};
     }
 
     testing::TemporaryFolder proc_;
@@ -158,12 +156,11 @@ TEST_F(BusyCauseScannerTest, SysfsFamilyIsTheDiskItsPartitionsAndWhatIsBuiltOnTh
         std::filesystem::create_directories(block / folder);
     }
     const SysfsBlockDevices sysfs(sys_.path());
-    EXPECT_EQ(sysfs.family("sdz"), (std::vector<BlockDevice>{{"sdz", makedev(8, 16)},
-                                                             {"sdz1", makedev(8, 17)},
-                                                             {"sdz2", makedev(8, 18)},
-                                                             {"dm-3", makedev(254, 3)},
-                                                             {"dm-4", makedev(254, 4)},
-                                                             {"md0", makedev(9, 0)}}));
+    using Device = BlockDevice;
+    EXPECT_EQ(sysfs.family("sdz"),
+              (std::vector{Device("sdz", makedev(8, 16)), Device("sdz1", makedev(8, 17)),
+                           Device("sdz2", makedev(8, 18)), Device("dm-3", makedev(254, 3)),
+                           Device("dm-4", makedev(254, 4)), Device("md0", makedev(9, 0))}));
     EXPECT_EQ(sysfs.diskSequence("sdz"), 41u);
     EXPECT_EQ(sysfs.diskSequence("md0"), std::nullopt);
     for (const auto* missing : {"sdq", "..", "sdz/sdz1"}) {

@@ -9,6 +9,7 @@ namespace tovo {
 namespace {
 
 namespace fs = std::filesystem;
+const auto write = testing::writeText;
 
 const std::string appSlice = "0::/user.slice/user-1000.slice/user@1000.service/app.slice/";
 
@@ -19,9 +20,6 @@ protected:
         options.procRoot = root.path() / "proc";
         options.dataDirectories = {root.path() / "home", root.path() / "system"};
         options.locale = "de_DE.UTF-8";
-    }
-    static void write(const fs::path& file, const std::string& text) {
-        testing::writeText(file, text);
     }
     void addProcess(std::int32_t pid, std::int32_t parent, const std::string& command,
                     const std::string& cgroup, const std::string& environment = "") {

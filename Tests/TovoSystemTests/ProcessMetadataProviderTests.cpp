@@ -34,7 +34,6 @@ TEST_P(ProcStatParsing, ReadsParentAndStartAfterTheLastParenthesis) {
 INSTANTIATE_TEST_SUITE_P(
     Lines, ProcStatParsing,
     ::testing::Values(
-        StatCase{"Plain", statLine(4242, "bash", 300, 987654), Stat{300, 987654, 'S'}},
         StatCase{"CommandImitatingFields", statLine(7, "x) S 99 (1) 2 3", 6, 55), Stat{6, 55, 'S'}},
         StatCase{"Zombie", statLine(9, "gone", 6, 55, 'Z'), Stat{6, 55, 'Z'}},
         StatCase{"NoParenthesis", "4242 bash S 300 1 2 3", std::nullopt},
