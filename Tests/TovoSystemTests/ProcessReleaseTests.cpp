@@ -52,13 +52,9 @@ struct Scene {
         return ExplicitProcessStopper(
             executor, userID, ownPID, metadata, registry,
             [this](std::int32_t target, std::int32_t number, const std::function<bool()>& confirm) {
-                if (!confirm()) {
-                    errno = 0;
-                    return -1;
-                }
-                signals.emplace_back(target, number);
-                errno = signalErrno;
-                return signalStatus;
+                const bool sent = confirm() && (signals.emplace_back(target, number), true);
+                errno = sent ? signalErrno : 0;
+                return sent ? signalStatus : -1;
             });
     }
     GracefulProcessReleaser releaser() {
@@ -185,35 +181,46 @@ TEST(StopWarning, FirstMatchingCaution) {
     EXPECT_EQ(warning("convert", OpenAccess::read), std::nullopt);
 }
 
-struct StopRow {
+// A stop request for convert (a plain process unless the row makes it an app), or a
+// release request for the editor app.
+struct StepRow {
     std::string name;
+    bool release;
     Arrange arrange;
     ReleaseDisposition disposition;
     std::string message;
-    bool signalled = false;
-    bool asked = false; ///< the registry was asked to send a quit request
+    int outcome = 0; ///< of `signalled`, `asked` and `named`
 };
+constexpr int signalled = 1, asked = 2, named = 4; ///< named: by the app's name
+constexpr bool stop = false, release = true;
 
-class StopRequest : public ::testing::TestWithParam<StopRow> {};
+class Request : public ::testing::TestWithParam<StepRow> {};
 
-TEST_P(StopRequest, ActsOnceAfterTheIdentityCheck) {
-    Scene scene("convert");
+TEST_P(Request, ActsAtMostOnceAndOnlyAfterTheIdentityCheck) {
     const auto& c = GetParam();
+    Scene scene(c.release ? "editor" : "convert");
+    if (c.release) {
+        scene.makeApplication();
+    }
     c.arrange(scene);
-    const auto attempt = scene.await(scene.stopper().requestStop(scene.process));
+    const auto attempt = c.release
+                             ? scene.await(scene.releaser().requestRelease({scene.process})).at(0)
+                             : scene.await(scene.stopper().requestStop(scene.process));
     EXPECT_EQ(attempt.processID, pid);
-    EXPECT_EQ(attempt.processName, scene.registry->applications.empty() ? "convert" : "Editor");
+    EXPECT_EQ(attempt.processName, c.outcome & named ? "Editor" : scene.process.command);
     EXPECT_EQ(attempt.disposition, c.disposition);
     EXPECT_EQ(attempt.message, c.message);
-    EXPECT_EQ(scene.signals, (c.signalled ? Signals{{pid, SIGTERM}} : Signals{}));
-    EXPECT_EQ(scene.asked(), c.asked ? askedOnce : std::vector<QuitRoute>{});
+    EXPECT_EQ(scene.signals, (c.outcome & signalled ? Signals{{pid, SIGTERM}} : Signals{}));
+    EXPECT_EQ(scene.asked(), c.outcome & asked ? askedOnce : std::vector<QuitRoute>{});
 }
 
 const std::string exitedText = "The process already exited.";
 const std::string appClosedText = "The app is already closed.";
 const std::string notSameAppStop =
     "Tovo could not verify that this is the same app. Nothing was sent.";
+const std::string notSameText = "Tovo could not verify that this is the same app.";
 const std::string refusedText = "The app did not accept the quit request.";
+const std::string otherUserText = "This process belongs to the system or another user.";
 constexpr auto failed = ReleaseDisposition::failed;
 constexpr auto alreadyClosed = ReleaseDisposition::alreadyClosed;
 constexpr auto requested = ReleaseDisposition::requested;
@@ -221,38 +228,56 @@ constexpr auto manual = ReleaseDisposition::needsManualAction;
 constexpr auto refused = QuitRequestOutcome::refused;
 constexpr auto unproven = QuitRequestOutcome::noProvenRoute;
 constexpr auto exited = QuitRequestOutcome::exited;
+const Arrange vanishes = [](Scene& s) { s.registry->lookupsBeforeVanishing = 1; };
+const Arrange terminated = [](Scene& s) { s.registry->terminated[pid] = true; };
 
 INSTANTIATE_TEST_SUITE_P(
-    Steps, StopRequest,
+    Steps, Request,
     ::testing::Values(
-        StopRow{"unavailable", otherUser, manual, otherUserStop},
-        StopRow{"vanished", [](auto& s) { s.metadata->processes.clear(); }, alreadyClosed,
+        StepRow{"stopUnavailable", stop, otherUser, manual, otherUserStop},
+        StepRow{"stopVanished", stop, [](auto& s) { s.metadata->processes.clear(); }, alreadyClosed,
                 exitedText},
-        StopRow{"reusedPid",
+        StepRow{"stopReusedPid", stop,
                 [](auto& s) { s.metadata->processes.at(pid).startTime.microseconds = 1; }, failed,
                 "Tovo could not verify that this is the same process. Nothing was sent."},
-        StopRow{"signalled", [](auto&) {}, requested, "Tovo sent a stop request to convert.", true},
-        StopRow{"notPermitted", failing(EPERM), failed,
-                "The system did not allow Tovo to stop this process.", true},
-        StopRow{"exitedMeanwhile", failing(ESRCH), alreadyClosed, exitedText, true},
-        StopRow{"otherError", failing(EINVAL), failed,
-                "The stop request failed (error " + std::to_string(EINVAL) + ").", true},
-        StopRow{"appQuit", app(), requested, "Tovo asked Editor to quit.", false, true},
-        StopRow{"appQuitMeanwhile",
-                [](auto& s) { app()(s), s.registry->lookupsBeforeVanishing = 1; }, alreadyClosed,
-                "The app is no longer running."},
-        StopRow{"appAlreadyTerminated",
-                [](auto& s) { app()(s), s.registry->terminated[pid] = true; }, alreadyClosed,
-                appClosedText},
-        StopRow{"appRefused", app(refused), failed, refusedText, false, true},
-        StopRow{"appUnprovenReceiver", app(unproven), manual, noProvenQuitRouteMessage, false,
-                true},
-        StopRow{"appExitedBeforePin", app(exited), alreadyClosed, appClosedText, false, true},
-        StopRow{"appReusedWhilePinned", [](auto& s) { app()(s), reusedOnPin(s); }, failed,
-                notSameAppStop, false, true},
-        StopRow{"appReusedPid",
+        StepRow{"stopSignalled", stop, [](auto&) {}, requested,
+                "Tovo sent a stop request to convert.", signalled},
+        StepRow{"stopNotPermitted", stop, failing(EPERM), failed,
+                "The system did not allow Tovo to stop this process.", signalled},
+        StepRow{"stopExitedMeanwhile", stop, failing(ESRCH), alreadyClosed, exitedText, signalled},
+        StepRow{"stopOtherError", stop, failing(EINVAL), failed,
+                "The stop request failed (error " + std::to_string(EINVAL) + ").", signalled},
+        StepRow{"appQuit", stop, app(), requested, "Tovo asked Editor to quit.", asked | named},
+        StepRow{"appQuitMeanwhile", stop, [](auto& s) { app()(s), vanishes(s); }, alreadyClosed,
+                "The app is no longer running.", named},
+        StepRow{"appAlreadyTerminated", stop, [](auto& s) { app()(s), terminated(s); },
+                alreadyClosed, appClosedText, named},
+        StepRow{"appRefused", stop, app(refused), failed, refusedText, asked | named},
+        StepRow{"appUnprovenReceiver", stop, app(unproven), manual, noProvenQuitRouteMessage,
+                asked | named},
+        StepRow{"appExitedBeforePin", stop, app(exited), alreadyClosed, appClosedText,
+                asked | named},
+        StepRow{"appReusedWhilePinned", stop, [](auto& s) { app()(s), reusedOnPin(s); }, failed,
+                notSameAppStop, asked | named},
+        StepRow{"appReusedPid", stop,
                 [](auto& s) { app()(s), s.metadata->processes.at(pid).parentPID = 1; }, failed,
-                notSameAppStop}),
+                notSameAppStop, named},
+        StepRow{"releaseManualPlan", release, otherUser, manual, otherUserText},
+        StepRow{"releaseReusedPid", release,
+                [](auto& s) { s.metadata->processes.at(pid).startTime.seconds += 60; }, manual,
+                notSameText},
+        StepRow{"releaseLeftMeanwhile", release, vanishes, manual,
+                "This is no longer a normal app. Close it yourself."},
+        StepRow{"releaseQuitMeanwhile", release, terminated, alreadyClosed, appClosedText, named},
+        StepRow{"releaseAccepted", release, app(), requested, "Tovo asked the app to quit.",
+                asked | named},
+        StepRow{"releaseRefused", release, app(refused), failed, refusedText, asked},
+        // Another process owns the app's bus name, and no window proves to be this one's.
+        StepRow{"releaseUnprovenReceiver", release, app(unproven), manual, noProvenQuitRouteMessage,
+                asked},
+        StepRow{"releaseReusedWhilePinned", release, reusedOnPin, manual, notSameText, asked},
+        StepRow{"releaseExitedBeforePin", release, app(exited), alreadyClosed, appClosedText,
+                asked | named}),
     [](const auto& info) { return info.param.name; });
 
 // The polite release of an editor registered as a regular app, reading one file.
@@ -280,7 +305,6 @@ TEST_P(ReleasePlan, FirstMatchingRuleWins) {
 }
 
 const std::string protectedText = "Tovo will not close this protected process.";
-const std::string otherUserText = "This process belongs to the system or another user.";
 const std::string shellText = "Change the terminal folder or close its window.";
 const std::string itselfText = "Tovo will not close itself.";
 const std::string quitText = "Tovo will ask this app to quit.";
@@ -342,51 +366,6 @@ INSTANTIATE_TEST_SUITE_P(
                 quitText, "Editor"},
         PlanRow{"appWithoutName", [](auto& s) { s.application().localizedName.reset(); }, quitText,
                 "editor"}),
-    [](const auto& info) { return info.param.name; });
-
-struct AskRow {
-    std::string name;
-    Arrange arrange;
-    ReleaseDisposition disposition;
-    std::string message;
-    bool asked = false; ///< the registry was asked to send a quit request
-    std::string processName = "editor";
-};
-
-class ReleaseRequest : public ::testing::TestWithParam<AskRow> {};
-
-TEST_P(ReleaseRequest, ReportsOutcomeAndAsksAtMostOnce) {
-    Scene scene("editor");
-    scene.makeApplication();
-    const auto& c = GetParam();
-    c.arrange(scene);
-    const auto attempts = scene.await(scene.releaser().requestRelease({scene.process}));
-    ASSERT_EQ(attempts.size(), 1u);
-    EXPECT_EQ(attempts[0].processID, pid);
-    EXPECT_EQ(attempts[0].processName, c.processName);
-    EXPECT_EQ(attempts[0].disposition, c.disposition);
-    EXPECT_EQ(attempts[0].message, c.message);
-    EXPECT_EQ(scene.asked(), c.asked ? askedOnce : std::vector<QuitRoute>{});
-}
-
-const std::string notSameText = "Tovo could not verify that this is the same app.";
-
-INSTANTIATE_TEST_SUITE_P(
-    Steps, ReleaseRequest,
-    ::testing::Values(
-        AskRow{"manualPlan", otherUser, manual, otherUserText},
-        AskRow{"reusedPid", [](auto& s) { s.metadata->processes.at(pid).startTime.seconds += 60; },
-               manual, notSameText},
-        AskRow{"leftMeanwhile", [](auto& s) { s.registry->lookupsBeforeVanishing = 1; }, manual,
-               "This is no longer a normal app. Close it yourself."},
-        AskRow{"quitMeanwhile", [](auto& s) { s.registry->terminated[pid] = true; }, alreadyClosed,
-               appClosedText, false, "Editor"},
-        AskRow{"accepted", app(), requested, "Tovo asked the app to quit.", true, "Editor"},
-        AskRow{"refused", app(refused), failed, refusedText, true},
-        // Another process owns the app's bus name, and no window proves to be this one's.
-        AskRow{"noProvenReceiver", app(unproven), manual, noProvenQuitRouteMessage, true},
-        AskRow{"reusedWhilePinned", reusedOnPin, manual, notSameText, true},
-        AskRow{"exitedBeforePin", app(exited), alreadyClosed, appClosedText, true, "Editor"}),
     [](const auto& info) { return info.param.name; });
 
 TEST(ReleaseRequestList, OneAttemptPerBlockerInOrderAndEachPidAskedOnce) {
