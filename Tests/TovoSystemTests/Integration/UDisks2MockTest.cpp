@@ -55,17 +55,14 @@ protected:
     }
 
     StartedTask<void> start(ManualExecutor& executor, std::string wholeDisk = "sdx",
-                            std::optional<std::string> address = std::nullopt,
-                            std::chrono::milliseconds callTimeout = 5s) {
-        unmounter.emplace(executor, address.value_or(bus.address()), callTimeout, sys());
-        return {executor,
-                unmounter->unmountAndEject({std::move(wholeDisk), 77, {"/media/mock/ONE"}})};
+                            std::string address = "", std::chrono::milliseconds timeout = 5s) {
+        unmounter.emplace(executor, address.empty() ? bus.address() : address, timeout, sys());
+        return {executor, unmounter->unmountAndEject({wholeDisk, 77, {"/media/mock/ONE"}})};
     }
-    std::exception_ptr unmount(std::string wholeDisk = "sdx",
-                               std::optional<std::string> address = std::nullopt,
-                               std::chrono::milliseconds callTimeout = 5s) {
+    std::exception_ptr unmount(std::string wholeDisk = "sdx", std::string address = "",
+                               std::chrono::milliseconds timeout = 5s) {
         ManualExecutor executor;
-        const auto run = start(executor, std::move(wholeDisk), std::move(address), callTimeout);
+        const auto run = start(executor, wholeDisk, address, timeout);
         EXPECT_TRUE(run.finish(executor));
         return run.error();
     }
@@ -85,7 +82,7 @@ struct MockCase {
     const char* scenario;
     std::string calls;
     std::optional<EjectionFailureKind> kind = std::nullopt; ///< none: ejected
-    std::string message = "";
+    std::string message = ""; ///< empty: the refusal's words are pinned by the unit tests
     std::string wholeDisk = "sdx";
     std::chrono::milliseconds callTimeout = 5s;
 };
@@ -97,9 +94,9 @@ class UDisks2MockDrive : public UDisks2MockTest, public ::testing::WithParamInte
 TEST_P(UDisks2MockDrive, CallsUdisks2InOrderAndReportsTheOutcome) {
     const auto& row = GetParam();
     startMock(row.scenario);
-    const auto failure = failureOf(unmount(row.wholeDisk, std::nullopt, row.callTimeout));
-    EXPECT_EQ(failure ? std::optional(std::tie(failure->kind, failure->message)) : std::nullopt,
-              row.kind ? std::optional(std::tie(*row.kind, row.message)) : std::nullopt);
+    const auto failure = failureOf(unmount(row.wholeDisk, "", row.callTimeout));
+    EXPECT_EQ(failure ? std::optional(failure->kind) : std::nullopt, row.kind);
+    EXPECT_EQ(failure && !row.message.empty() ? failure->message : "", row.message);
     EXPECT_EQ(calls(), row.calls);
 }
 
@@ -138,14 +135,9 @@ INSTANTIATE_TEST_SUITE_P(
                  EjectionFailureKind::busy,
                  "A file system of this disk is still mounted at “/media/mock/ONE”, so data "
                  "may still be waiting to be written: close what uses it, then try again."},
-        MockCase{"refused_by_policy", "not-authorized", "Unmount sdx2 False\n", other,
-                 "Tovo was not allowed to eject this disk. The system's policy does not let "
-                 "this account unmount or power off the disk."},
-        MockCase{"password_dialog_closed", "dismissed", unmountBoth + "PowerOff\n", other,
-                 "The password dialog was closed, so the disk was not ejected."},
-        MockCase{"udisks2_gone_while_powering_off", "dies", unmountBoth + "PowerOff\n", other,
-                 "Could not eject: udisks2, the system's disk service, stopped before it "
-                 "finished, so the disk may still be in use. Do not unplug it; try again."},
+        MockCase{"refused_by_policy", "not-authorized", "Unmount sdx2 False\n", other},
+        MockCase{"password_dialog_closed", "dismissed", unmountBoth + "PowerOff\n", other},
+        MockCase{"udisks2_gone_while_powering_off", "dies", unmountBoth + "PowerOff\n", other},
         MockCase{"container_that_cannot_be_locked", "lock-fails", unmountLayered + closeLayers,
                  other,
                  "Could not eject: the encrypted volume /dev/sdx2 of this disk could not be "

