@@ -192,7 +192,7 @@ const std::string ownWarning =
 const std::string notAFileSystem = "lsof: not a file system: " + diskPath + "\n";
 const std::string dataHolder = holder(700, {dataPath + "/b"});
 const std::vector<std::string> both{diskPath, dataPath};
-const std::vector<std::vector<std::string>> dataOnly{{dataPath}}, bothThenData{both, {dataPath}};
+const std::vector<std::vector<std::string>> bothThenData{both, {dataPath}};
 const std::string escapedWarning =
     "lsof: WARNING: can't stat() ext4 file system /media/A\\nB\\\\C\\xff\n" + mayBeIncomplete;
 
@@ -203,7 +203,6 @@ INSTANTIATE_TEST_SUITE_P(
     ::testing::Values(
         StatusCase{"ZeroWithAWarning", Answer(0, holder(500) + holder(600), "lsof: WARNING"),
                    "pids: 500 600"},
-        StatusCase{"OneQuietAndEmptyMeansNothingOpen", Answer(1, "", ""), "pids:"},
         StatusCase{"OneListingOnlyUs", Answer(1, holder(ownPID), ""), "pids:"},
         StatusCase{"GarbageOutput", Answer(1, "garbage\nwithout fields", ""), "pids:"},
         StatusCase{"OneWithAComplaint", Answer(1, "", "\n lsof: status error on /x \n"),
@@ -236,14 +235,11 @@ INSTANTIATE_TEST_SUITE_P(
         StatusCase{"ThisDiskAsLsofEscapesItsPath", Answer(1, "", escapedWarning),
                    "failed: " + escapedWarning.substr(0, escapedWarning.size() - 1), false,
                    "/media/A\nB\\C\xff"},
-        StatusCase{"OneVolumeIdle", Answer(1, holder(500), ""), "pids: 500", true},
         StatusCase{"EveryVolumeInUse", Answer(1, holder(500) + dataHolder, ""), partialList, true},
         StatusCase{"AnIdleVolumeAndAWarning", Answer(1, holder(500), gvfsWarning), partialList,
                    true},
         StatusCase{"AnIdleVolumeAndAnotherStatus", Answer(2, holder(500), ""), partialList, true},
         // Only volumes still mounted count, before lsof runs or while it runs.
-        StatusCase{"UnmountedBefore", Answer(0, dataHolder, ""), "pids: 700", true, diskPath,
-                   dataOnly, dataOnly[0]},
         StatusCase{"UnmountedWhileLsofRan", Answer(1, dataHolder, notAFileSystem), "pids: 700",
                    true, diskPath, bothThenData, both},
         StatusCase{"NotAFileSystemThoughStillMounted", Answer(1, "", notAFileSystem),
@@ -286,10 +282,7 @@ TEST_P(ReconciledCommand, PrefersTheKernelsNameUnlessItIsLsofsCut) {
 
 INSTANTIATE_TEST_SUITE_P(
     Names, ReconciledCommand,
-    ::testing::Values(CommandCase{"Same", "editor", "editor", "editor"},
-                      CommandCase{"ClosingParenthesis", "x", "x) S 1", "x) S 1"},
-                      CommandCase{"EscapedLineFeed", "nl\\nx", "nl\nx", "nl\nx"},
-                      CommandCase{"CutToFifteenBytes", "tracker-miner-fs-3", "tracker-miner-f",
+    ::testing::Values(CommandCase{"CutToFifteenBytes", "tracker-miner-fs-3", "tracker-miner-f",
                                   "tracker-miner-fs-3"},
                       CommandCase{"ShortPrefixIsNoCut", "editor-2", "editor", "editor"},
                       CommandCase{"InvalidBytes", "bad\\xff", "bad\xff", "bad\uFFFD"}),

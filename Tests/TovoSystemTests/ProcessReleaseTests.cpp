@@ -228,6 +228,9 @@ constexpr auto manual = ReleaseDisposition::needsManualAction;
 constexpr auto refused = QuitRequestOutcome::refused;
 constexpr auto unproven = QuitRequestOutcome::noProvenRoute;
 constexpr auto exited = QuitRequestOutcome::exited;
+// Another process now has the pid: it started later.
+const Arrange reused = [](Scene& s) { s.metadata->processes.at(pid).startTime.seconds += 60; };
+const Arrange gone = [](Scene& s) { s.metadata->processes.clear(); };
 const Arrange vanishes = [](Scene& s) { s.registry->lookupsBeforeVanishing = 1; };
 const Arrange terminated = [](Scene& s) { s.registry->terminated[pid] = true; };
 
@@ -235,10 +238,8 @@ INSTANTIATE_TEST_SUITE_P(
     Steps, Request,
     ::testing::Values(
         StepRow{"stopUnavailable", stop, otherUser, manual, otherUserStop},
-        StepRow{"stopVanished", stop, [](auto& s) { s.metadata->processes.clear(); }, alreadyClosed,
-                exitedText},
-        StepRow{"stopReusedPid", stop,
-                [](auto& s) { s.metadata->processes.at(pid).startTime.microseconds = 1; }, failed,
+        StepRow{"stopVanished", stop, gone, alreadyClosed, exitedText},
+        StepRow{"stopReusedPid", stop, reused, failed,
                 "Tovo could not verify that this is the same process. Nothing was sent."},
         StepRow{"stopSignalled", stop, [](auto&) {}, requested,
                 "Tovo sent a stop request to convert.", signalled},
@@ -263,9 +264,7 @@ INSTANTIATE_TEST_SUITE_P(
                 [](auto& s) { app()(s), s.metadata->processes.at(pid).parentPID = 1; }, failed,
                 notSameAppStop, named},
         StepRow{"releaseManualPlan", release, otherUser, manual, otherUserText},
-        StepRow{"releaseReusedPid", release,
-                [](auto& s) { s.metadata->processes.at(pid).startTime.seconds += 60; }, manual,
-                notSameText},
+        StepRow{"releaseReusedPid", release, reused, manual, notSameText},
         StepRow{"releaseLeftMeanwhile", release, vanishes, manual,
                 "This is no longer a normal app. Close it yourself."},
         StepRow{"releaseQuitMeanwhile", release, terminated, alreadyClosed, appClosedText, named},
