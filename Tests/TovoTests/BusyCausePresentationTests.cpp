@@ -17,8 +17,16 @@ BusyCause cause(BusyCauseKind kind, std::string subject,
     return makeCause(kind, std::move(subject), action);
 }
 
-BusyCause with(BusyCause value, auto change) {
-    change(value);
+BusyCause holder(std::string subject, HolderKind kind) {
+    auto value = cause(BusyCauseKind::holderDevice, std::move(subject));
+    value.holderKind = kind;
+    return value;
+}
+
+BusyCause sandbox() {
+    auto value = cause(BusyCauseKind::otherNamespace, "/mnt/c");
+    value.processID = 42;
+    value.processName = "podman";
     return value;
 }
 
@@ -54,24 +62,14 @@ INSTANTIATE_TEST_SUITE_P(
                      "A file on this disk is used as swap."},
         SentenceCase{"Image", cause(loopDevice, "/dev/loop3"), "Disk image",
                      "A disk image from this disk is attached as /dev/loop3."},
-        SentenceCase{"Encrypted",
-                     with(cause(holderDevice, "/dev/mapper/secret"),
-                          [](BusyCause& c) { c.holderKind = HolderKind::encrypted; }),
+        SentenceCase{"Encrypted", holder("/dev/mapper/secret", HolderKind::encrypted),
                      "Encrypted volume",
                      "An encrypted volume on this disk is unlocked as /dev/mapper/secret."},
-        SentenceCase{"Raid",
-                     with(cause(holderDevice, "/dev/md0"),
-                          [](BusyCause& c) { c.holderKind = HolderKind::raid; }),
-                     "RAID array", "This disk is part of the RAID array /dev/md0."},
+        SentenceCase{"Raid", holder("/dev/md0", HolderKind::raid), "RAID array",
+                     "This disk is part of the RAID array /dev/md0."},
         SentenceCase{"Export", cause(networkExport, "/media/u/D/photos"), "Network share",
                      "A folder of this disk is shared over the network: “/media/u/D/photos”."},
-        SentenceCase{"Namespace",
-                     with(cause(otherNamespace, "/mnt/c"),
-                          [](BusyCause& c) {
-                              c.processID = 42;
-                              c.processName = "podman";
-                          }),
-                     "Container or sandbox",
+        SentenceCase{"Namespace", sandbox(), "Container or sandbox",
                      "This disk is still mounted inside a container or sandbox of “podman” "
                      "(process 42)."},
         SentenceCase{"Unseen", cause(unseenProcesses, ""), "Processes Tovo cannot see",
@@ -82,8 +80,8 @@ INSTANTIATE_TEST_SUITE_P(
 // What Tovo does is green, what the user does orange, a refusal red with its reason;
 // the latest attempt speaks for the row.
 TEST(BusyCauseRow, ShowsThePlanOrTheLatestAttempt) {
-    const auto image = with(cause(loopDevice, "/dev/loop3", BusyCauseAction::detachLoop),
-                            [](BusyCause& c) { c.backingFile = "/media/u/D/a.iso"; });
+    auto image = cause(loopDevice, "/dev/loop3", BusyCauseAction::detachLoop);
+    image.backingFile = "/media/u/D/a.iso";
     const auto swapFile = cause(swap, "/media/u/D/swapfile");
     const std::vector<BusyCauseAttempt> attempts{
         {image.key(), ReleaseDisposition::requested, "Detached."},
@@ -98,9 +96,6 @@ TEST(BusyCauseRow, ShowsThePlanOrTheLatestAttempt) {
     EXPECT_EQ(rows[1].message, "You must act.");
     EXPECT_EQ(BusyCausePresentation::row(image, std::nullopt).statusSymbolColor,
               SymbolColor::green);
-    for (const auto& row : rows) {
-        expectThemeIcon(row.statusSymbol);
-    }
     EXPECT_EQ(BusyCausePresentation::plainText(swapFile),
               "A file on this disk is used as swap.\nYou must act.\nOn /dev/sdb1");
 }
@@ -137,11 +132,9 @@ TEST(BusyCauseStatus, CountsCausesWithTheBlockersAndPointsToTheReview) {
     const auto image = cause(loopDevice, "/dev/loop3", BusyCauseAction::detachLoop);
     const auto blocked =
         StatusPresentation::content(EjectionPhase::blocked(), makeDisk(1), {}, {}, {image});
-    EXPECT_EQ(blocked.kind, StatusViewKind::blocked);
     EXPECT_EQ(blocked.title, "One thing keeps this disk busy");
     EXPECT_EQ(blocked.message, "Review what Tovo can release before you continue.");
     EXPECT_EQ(StatusPresentation::blockedTitle(2, 1), "3 things keep this disk busy");
-    EXPECT_EQ(StatusPresentation::blockedTitle(2), "2 apps or services are using this disk");
     EXPECT_EQ(StatusPresentation::blockedMessage({}, {cause(swap, "/dev/sdb2")}),
               "Follow the steps below, then check again.");
 }

@@ -1,13 +1,9 @@
 #include "Support/ModelBuilders.hpp"
 #include "Support/TaskRunning.hpp"
 #include "Tovo/Support/DemoWorkflowFactory.hpp"
-#include "Tovo/Support/SerialExecutor.hpp"
 #include "TovoCore/Async/Spawn.hpp"
 
 #include <gtest/gtest.h>
-
-#include <future>
-#include <numeric>
 
 namespace tovo {
 namespace {
@@ -48,29 +44,6 @@ TEST(DemoProcessReleaser, AsksOnlyOrdinaryAppsWhenAllowedAndAlwaysOffersAStop) {
     EXPECT_EQ(release(automatic, virtualMachine).strategy, ReleaseStrategy::manualAction);
     EXPECT_EQ(stop(virtualMachine).method, StopMethod::terminateProcess);
     EXPECT_EQ(stop(preview).method, StopMethod::quitApplication);
-}
-
-// The demo reads its scenario here; work still queued when it goes must still run.
-TEST(SerialExecutor, RunsInOrderOnItsOwnThreadAndFinishesQueuedWorkBeforeItEnds) {
-    std::vector<int> order;
-    bool onWorker = true;
-    {
-        SerialExecutor executor;
-        std::promise<void> gate;
-        executor.post([opened = gate.get_future().share()] { opened.wait(); });
-        for (int index = 0; index < 20; ++index) {
-            executor.post([&, index] {
-                order.push_back(index);
-                onWorker = onWorker && executor.isCurrent();
-            });
-        }
-        EXPECT_FALSE(executor.isCurrent());
-        gate.set_value();
-    }
-    std::vector<int> expected(20);
-    std::iota(expected.begin(), expected.end(), 0);
-    EXPECT_EQ(order, expected);
-    EXPECT_TRUE(onWorker);
 }
 
 } // namespace
