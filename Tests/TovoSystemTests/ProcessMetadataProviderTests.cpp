@@ -65,9 +65,6 @@ protected:
             std::filesystem::create_symlink(*executable, proc_.path() / folder / "exe");
         }
     }
-    void remove(std::int32_t pid, const char* file) {
-        std::filesystem::remove(proc_.path() / std::to_string(pid) / file);
-    }
     void write(const std::string& relative, const std::string& text) {
         testing::writeText(proc_.path() / relative, text);
     }
@@ -105,7 +102,7 @@ TEST_P(ProcessMetadataAbsent, YieldsNothingForMetadataOrParent) {
     addApplication(300, "Terminal", "org.example.Terminal");
     addProcess(4242, 300);
     if (GetParam().removedFile) {
-        remove(4242, GetParam().removedFile);
+        std::filesystem::remove(proc_.path() / "4242" / GetParam().removedFile);
     }
     EXPECT_EQ(provider().metadata(GetParam().pid), std::nullopt);
     EXPECT_EQ(provider().parentApplication(GetParam().pid), std::nullopt);
@@ -126,7 +123,7 @@ TEST_F(ProcessMetadataProviderTest, CommandPrefersApplicationIdThenNameThenCommT
     addApplication(1, "Editor", "org.example.Editor");
     addApplication(2, "Editor", std::nullopt, ActivationPolicy::prohibited);
     write("3/comm", "my (odd) \xff\n");
-    remove(4, "comm");
+    std::filesystem::remove(proc_.path() / "4/comm");
     EXPECT_EQ(provider().metadata(1)->command, "org.example.Editor");
     EXPECT_EQ(provider().metadata(2)->command, "Editor");
     EXPECT_EQ(provider().metadata(3)->command, "my (odd) \xEF\xBF\xBD");
