@@ -119,7 +119,7 @@ TEST_F(DesktopApplicationRegistryTest, WithoutBusOrDisplayNothingIsSent) {
                   QuitRequestOutcome::noProvenRoute);
     }
     EXPECT_FALSE(registry.activate(pid));
-    EXPECT_EQ(registry.ownBundleIdentifier(), "org.tovo.Tovo");
+    EXPECT_EQ(registry.ownBundleIdentifier(), "org.tovo.Tovo") << "so that Tovo never quits itself";
 }
 
 struct HostileFile {

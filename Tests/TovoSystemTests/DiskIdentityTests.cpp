@@ -59,10 +59,9 @@ TEST_P(DiskIdentityResolveTest, GroupsAndIdentifiesTheWholeDisk) {
     const auto tree = everyKindOfDisk();
     const auto resolved = DiskIdentityResolver(tree).resolve(tree.named(c.source)).resolved;
     ASSERT_TRUE(resolved.identity);
-    EXPECT_EQ(resolved.identity->groupingID, c.groupingID);
-    EXPECT_EQ(resolved.identity->attachmentID, c.attachmentID);
-    EXPECT_EQ(resolved.isVirtual, c.isVirtual);
-    EXPECT_EQ(resolved.logicalWholeDiskIdentifier, c.logicalWholeDisk);
+    EXPECT_EQ(std::tie(resolved.identity->groupingID, resolved.identity->attachmentID,
+                       resolved.isVirtual, resolved.logicalWholeDiskIdentifier),
+              std::tie(c.groupingID, c.attachmentID, c.isVirtual, c.logicalWholeDisk));
 }
 
 constexpr auto none = std::nullopt;

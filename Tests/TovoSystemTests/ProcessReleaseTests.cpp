@@ -206,10 +206,10 @@ TEST_P(Request, ActsAtMostOnceAndOnlyAfterTheIdentityCheck) {
     const auto attempt = c.release
                              ? scene.await(scene.releaser().requestRelease({scene.process})).at(0)
                              : scene.await(scene.stopper().requestStop(scene.process));
-    EXPECT_EQ(attempt.processID, pid);
-    EXPECT_EQ(attempt.processName, c.outcome & named ? "Editor" : scene.process.command);
-    EXPECT_EQ(attempt.disposition, c.disposition);
-    EXPECT_EQ(attempt.message, c.message);
+    const std::string name = c.outcome & named ? "Editor" : scene.process.command;
+    EXPECT_EQ(
+        std::tie(attempt.processID, attempt.processName, attempt.disposition, attempt.message),
+        std::tie(pid, name, c.disposition, c.message));
     EXPECT_EQ(scene.signals, (c.outcome & signalled ? Signals{{pid, SIGTERM}} : Signals{}));
     EXPECT_EQ(scene.asked(), c.outcome & asked ? askedOnce : std::vector<QuitRoute>{});
 }
