@@ -68,39 +68,37 @@ TEST(JsonWriterTest, WritesNestedValuesAndEscapesStrings) {
                              "}\n");
 }
 
-TEST(ProgressLineTest, PrintsEachNewLineOnceWhenNotATerminal) {
+struct ProgressScene {
+    explicit ProgressScene(bool terminal, std::size_t columns = 80)
+        : progress(output, terminal, style, columns) {}
     std::ostringstream output;
-    const TerminalStyle style(false);
-    ProgressLine progress(output, false, style);
-    progress.show("Checking");
-    progress.tick();
-    progress.show("Checking");
-    progress.show("Releasing");
-    progress.show(std::nullopt);
-    progress.show("Releasing");
-    EXPECT_EQ(output.str(), "Checking\nReleasing\nReleasing\n");
-    EXPECT_EQ(progress.tickInterval(), std::nullopt);
-}
+    const TerminalStyle style{false};
+    ProgressLine progress;
+};
 
-TEST(ProgressLineTest, RedrawsOneLineInPlaceOnATerminal) {
-    std::ostringstream output;
-    const TerminalStyle style(false);
-    ProgressLine progress(output, true, style);
-    progress.show("Checking");
-    progress.tick();
-    progress.show(std::nullopt);
-    EXPECT_EQ(output.str(), "\r\033[2K| Checking\r\033[2K/ Checking\r\033[2K");
-    EXPECT_TRUE(progress.tickInterval());
+TEST(ProgressLineTest, PrintsEachNewLineOnceWhenNotATerminalAndRedrawsInPlaceOnOne) {
+    ProgressScene file(false);
+    for (const auto& text : {"Checking", "Checking", "Releasing", "", "Releasing"}) {
+        file.progress.show(*text ? std::optional<std::string>(text) : std::nullopt);
+        file.progress.tick();
+    }
+    EXPECT_EQ(file.output.str(), "Checking\nReleasing\nReleasing\n");
+    EXPECT_EQ(file.progress.tickInterval(), std::nullopt);
+
+    ProgressScene terminal(true);
+    terminal.progress.show("Checking");
+    terminal.progress.tick();
+    terminal.progress.show(std::nullopt);
+    EXPECT_EQ(terminal.output.str(), "\r\033[2K| Checking\r\033[2K/ Checking\r\033[2K");
+    EXPECT_TRUE(terminal.progress.tickInterval());
 }
 
 TEST(ProgressLineTest, CutsALiveLineToTheTerminalsWidth) {
-    std::ostringstream output;
-    const TerminalStyle style(false);
     // 10 columns go to the spinner and the seconds: 6 characters are left.
-    ProgressLine progress(output, true, style, 16);
-    progress.show("\u201CAB\u201D and more");
-    progress.show("Short");
-    EXPECT_EQ(output.str(), "\r\033[2K| \u201CAB\u201D \u2026\r\033[2K| Short");
+    ProgressScene terminal(true, 16);
+    terminal.progress.show("\u201CAB\u201D and more");
+    terminal.progress.show("Short");
+    EXPECT_EQ(terminal.output.str(), "\r\033[2K| \u201CAB\u201D \u2026\r\033[2K| Short");
 }
 
 // The workflow runs only here, so it needs no locks: work from other threads waits its

@@ -13,8 +13,6 @@
 #include "TovoCore/Async/Clock.hpp"
 #include "TovoCore/Services/Logger.hpp"
 
-#include <QAccessible>
-#include <QAccessibleEvent>
 #include <QApplication>
 #include <QElapsedTimer>
 #include <QPushButton>
@@ -22,9 +20,6 @@
 #include <QToolButton>
 #include <gtest/gtest.h>
 
-#include <functional>
-#include <memory>
-#include <string>
 #include <vector>
 
 namespace tovo::testing {
@@ -43,6 +38,17 @@ inline QApplication& guiApplication() {
     }();
     return *application;
 }
+
+/// Lists a fixed set of disks.
+class FixedVolumeProvider final : public VolumeProviding {
+public:
+    explicit FixedVolumeProvider(std::vector<ExternalDisk> disks)
+        : disks_(std::move(disks)) {}
+    Task<std::vector<ExternalDisk>> mountedExternalDisks() override { co_return disks_; }
+
+private:
+    std::vector<ExternalDisk> disks_;
+};
 
 /// A whole Tovo window over demo services (or others) with test time: the workflow's
 /// settle and release waits pass only when the harness advances its virtual clock.
