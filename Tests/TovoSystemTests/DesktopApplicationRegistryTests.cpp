@@ -156,8 +156,7 @@ INSTANTIATE_TEST_SUITE_P(
                     [](const fs::path& at) { fs::create_symlink("/dev/zero", at); }},
         HostileFile{"TooLarge",
                     [](const fs::path& at) {
-                        std::ofstream(at) << "[Desktop Entry]\nName=Big\n"
-                                          << std::string(2 * 1024 * 1024, '#');
+                        write(at, "[Desktop Entry]\nName=Big\n" + std::string(2 << 20, '#'));
                     }}),
     [](const auto& info) { return std::string(info.param.name); });
 

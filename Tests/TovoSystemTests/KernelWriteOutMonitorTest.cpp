@@ -50,9 +50,7 @@ TEST_P(KernelWriteOutMonitorTest, SamplesWhatTheKernelSays) {
     const auto& param = GetParam();
     testing::TemporaryFolder root;
     const auto write = [&](const std::string& file, const std::optional<std::string>& text) {
-        if (text) {
-            testing::writeText(root.path() / file, *text);
-        }
+        text ? testing::writeText(root.path() / file, *text) : void();
     };
     const std::string block = "sys/class/block/";
     write(block + "sdz/dev", "8:16\n");
