@@ -27,12 +27,8 @@ protected:
                                          // Same diskseq, but a number udisks2 does not know.
                                          {"sdy/dev", "4000:9"},
                                          {"sdy/diskseq", "77"}}) {
-            write(file, text);
+            writeText(blocks() / file, std::string(text) + "\n");
         }
-    }
-    void write(const std::filesystem::path& file, const std::string& text) {
-        std::filesystem::create_directories((blocks() / file).parent_path());
-        std::ofstream(blocks() / file) << text << "\n";
     }
 
     void startMock(const std::string& scenario) {
@@ -41,7 +37,7 @@ protected:
             for (const auto& [name, minor, holder] :
                  {std::tuple{"sdx2", 3, "dm0"}, {"dm0", 4, "dm1"}, {"dm1", 5, "dm2"}}) {
                 std::filesystem::create_directories(blocks() / name / "holders" / holder);
-                write(std::string(holder) + "/dev", "4000:" + std::to_string(minor));
+                writeText(blocks() / holder / "dev", "4000:" + std::to_string(minor) + "\n");
             }
         }
         const auto service =

@@ -135,21 +135,19 @@ public:
         for (const unsigned char c : mountPoint.string()) {
             bytes += " " + std::to_string(c);
         }
-        return shell("busctl --address=" + address() +
-                     " call org.freedesktop.UDisks2 /org/freedesktop/UDisks2 "
-                     "org.freedesktop.DBus.ObjectManager GetManagedObjects")
+        return call("org.freedesktop.UDisks2 /org/freedesktop/UDisks2 "
+                    "org.freedesktop.DBus.ObjectManager GetManagedObjects")
                    .find(bytes + " 0") != std::string::npos;
     }
     /// udisksd probes every block device before it takes its name: give a busy machine time.
     bool awaitName(const std::string& name) const {
-        return eventually(
-            [&] {
-                return shell("busctl --address=" + address() +
-                             " call org.freedesktop.DBus /org/freedesktop/DBus "
-                             "org.freedesktop.DBus NameHasOwner s " +
-                             name) == "b true";
-            },
-            std::chrono::seconds(40));
+        const auto call = "org.freedesktop.DBus /org/freedesktop/DBus org.freedesktop.DBus "
+                          "NameHasOwner s " +
+                          name;
+        return eventually([&] { return this->call(call) == "b true"; }, std::chrono::seconds(40));
+    }
+    std::string call(const std::string& arguments) const {
+        return shell("busctl --address=" + address() + " call " + arguments);
     }
 
 private:
@@ -165,11 +163,11 @@ public:
     LoopDisk(const std::filesystem::path& folder, const std::string& name,
              const std::string& preferred = "") {
         image_ = folder / (name + ".img");
-        shell("truncate -s 64M '" + image_.string() + "'");
         const auto image = " '" + image_.string() + "'";
-        device_ = preferred.empty()
-                      ? ""
-                      : shell("losetup " + preferred + image + " && echo " + preferred);
+        shell("truncate -s 64M" + image);
+        if (!preferred.empty()) {
+            device_ = shell("losetup " + preferred + image + " && echo " + preferred);
+        }
         if (!isAttached()) {
             device_ = shell("losetup -f --show" + image);
         }
@@ -274,7 +272,7 @@ class VirtualDisplay {
 public:
     explicit VirtualDisplay(const std::filesystem::path& announced,
                             std::vector<std::string> options = {})
-        : server_(arguments(std::move(options)), ChildOptions{.output = announced}) {
+        : server_(withOptions(std::move(options)), ChildOptions{.output = announced}) {
         // The display number is a line of its own, among whatever the server logs there.
         eventually([&] {
             std::ifstream file(announced);
@@ -289,7 +287,7 @@ public:
     const std::string& name() const { return name_; }
 
 private:
-    static std::vector<std::string> arguments(std::vector<std::string> options) {
+    static std::vector<std::string> withOptions(std::vector<std::string> options) {
         options.insert(options.begin(), {"/usr/bin/Xvfb", "-displayfd", "1", "-nolisten", "tcp",
                                          "-screen", "0", "320x240x24"});
         return options;

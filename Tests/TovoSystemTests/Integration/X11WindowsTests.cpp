@@ -31,10 +31,8 @@ protected:
         ASSERT_NE(display, nullptr) << "Xvfb did not start";
     }
     bool serverHasClientIds() {
-        int opcode = 0;
-        int event = 0;
-        int error = 0;
-        return XQueryExtension(display, "X-Resource", &opcode, &event, &error) != 0;
+        int unused[3];
+        return XQueryExtension(display, "X-Resource", &unused[0], &unused[1], &unused[2]) != 0;
     }
 
     Window makeWindow(long claimedPID, bool takesDelete) {
