@@ -142,6 +142,17 @@ TEST_F(LsofBlockerDiagnoserTest, RunsLsofOnceOverEveryVolumeAndMergesInVolumeOrd
                                                          "0", "+f", "--", diskPath, dataPath));
 }
 
+// A volume mounted inside another's folder takes the files under it, whatever the order;
+// a file no volume holds by name (lsof printed it otherwise) still counts, with the first.
+TEST_F(LsofBlockerDiagnoserTest, AFileGoesWithTheInnermostVolumeHoldingIt) {
+    const auto inner = diskPath + "/inner";
+    disk_.volumes.insert(disk_.volumes.begin(), testing::makeVolume("VOL-0", inner));
+    scanner_->tables = {{mountAt(diskPath, 100), mountAt(inner, 101)}};
+    runner_->answer({0, holder(600) + holder(500, {inner + "/x"}) + holder(700, {"/x/f"}), ""});
+    addLive({500, 600, 700});
+    EXPECT_THAT(pids(diagnose()), ElementsAre(500, 700, 600));
+}
+
 struct StatusCase {
     const char* name;
     CommandResult answer;
