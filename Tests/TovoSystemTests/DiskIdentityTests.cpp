@@ -90,7 +90,9 @@ TEST(DiskIdentityResolveTest, ReportsTheWholeDiskFacts) {
     EXPECT_EQ(*resolved.resolved.identity,
               (WholeDiskIdentity{"io:41", 41, "5f2c1e7a-01", "sdb", "SanDisk Cruzer Blade",
                                  2'000'000LL * 512}));
-    EXPECT_EQ(resolved.fileSystemLabel(), "STICK 2");
+    EXPECT_EQ(std::make_tuple(resolved.fileSystemUUID(), resolved.fileSystemLabel(),
+                              resolved.fileSystemType()),
+              std::make_tuple("AB12-CD34", "STICK 2", "vfat"));
     EXPECT_TRUE(resolved.isRemovable && resolved.isExternal);
 }
 
