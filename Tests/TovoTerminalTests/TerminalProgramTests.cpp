@@ -28,8 +28,7 @@ TEST_P(TerminalCauseTest, WhyCountsCausesWithTheProcessesAndTellsTheFinderWhatLs
             finder->searches.setValue({makeCause(BusyCauseKind::swap, "/dev/sdb2")});
             return finder;
         });
-    EXPECT_EQ(why.exit, ExitCode::stillBusy);
-    EXPECT_EQ(why.errors, "");
+    EXPECT_EQ(why.exit, ExitCode::stillBusy) << why.errors;
     EXPECT_THAT(why.output, HasSubstr(processesFound ? "2 things keep this disk busy"
                                                      : "One thing keeps this disk busy"));
     EXPECT_THAT(why.output, HasSubstr("Swap\n    Part of this disk is used as swap."));

@@ -1,5 +1,6 @@
 #include "PresentationTestValues.hpp"
 #include "Support/FakeApplicationRegistry.hpp"
+#include "Tovo/Support/BackgroundApplicationLookup.hpp"
 #include "Tovo/Support/BlockerRowPresentation.hpp"
 #include "Tovo/Support/ProcessPresentation.hpp"
 #include "Tovo/Support/ReadableText.hpp"
@@ -109,6 +110,28 @@ TEST(ShowableApplication, PrefersTheProcessesOwnThenItsParentNeverABackgroundOne
     registry.add(app(60, "Editor", ActivationPolicy::prohibited));
     registry.applications.erase(50);
     EXPECT_FALSE(presentation.showableApplication(process));
+}
+
+// Names come from /proc and desktop files, read off the UI thread: the window never
+// waits, keeps the last answer while the rows are invalidated, then looks again.
+TEST(BackgroundApplicationLookup, AnswersFromAWorkerAndLooksAgainOnlyAfterAnInvalidation) {
+    ManualExecutor main;
+    const auto registry = std::make_shared<FakeApplicationRegistry>();
+    registry->add(app(7, "Editor"));
+    BackgroundApplicationLookup lookup(registry, main);
+    int changes = 0;
+    lookup.setChangeHandler([&] { ++changes; });
+    const auto name = [&] {
+        return *lookup.runningApplication(7).value_or(app(7, "-")).localizedName;
+    };
+    EXPECT_EQ(name(), "-") << "never waits for the worker";
+    ASSERT_TRUE(main.runUntil([&] { return changes == 1; }, std::chrono::seconds(5)));
+    EXPECT_EQ(name(), "Editor");
+    registry->add(app(7, "Text Editor"));
+    lookup.invalidate();
+    EXPECT_EQ(name(), "Editor") << "the last answer meanwhile";
+    ASSERT_TRUE(main.runUntil([&] { return changes == 2; }, std::chrono::seconds(5)));
+    EXPECT_EQ(name(), "Text Editor");
 }
 
 // Plan, attempt, status symbol, its colour, message colour.

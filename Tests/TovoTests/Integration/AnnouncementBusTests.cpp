@@ -24,20 +24,14 @@ constexpr const char* accessibilityBus = "/usr/libexec/at-spi-bus-launcher";
 constexpr const char* listenerScript = R"(
 import json, sys, pyatspi
 from gi.repository import GLib
-
-def attributes(accessible):
-    found = accessible.get_attributes() or {}
-    if isinstance(found, list):
-        found = dict(item.split(":", 1) for item in found if ":" in item)
-    return found
-
 def heard(event):
     source = event.source
-    parent = source.parent if source else None
-    print(json.dumps({"type": event.type, "data": str(event.any_data),
-                      "attributes": attributes(source) if source else {},
-                      "parent": parent.name if parent else None}), flush=True)
-
+    found = (source.get_attributes() if source else None) or {}
+    if isinstance(found, list):
+        found = dict(item.split(":", 1) for item in found if ":" in item)
+    print(json.dumps({"type": event.type, "data": str(event.any_data), "attributes": found,
+                      "parent": source.parent.name if source and source.parent else None}),
+          flush=True)
 for kind in ("object:text-changed:insert", "object:announcement"):
     pyatspi.Registry.registerEventListener(heard, kind)
 print("ready", flush=True)
@@ -46,12 +40,9 @@ pyatspi.Registry.start()
 )";
 
 bool hasTools() {
-    for (const char* tool : {python, xServer, busDaemon, accessibilityBus}) {
-        if (::access(tool, X_OK) != 0) {
-            return false;
-        }
-    }
-    return std::system("/usr/bin/python3 -c 'import pyatspi' >/dev/null 2>&1") == 0;
+    return std::ranges::all_of(std::initializer_list{python, xServer, busDaemon, accessibilityBus},
+                               [](const char* tool) { return ::access(tool, X_OK) == 0; }) &&
+           std::system("/usr/bin/python3 -c 'import pyatspi' >/dev/null 2>&1") == 0;
 }
 
 /// A display number no X server uses now.
