@@ -95,6 +95,8 @@ Arrange running(std::string command) {
 }
 const Arrange otherUser = [](Scene& s) { s.process.userID = 0; };
 const Arrange unverifiable = [](Scene& s) { s.process.startTime.reset(); };
+const Arrange noExecutable = [](Scene& s) { s.process.executablePath.reset(); };
+const Arrange userUnknown = [](Scene& s) { s.process.userID.reset(); };
 const Arrange noApplication = [](Scene& s) { s.registry->applications.clear(); };
 
 const std::string writeWarning =
@@ -105,6 +107,8 @@ const std::string sigtermText = "Tovo will send one stop request (SIGTERM) to co
                                 "stop cleanly. Tovo never forces a kill.";
 const std::string systemText = "Close the file or wait for the system to finish.";
 const std::string protectedStop = "Tovo will not stop this protected process.";
+const std::string unverifiedStop =
+    "Tovo cannot verify this process identity, so it will not send a stop request.";
 
 // The explicit stop of a command-line tool, or of an application once one is made.
 struct StopPlanRow {
@@ -138,9 +142,9 @@ INSTANTIATE_TEST_SUITE_P(
         StopPlanRow{"init", [](auto& s) { s.process.pid = 1; }, protectedStop},
         StopPlanRow{"otherUserBeforeIdentity", [](auto& s) { otherUser(s), unverifiable(s); },
                     otherUserStop},
-        StopPlanRow{"noExecutable", [](auto& s) { s.process.executablePath.reset(); },
-                    "Tovo cannot verify this process identity, so it will not send a stop "
-                    "request."},
+        StopPlanRow{"userUnknown", userUnknown, otherUserStop},
+        StopPlanRow{"noStartTime", unverifiable, unverifiedStop},
+        StopPlanRow{"noExecutable", noExecutable, unverifiedStop},
         StopPlanRow{"systemHelperEvenAsApp",
                     [](auto& s) { s.process.command = "nautilus", s.makeApplication("Files"); },
                     "This is part of the system. " + systemText, StopMethod::unavailable, "Files"},
@@ -319,6 +323,7 @@ INSTANTIATE_TEST_SUITE_P(
         PlanRow{"initIsProtected", [](auto& s) { s.process.pid = 1, otherUser(s); }, protectedText},
         PlanRow{"ownProcess", [](auto& s) { s.process.pid = ownPID; }, protectedText},
         PlanRow{"otherUser", otherUser, otherUserText},
+        PlanRow{"userUnknown", userUnknown, otherUserText},
         PlanRow{
             "systemDissent",
             [](auto& s) { s.process.isSystemDissent = true, holding("3", OpenAccess::write)(s); },
@@ -341,6 +346,7 @@ INSTANTIATE_TEST_SUITE_P(
         PlanRow{"unknownAccess", holding("5", OpenAccess::unknown),
                 "Tovo cannot verify how this process uses the disk."},
         PlanRow{"noStartTime", unverifiable, "Tovo cannot verify this app's process identity."},
+        PlanRow{"noExecutable", noExecutable, "Tovo cannot verify this app's process identity."},
         PlanRow{"commandInFolder",
                 [](auto& s) { noApplication(s), holding("cwd", OpenAccess::unknown)(s); },
                 "Its current folder is on this disk. " + commandText},
