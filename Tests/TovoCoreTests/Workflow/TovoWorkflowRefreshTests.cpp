@@ -19,6 +19,9 @@ TEST_F(TovoWorkflowRefreshTest, KeepsAListedSelectionAndItsStateElsePicksTheFirs
                             Entry{Level::info, "Disk refresh completed count=2"}));
     h.reachBlocked({editor});
     const auto plans = workflow.releasePlans();
+    // Picking the shown disk again, or one no longer listed, must not wipe the screen.
+    workflow.selectDisk(photos.id);
+    workflow.selectDisk("attachment:99");
 
     h.listDisks({backup, photos, archive});
     EXPECT_EQ(workflow.selectedDiskID(), photos.id);
@@ -123,6 +126,9 @@ enum class WayOut {
     ejectAgain
 };
 
+const char* const wayNames[] = {"refreshFails", "selectionLost", "otherDisk", "reset",
+                                "ejectAgain"};
+
 class TovoWorkflowClearingTest : public ::testing::TestWithParam<WayOut> {};
 
 TEST_P(TovoWorkflowClearingTest, LeavesNoListBehind) {
@@ -177,11 +183,14 @@ TEST_P(TovoWorkflowClearingTest, LeavesNoListBehind) {
 INSTANTIATE_TEST_SUITE_P(Ways, TovoWorkflowClearingTest,
                          ::testing::Values(WayOut::refreshFails, WayOut::refreshLosesTheSelection,
                                            WayOut::otherDiskSelected, WayOut::resultReset,
-                                           WayOut::ejectAgain));
+                                           WayOut::ejectAgain),
+                         [](const auto& info) { return std::string(wayNames[info.index]); });
 
 // A refresh started before an operation and answering after it ended lists an older
 // state than the one the operation left: it is dropped.
-enum class LateFor { failedEject, release, stop };
+enum class LateFor { ejected, failedEject, release, stop };
+
+const char* const lateNames[] = {"ejected", "failedEject", "release", "stop"};
 
 class TovoWorkflowLateRefreshTest : public ::testing::TestWithParam<LateFor> {};
 
@@ -191,7 +200,12 @@ TEST_P(TovoWorkflowLateRefreshTest, IsDropped) {
     h.releaser->answerRequestsWith(ReleaseDisposition::requested);
     h.diagnoses->setValue({editor});
     h.start(h.workflow->refresh());
-    if (GetParam() == LateFor::failedEject) {
+    if (GetParam() == LateFor::ejected) {
+        h.start(h.workflow->attemptEject());
+        h.start(h.workflow->refresh()); // and another one during the eject
+        h.ejector->ejects.resolve();
+        h.run();
+    } else if (GetParam() == LateFor::failedEject) {
         h.ejector->ejects.enqueueError(TestError());
         h.start(h.workflow->attemptEject());
     } else if (GetParam() == LateFor::release) {
@@ -203,17 +217,25 @@ TEST_P(TovoWorkflowLateRefreshTest, IsDropped) {
     h.runOutTheClock();
     ASSERT_FALSE(h.workflow->phase().isBusy());
     const auto phase = h.workflow->phase();
+    const auto disks = h.workflow->disks();
+    h.logger.clear();
 
     h.volumes->listing.resolve({archive});
+    if (GetParam() == LateFor::ejected) {
+        h.volumes->listing.resolve({archive});
+    }
     h.run();
 
     EXPECT_EQ(h.workflow->phase(), phase);
-    EXPECT_EQ(h.workflow->disks(), (std::vector{photos, backup}));
-    EXPECT_EQ(h.workflow->selectedDiskID(), photos.id);
+    EXPECT_EQ(h.workflow->disks(), disks);
+    EXPECT_EQ(h.workflow->selectedDiskID(), disks.front().id);
+    EXPECT_THAT(h.logger.entries(), IsEmpty()) << "dropped, not deferred";
 }
 
 INSTANTIATE_TEST_SUITE_P(Operations, TovoWorkflowLateRefreshTest,
-                         ::testing::Values(LateFor::failedEject, LateFor::release, LateFor::stop));
+                         ::testing::Values(LateFor::ejected, LateFor::failedEject, LateFor::release,
+                                           LateFor::stop),
+                         [](const auto& info) { return std::string(lateNames[info.index]); });
 
 TEST_F(TovoWorkflowRefreshTest, ObserversHearOfEachChangeBeforeItHappens) {
     std::vector<std::string> seen;
