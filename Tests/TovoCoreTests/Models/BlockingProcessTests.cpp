@@ -1,3 +1,4 @@
+#include "Support/ModelBuilders.hpp"
 #include "TovoCore/Models/BlockingProcess.hpp"
 
 #include <gtest/gtest.h>
@@ -13,16 +14,9 @@ OpenFileReference file(std::string path, std::optional<std::string> descriptor, 
 }
 
 BlockingProcess process(std::vector<OpenFileReference> files = {}) {
-    return BlockingProcess{42,
-                           7,
-                           "editor",
-                           501u,
-                           "user",
-                           std::move(files),
-                           "/usr/bin/editor",
-                           ProcessStartTime{100, 5},
-                           false,
-                           std::nullopt};
+    auto p = testing::makeProcess(42);
+    p.openFiles = std::move(files);
+    return p;
 }
 
 class AccessLetterTest
@@ -89,8 +83,8 @@ INSTANTIATE_TEST_SUITE_P(
         IdentityCase{"command", [](auto& p) { p.command = "other"; }, false},
         IdentityCase{"parent", [](auto& p) { p.parentPID = 8; }, false},
         IdentityCase{"parentAbsent", [](auto& p) { p.parentPID.reset(); }, false},
-        IdentityCase{"startSeconds", [](auto& p) { p.startTime->seconds = 101; }, false},
-        IdentityCase{"startMicros", [](auto& p) { p.startTime->microseconds = 6; }, false},
+        IdentityCase{"startSeconds", [](auto& p) { p.startTime->seconds += 1; }, false},
+        IdentityCase{"startMicros", [](auto& p) { p.startTime->microseconds += 1; }, false},
         IdentityCase{"startAbsent", [](auto& p) { p.startTime.reset(); }, false},
         IdentityCase{"executable", [](auto& p) { p.executablePath = "/usr/bin/x"; }, false},
         IdentityCase{"executableAbsent", [](auto& p) { p.executablePath.reset(); }, false},

@@ -1,3 +1,4 @@
+#include "Support/ModelBuilders.hpp"
 #include "Support/TaskRunning.hpp"
 #include "TovoCore/Async/CancellationError.hpp"
 #include "TovoCore/Models/EjectionState.hpp"
@@ -62,7 +63,7 @@ public:
 
 TEST(DefaultReleasePlanTest, OnePlanPerProcessLeftToTheUser) {
     const DefaultPlanner planner;
-    BlockingProcess p{5, {}, "tool", {}, {}, {}, {}, {}, false, {}};
+    const auto p = testing::makeProcess(5, "tool");
     ManualExecutor executor;
     const auto plans = testing::runToEnd(executor, planner.planRelease({p, p}));
     ASSERT_EQ(plans.size(), 2u);

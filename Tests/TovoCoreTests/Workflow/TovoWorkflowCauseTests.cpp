@@ -57,25 +57,6 @@ TEST(TovoWorkflowCauseTest, ShowsProcessesAloneWhenTheCauseSearchFails) {
         ::testing::Contains(Entry{Level::error, "Cause search failed domain=TestDomain code=42"}));
 }
 
-TEST(TovoWorkflowCauseTest, DropsCausesThatArriveAfterTheUserMovedOn) {
-    WorkflowHarness h;
-    h.causeFinder->searches.setResponder(nullptr);
-    h.listDisks({photos, backup});
-    h.ejector->ejects.enqueueError(WorkflowHarness::busyFailure());
-    h.diagnoses->enqueueValue({});
-    h.start(h.workflow->attemptEject());
-    ASSERT_EQ(h.workflow->phase(), EjectionPhase::diagnosing());
-
-    h.selectOtherDisk();
-    h.causeFinder->searches.resolve({nested});
-    h.run();
-
-    EXPECT_EQ(h.workflow->phase(), EjectionPhase::ready());
-    EXPECT_EQ(h.workflow->selectedDiskID(), backup.id);
-    EXPECT_THAT(h.workflow->busyCauses(), IsEmpty());
-    EXPECT_THAT(h.logger.entries(), ElementsAre(staleDropped));
-}
-
 // The release carries out the confirmed cause actions once the apps are gone and
 // before the eject is tried again; causes left to the user are never acted on.
 TEST(TovoWorkflowCauseTest, ActsOnApprovedCausesAfterTheAppsQuitAndBeforeTheRetry) {
@@ -128,27 +109,6 @@ TEST(TovoWorkflowCauseTest, NeverActsOnACauseWhosePlanChangedSinceTheReview) {
 
     EXPECT_EQ(h.causeFinder->resolutions.callCount(), 0u);
     EXPECT_EQ(h.workflow->phase(), EjectionPhase::retrying());
-}
-
-TEST(TovoWorkflowCauseTest, DropsACauseActionThatEndsAfterTheUserMovedOn) {
-    WorkflowHarness h;
-    ejectIntoCauses(h, {}, {nested});
-    h.diagnoses->setValue({});
-    h.causeFinder->searches.setValue({nested});
-    h.causeFinder->resolutions.setResponder(nullptr);
-    h.start(h.workflow->performSafeTovo());
-    h.runOutTheClock();
-    ASSERT_EQ(h.causeFinder->resolutions.callCount(), 1u);
-
-    h.selectOtherDisk();
-    h.causeFinder->resolutions.resolve({nested.key(), ReleaseDisposition::requested, "Done."});
-    h.run();
-
-    EXPECT_EQ(h.ejector->ejects.callCount(), 1u);
-    EXPECT_EQ(h.workflow->selectedDiskID(), backup.id);
-    EXPECT_THAT(h.workflow->causeAttempts(), IsEmpty());
-    EXPECT_THAT(h.logger.entries(), ElementsAre(staleDropped))
-        << ::testing::PrintToString(h.logger.messages());
 }
 
 TEST(TovoWorkflowCauseTest, ARetryRefusedWithOnlyCausesLeftShowsThem) {

@@ -1,6 +1,5 @@
 #include "TovoCoreTests/Workflow/WorkflowHarness.hpp"
 
-#include <functional>
 #include <stdexcept>
 
 namespace tovo::testing {
@@ -20,6 +19,9 @@ TEST_F(TovoWorkflowRefreshTest, KeepsAListedSelectionAndItsStateElsePicksTheFirs
                             Entry{Level::info, "Disk refresh completed count=2"}));
     h.reachBlocked({editor});
     const auto plans = workflow.releasePlans();
+    // Picking the shown disk again, or one no longer listed, must not wipe the screen.
+    workflow.selectDisk(photos.id);
+    workflow.selectDisk("attachment:99");
 
     h.listDisks({backup, photos, archive});
     EXPECT_EQ(workflow.selectedDiskID(), photos.id);
@@ -116,26 +118,60 @@ INSTANTIATE_TEST_SUITE_P(
     [](const auto& info) { return std::string(info.param.label); });
 
 // Every way out of a screen full of lists leaves none of them behind.
-struct ClearingCase {
-    const char* label;
-    std::function<void(WorkflowHarness&)> act;
-    EjectionPhase expectedPhase;
-    std::vector<ExternalDisk> expectedDisks;
-    std::optional<std::string> expectedSelection;
+enum class WayOut {
+    refreshFails,
+    refreshLosesTheSelection,
+    otherDiskSelected,
+    resultReset,
+    ejectAgain
 };
 
-class TovoWorkflowClearingTest : public ::testing::TestWithParam<ClearingCase> {};
+const char* const wayNames[] = {"refreshFails", "selectionLost", "otherDisk", "reset",
+                                "ejectAgain"};
+
+class TovoWorkflowClearingTest : public ::testing::TestWithParam<WayOut> {};
 
 TEST_P(TovoWorkflowClearingTest, LeavesNoListBehind) {
-    const auto& param = GetParam();
     WorkflowHarness h;
     h.reachFullyBlocked();
-    param.act(h);
+    auto& w = *h.workflow;
+    auto phase = EjectionPhase::ready();
+    std::vector disks{photos, backup};
+    std::optional<std::string> selection = photos.id;
+    switch (GetParam()) {
+    case WayOut::refreshFails:
+        h.volumes->listing.enqueueError(std::runtime_error("  \n"));
+        h.start(w.refresh());
+        EXPECT_TRUE(h.logger.entries().back().message.starts_with("Disk refresh failed domain="));
+        phase =
+            EjectionPhase::failed("Could not check disks", "The system did not provide a reason.",
+                                  FailureRecovery::refreshDisks);
+        disks.clear();
+        selection.reset();
+        break;
+    case WayOut::refreshLosesTheSelection:
+        disks = {backup, archive};
+        h.listDisks(disks);
+        selection = backup.id;
+        break;
+    case WayOut::otherDiskSelected:
+        w.selectDisk(backup.id);
+        selection = backup.id;
+        break;
+    case WayOut::resultReset:
+        disks = {photos, archive};
+        h.volumes->listing.enqueueValue(disks);
+        h.start(w.resetResult());
+        break;
+    case WayOut::ejectAgain:
+        h.start(w.attemptEject());
+        phase = EjectionPhase::ejecting();
+        break;
+    }
 
-    const auto& w = *h.workflow;
-    EXPECT_EQ(w.phase(), param.expectedPhase);
-    EXPECT_EQ(w.disks(), param.expectedDisks);
-    EXPECT_EQ(w.selectedDiskID(), param.expectedSelection);
+    EXPECT_EQ(w.phase(), phase);
+    EXPECT_EQ(w.disks(), disks);
+    EXPECT_EQ(w.selectedDiskID(), selection);
     EXPECT_THAT(w.blockers(), IsEmpty());
     EXPECT_THAT(w.releasePlans(), IsEmpty());
     EXPECT_THAT(w.stopPlans(), IsEmpty());
@@ -144,51 +180,19 @@ TEST_P(TovoWorkflowClearingTest, LeavesNoListBehind) {
     EXPECT_THAT(w.causeAttempts(), IsEmpty());
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Ways, TovoWorkflowClearingTest,
-    ::testing::Values(ClearingCase{"refreshFails",
-                                   [](WorkflowHarness& h) {
-                                       h.volumes->listing.enqueueError(std::runtime_error("  \n"));
-                                       h.start(h.workflow->refresh());
-                                       EXPECT_TRUE(h.logger.entries().back().message.starts_with(
-                                           "Disk refresh failed domain="));
-                                   },
-                                   EjectionPhase::failed("Could not check disks",
-                                                         "The system did not provide a reason.",
-                                                         FailureRecovery::refreshDisks),
-                                   {},
-                                   std::nullopt},
-                      ClearingCase{"refreshLosesTheSelection",
-                                   [](WorkflowHarness& h) {
-                                       h.listDisks({backup, archive});
-                                   },
-                                   EjectionPhase::ready(),
-                                   {backup, archive},
-                                   backup.id},
-                      ClearingCase{"otherDiskSelected",
-                                   [](WorkflowHarness& h) { h.workflow->selectDisk(backup.id); },
-                                   EjectionPhase::ready(),
-                                   {photos, backup},
-                                   backup.id},
-                      ClearingCase{"resultReset",
-                                   [](WorkflowHarness& h) {
-                                       h.volumes->listing.enqueueValue({photos, archive});
-                                       h.start(h.workflow->resetResult());
-                                   },
-                                   EjectionPhase::ready(),
-                                   {photos, archive},
-                                   photos.id},
-                      ClearingCase{"ejectedAgain",
-                                   [](WorkflowHarness& h) { h.start(h.workflow->attemptEject()); },
-                                   EjectionPhase::ejecting(),
-                                   {photos, backup},
-                                   photos.id}),
-    [](const auto& info) { return std::string(info.param.label); });
+INSTANTIATE_TEST_SUITE_P(Ways, TovoWorkflowClearingTest,
+                         ::testing::Values(WayOut::refreshFails, WayOut::refreshLosesTheSelection,
+                                           WayOut::otherDiskSelected, WayOut::resultReset,
+                                           WayOut::ejectAgain),
+                         [](const auto& info) { return std::string(wayNames[info.index]); });
 
 // A refresh started before an operation and answering after it ended lists an older
 // state than the one the operation left: it is dropped.
-class TovoWorkflowLateRefreshTest
-    : public ::testing::TestWithParam<std::pair<const char*, void (*)(WorkflowHarness&)>> {};
+enum class LateFor { ejected, failedEject, release, stop };
+
+const char* const lateNames[] = {"ejected", "failedEject", "release", "stop"};
+
+class TovoWorkflowLateRefreshTest : public ::testing::TestWithParam<LateFor> {};
 
 TEST_P(TovoWorkflowLateRefreshTest, IsDropped) {
     WorkflowHarness h;
@@ -196,39 +200,42 @@ TEST_P(TovoWorkflowLateRefreshTest, IsDropped) {
     h.releaser->answerRequestsWith(ReleaseDisposition::requested);
     h.diagnoses->setValue({editor});
     h.start(h.workflow->refresh());
-    GetParam().second(h);
+    if (GetParam() == LateFor::ejected) {
+        h.start(h.workflow->attemptEject());
+        h.start(h.workflow->refresh()); // and another one during the eject
+        h.ejector->ejects.resolve();
+        h.run();
+    } else if (GetParam() == LateFor::failedEject) {
+        h.ejector->ejects.enqueueError(TestError());
+        h.start(h.workflow->attemptEject());
+    } else if (GetParam() == LateFor::release) {
+        h.start(h.workflow->performSafeTovo());
+    } else {
+        h.stopper->stops.enqueueValue(attemptFor(editor, ReleaseDisposition::failed));
+        h.start(h.workflow->performStop(editor));
+    }
     h.runOutTheClock();
     ASSERT_FALSE(h.workflow->phase().isBusy());
     const auto phase = h.workflow->phase();
+    const auto disks = h.workflow->disks();
+    h.logger.clear();
 
     h.volumes->listing.resolve({archive});
+    if (GetParam() == LateFor::ejected) {
+        h.volumes->listing.resolve({archive});
+    }
     h.run();
 
     EXPECT_EQ(h.workflow->phase(), phase);
-    EXPECT_EQ(h.workflow->disks(), (std::vector{photos, backup}));
-    EXPECT_EQ(h.workflow->selectedDiskID(), photos.id);
+    EXPECT_EQ(h.workflow->disks(), disks);
+    EXPECT_EQ(h.workflow->selectedDiskID(), disks.front().id);
+    EXPECT_THAT(h.logger.entries(), IsEmpty()) << "dropped, not deferred";
 }
 
 INSTANTIATE_TEST_SUITE_P(Operations, TovoWorkflowLateRefreshTest,
-                         ::testing::Values(std::pair(
-                                               "failedEject",
-                                               +[](WorkflowHarness& h) {
-                                                   h.ejector->ejects.enqueueError(TestError());
-                                                   h.start(h.workflow->attemptEject());
-                                               }),
-                                           std::pair(
-                                               "release",
-                                               +[](WorkflowHarness& h) {
-                                                   h.start(h.workflow->performSafeTovo());
-                                               }),
-                                           std::pair(
-                                               "stop",
-                                               +[](WorkflowHarness& h) {
-                                                   h.stopper->stops.enqueueValue(attemptFor(
-                                                       editor, ReleaseDisposition::failed));
-                                                   h.start(h.workflow->performStop(editor));
-                                               })),
-                         [](const auto& info) { return std::string(info.param.first); });
+                         ::testing::Values(LateFor::ejected, LateFor::failedEject, LateFor::release,
+                                           LateFor::stop),
+                         [](const auto& info) { return std::string(lateNames[info.index]); });
 
 TEST_F(TovoWorkflowRefreshTest, ObserversHearOfEachChangeBeforeItHappens) {
     std::vector<std::string> seen;

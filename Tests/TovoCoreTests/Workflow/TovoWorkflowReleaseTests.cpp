@@ -186,6 +186,7 @@ enum class Stage {
     eject,
     ejectDiagnosis,
     ejectPlanning,
+    ejectCauseSearch,
     approvalDiagnosis,
     approvalPlanning,
     request,
@@ -201,7 +202,7 @@ enum class Stage {
 };
 
 void releaseUntil(WorkflowHarness& h, Stage stage) {
-    if (stage <= Stage::ejectPlanning) {
+    if (stage <= Stage::ejectCauseSearch) {
         h.listDisks({photos, backup});
         if (stage != Stage::eject) {
             h.ejector->ejects.enqueueError(WorkflowHarness::busyFailure());
@@ -209,6 +210,9 @@ void releaseUntil(WorkflowHarness& h, Stage stage) {
         if (stage == Stage::ejectPlanning) {
             h.diagnoses->enqueueValue({editor});
             h.releaser->plans.setResponder(nullptr);
+        } else if (stage == Stage::ejectCauseSearch) {
+            h.diagnoses->enqueueValue({});
+            h.causeFinder->searches.setResponder(nullptr);
         }
         h.start(h.workflow->attemptEject());
         return;
@@ -267,7 +271,8 @@ void answerAt(WorkflowHarness& h, Stage stage, std::exception_ptr error) {
         error ? h.stopper->stops.fail(error) : h.stopper->stops.resolve(requested);
     } else if (stage == Stage::retryEject || stage == Stage::eject) {
         error ? h.ejector->ejects.fail(error) : h.ejector->ejects.resolve();
-    } else if (stage == Stage::causeSearch || stage == Stage::recheckCauses) {
+    } else if (stage == Stage::causeSearch || stage == Stage::recheckCauses ||
+               stage == Stage::ejectCauseSearch) {
         error ? causes.searches.fail(error) : causes.searches.resolve({nested});
     } else if (stage == Stage::causeAction) {
         error ? causes.resolutions.fail(error)
@@ -409,6 +414,8 @@ INSTANTIATE_TEST_SUITE_P(
         InterruptionCase{"leaveDuringEject", Stage::eject, Interruption::leave},
         InterruptionCase{"leaveDuringEjectDiagnosis", Stage::ejectDiagnosis, Interruption::leave},
         InterruptionCase{"leaveDuringEjectPlanning", Stage::ejectPlanning, Interruption::leave},
+        InterruptionCase{"leaveDuringEjectCauseSearch", Stage::ejectCauseSearch,
+                         Interruption::leave},
         InterruptionCase{"leaveDuringApprovalDiagnosis", Stage::approvalDiagnosis,
                          Interruption::leave},
         InterruptionCase{"leaveDuringApprovalPlanning", Stage::approvalPlanning,
