@@ -14,7 +14,6 @@ namespace {
 
 using namespace std::chrono_literals;
 using namespace testing;
-using Seconds = std::chrono::duration<double>;
 
 class CommandRunnerWithChildren : public ::testing::Test {
 protected:
@@ -26,12 +25,6 @@ protected:
                 << "the abandoned child " << pid << " was never reaped";
         }
         EXPECT_TRUE(scratch_.isEmpty()) << "a scratch folder was left behind";
-    }
-
-    CommandResult run(std::filesystem::path executable, std::vector<std::string> arguments,
-                      double timeout = 5) {
-        SystemCommandRunner runner(executor_, timeout, scratch_.path());
-        return runToEnd(executor_, runner.run(std::move(executable), std::move(arguments)));
     }
 
     ManualExecutor executor_;
@@ -53,7 +46,8 @@ TEST_P(CommandRunnerResults, CapturesStatusAndBothStreams) {
     auto arguments = GetParam().command;
     const std::filesystem::path executable = arguments.front();
     arguments.erase(arguments.begin());
-    EXPECT_EQ(run(executable, arguments), GetParam().expected);
+    SystemCommandRunner runner(executor_, 5, scratch_.path());
+    EXPECT_EQ(runToEnd(executor_, runner.run(executable, arguments)), GetParam().expected);
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -115,18 +109,17 @@ class CommandRunnerStops : public CommandRunnerWithChildren,
 // after a 0.4 s grace, never killed.
 TEST_P(CommandRunnerStops, EndsTheChildsGroupOrAbandonsItAfterTheGrace) {
     const auto& row = GetParam();
-    const auto pidFile = work_.path() / "pid";
-    const std::map<Child, std::pair<std::filesystem::path, std::vector<std::string>>> commands{
-        {Child::obeying,
-         {"/bin/sh",
-          {"-c", "echo $$ > \"$0.tmp\" && mv \"$0.tmp\" \"$0\" && exec sleep 30", pidFile}}},
-        {Child::stubborn, {helperProgram("child_ignore_term"), {pidFile}}},
+    const auto pidFile = (work_.path() / "pid").string();
+    const std::map<Child, std::vector<std::string>> commands{
+        {Child::obeying, {helperProgram("holder_write"), work_.path() / "draft", pidFile}},
+        {Child::stubborn, {helperProgram("child_ignore_term"), pidFile}},
         // The pid file is its forked helper's.
-        {Child::forking, {helperProgram("holder_cwd"), {"/", work_.path() / "parent", pidFile}}}};
-    const auto& [program, arguments] = commands.at(row.child);
+        {Child::forking, {helperProgram("holder_cwd"), "/", work_.path() / "parent", pidFile}}};
+    const auto& command = commands.at(row.child);
     SystemCommandRunner runner(executor_, row.cancelled ? 20 : 0.3, scratch_.path());
     auto from = std::chrono::steady_clock::now();
-    StartedTask<CommandResult> run(executor_, runner.run(program, arguments));
+    StartedTask<CommandResult> run(executor_,
+                                   runner.run(command[0], {command.begin() + 1, command.end()}));
     executor_.runAll();
     const auto pid = awaitPidFile(pidFile);
     ASSERT_GT(pid, 0);
@@ -135,15 +128,15 @@ TEST_P(CommandRunnerStops, EndsTheChildsGroupOrAbandonsItAfterTheGrace) {
         run.cancel();
     }
     ASSERT_TRUE(run.finish(executor_, 5s));
-    const double elapsed = Seconds(std::chrono::steady_clock::now() - from).count();
+    const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - from;
 
     EXPECT_TRUE(row.cancelled ? isCancellation(run.error())
                               : runnerError(run.error()) ==
                                     std::pair(CommandRunnerError::Kind::timedOut,
                                               std::string("The process check took too long. "
                                                           "Try again.")));
-    EXPECT_GE(elapsed, row.atLeast);
-    EXPECT_LT(elapsed, row.atMost);
+    EXPECT_GE(elapsed.count(), row.atLeast);
+    EXPECT_LT(elapsed.count(), row.atMost);
     if (row.child == Child::stubborn) {
         leftovers_.push_back(pid);
         EXPECT_TRUE(isAliveAndNotZombie(pid)) << "the stubborn child must be left running";
@@ -166,23 +159,20 @@ INSTANTIATE_TEST_SUITE_P(
                       StopCase{"HelperOfAChildCancelled", true, Child::forking, 0, 0.3}),
     [](const auto& info) { return std::string(info.param.name); });
 
-class CommandRunnerOnFullDisk : public ::testing::TestWithParam<int> {};
-
-TEST_P(CommandRunnerOnFullDisk, ScratchFilesThatCannotBeMadeAreReportedAsSuch) {
+TEST_F(CommandRunnerWithChildren, ScratchFilesThatCannotBeMadeAreReportedAsSuch) {
     // Inodes for the folder, then for none or one of the two files.
-    TmpfsMount disk("size=1m,nr_inodes=" + std::to_string(GetParam()));
-    ASSERT_TRUE(disk.isMounted()) << "mounting a tmpfs with few inodes needs root";
-    ManualExecutor executor;
-    SystemCommandRunner runner(executor, 5, disk.path());
-    StartedTask<CommandResult> run(executor, runner.run("/bin/true", {}));
-    ASSERT_TRUE(run.finish(executor));
-    EXPECT_EQ(runnerError(run.error()),
-              std::pair(CommandRunnerError::Kind::couldNotCreateTemporaryFiles,
-                        std::string("Tovo could not prepare a process check.")));
-    EXPECT_TRUE(std::filesystem::is_empty(disk.path()));
+    for (const auto inodes : {"2", "3"}) {
+        TmpfsMount disk(std::string("size=1m,nr_inodes=") + inodes);
+        ASSERT_TRUE(disk.isMounted()) << "mounting a tmpfs with few inodes needs root";
+        SystemCommandRunner runner(executor_, 5, disk.path());
+        StartedTask<CommandResult> run(executor_, runner.run("/bin/true", {}));
+        ASSERT_TRUE(run.finish(executor_));
+        EXPECT_EQ(runnerError(run.error()),
+                  std::pair(CommandRunnerError::Kind::couldNotCreateTemporaryFiles,
+                            std::string("Tovo could not prepare a process check.")));
+        EXPECT_TRUE(std::filesystem::is_empty(disk.path())) << inodes;
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(InodeLimits, CommandRunnerOnFullDisk, ::testing::Values(2, 3));
 
 std::size_t openDescriptorCount() {
     const std::filesystem::directory_iterator entries("/proc/self/fd");
