@@ -62,14 +62,12 @@ TEST(DemoFlow, TovoableAppIsReviewedAskedToQuitAndTheDiskEjects) {
     const auto menuFollowsThePhase = [&] {
         const EjectionPhase& phase = harness.workflow().phase();
         const auto disk = harness.workflow().selectedDisk();
-        EXPECT_EQ(window.ejectAction()->text().toStdString(),
-                  MenuPresentation::ejectCommandTitle(phase, disk))
-            << phase.caseName();
-        EXPECT_EQ(window.ejectAction()->isEnabled(),
-                  MenuPresentation::isEjectCommandEnabled(phase, disk))
-            << phase.caseName();
-        EXPECT_EQ(window.refreshAction()->isEnabled(),
-                  MenuPresentation::isRefreshCommandEnabled(phase))
+        using namespace MenuPresentation;
+        EXPECT_EQ(std::tuple(window.ejectAction()->text().toStdString(),
+                             window.ejectAction()->isEnabled(),
+                             window.refreshAction()->isEnabled()),
+                  std::tuple(ejectCommandTitle(phase, disk), isEjectCommandEnabled(phase, disk),
+                             isRefreshCommandEnabled(phase)))
             << phase.caseName();
     };
     const QList<QAction*> menus = window.menuBar()->actions();
