@@ -124,22 +124,19 @@ TEST_F(BusyCauseIntegrationTest, AFolderSharedOverNFSIsFound) {
 // What udisks2 shows as the user's, Tovo releases through it: the image's file
 // system mounted inside the disk, then the loop device udisks2 set up for it.
 TEST_F(BusyCauseIntegrationTest, UdisksUnmountsANestedImageAndDetachesItsLoopDevice) {
-    const auto daemonFolder = folder_.path() / "udisks";
-    std::filesystem::create_directories(daemonFolder);
-    RealUdisks udisks(daemonFolder);
+    const TemporaryFolder daemonFolder;
+    RealUdisks udisks(daemonFolder.path());
     ASSERT_TRUE(udisks.bus.awaitName("org.freedesktop.UDisks2"));
     const auto image = inDisk("image.img");
     run("truncate -s 16M '" + image + "' && mkfs.ext4 -q -F -L IMAGE '" + image + "'", "true");
-    const auto mapped = shell("DBUS_SYSTEM_BUS_ADDRESS=" + udisks.bus.address() +
-                              " udisksctl loop-setup --no-user-interaction -f '" + image + "'");
-    const auto at = mapped.find("/dev/loop");
-    ASSERT_NE(at, std::string::npos) << mapped;
-    auto loop = mapped.substr(at);
-    loop = loop.substr(0, loop.find_first_not_of("/devlop0123456789"));
+    const auto loop = shell("DBUS_SYSTEM_BUS_ADDRESS=" + udisks.bus.address() +
+                            " udisksctl loop-setup --no-user-interaction -f '" + image +
+                            "' | grep -o '/dev/loop[0-9]*'");
+    ASSERT_TRUE(loop.starts_with("/dev/loop")) << loop;
     cleanups_.push_back("test -e /sys/block/" + loop.substr(5) + "/loop && losetup -d " + loop);
     udisks.udev.keepRunningAndSettle();
-    std::filesystem::create_directories(inDisk("img"));
-    run("mount " + loop + " '" + inDisk("img") + "'", "umount '" + inDisk("img") + "' || true");
+    run("mkdir '" + inDisk("img") + "' && mount " + loop + " '" + inDisk("img") + "'",
+        "umount '" + inDisk("img") + "' || true");
     ASSERT_TRUE(eventually([&] { return udisks.bus.udisksReportsMount(inDisk("img")); }));
 
     const SystemBusyCauseFinder finder(
