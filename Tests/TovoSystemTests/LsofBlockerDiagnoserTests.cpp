@@ -265,16 +265,14 @@ TEST_F(LsofBlockerDiagnoserTest, TakesParentAndCommandFromTheKernelAndLeavesOutT
     scanner_->commands[600] = "holder600"; // lsof agrees
 
     const auto blockers = diagnose();
-    const auto parsed = LsofFieldParser().parse(holder(500) + holder(600));
-    ASSERT_EQ(blockers.size(), 2u) << "650 ended before its identity was read";
-    auto expected =
-        parsed[0].withExecutionIdentity("/usr/bin/live500", ProcessStartTime{1'700'000'500u, 5},
-                                        ParentApplication{42, "Files", "org.example.Files"});
-    expected.parentPID = 42;
-    expected.command = "x) S 1";
+    ASSERT_THAT(pids(blockers), ElementsAre(500, 600)) << "650 ended before its identity was read";
+    auto expected = LsofFieldParser().parse(holder(500))[0].withExecutionIdentity(
+        "/usr/bin/live500", ProcessStartTime{1'700'000'500u, 5},
+        ParentApplication{42, "Files", "org.example.Files"});
+    expected.parentPID = 42, expected.command = "x) S 1";
     EXPECT_EQ(blockers[0], expected);
-    EXPECT_EQ(blockers[1].command, "holder600");
-    EXPECT_EQ(blockers[1].parentPID, 42);
+    EXPECT_EQ(std::tie(blockers[1].command, blockers[1].parentPID),
+              std::make_tuple("holder600", 42));
 }
 
 struct CommandCase {
