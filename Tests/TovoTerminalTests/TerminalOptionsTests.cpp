@@ -61,11 +61,13 @@ INSTANTIATE_TEST_SUITE_P(
         UsageRow{{"eject", "sdb", "--stop"}, "\u201C--stop\u201D needs a process id."},
         UsageRow{{"eject", "sdb", "--stop", "firefox"}, "\u201Cfirefox\u201D is not a process id."},
         UsageRow{{"eject", "sdb", "--stop=0"}, "\u201C0\u201D is not a process id."},
+        UsageRow{{"eject", "sdb", "--stop", "-5"}, "\u201C-5\u201D is not a process id."},
         UsageRow{{"eject", "sdb", "--stop", "+5"}, "\u201C+5\u201D is not a process id."},
         UsageRow{{"eject", "sdb", "--stop", "99999999999"},
                  "\u201C99999999999\u201D is not a process id."},
         UsageRow{{"eject", "sdb", "--json"}, "\u201C--json\u201D works only with list and why."},
         UsageRow{{"why", "sdb", "--yes"}, "\u201C--yes\u201D works only with eject."},
+        UsageRow{{"list", "--dry-run"}, "\u201C--dry-run\u201D works only with eject."},
         UsageRow{{"why", "sdb", "--stop", "12"}, "\u201C--stop\u201D works only with eject."},
         UsageRow{{"list", "--demo-ready", "--demo-blocked"},
                  "Choose one demo: --demo-tovoable, --demo-blocked, --demo-ready or "

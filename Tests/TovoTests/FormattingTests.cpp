@@ -53,8 +53,9 @@ TEST_P(ByteCountTest, PrintsDecimalUnitsLikeAFileBrowser) {
 
 INSTANTIATE_TEST_SUITE_P(
     Sizes, ByteCountTest,
-    ::testing::Values(Bytes{1, "1 byte"}, Bytes{999, "999 bytes"}, Bytes{1499, "1 kB"},
-                      Bytes{1500, "2 kB"}, Bytes{999'499, "999 kB"}, Bytes{999'500, "1 MB"},
+    ::testing::Values(Bytes{0, "0 bytes"}, Bytes{1, "1 byte"}, Bytes{999, "999 bytes"},
+                      Bytes{1000, "1 kB"}, Bytes{1499, "1 kB"}, Bytes{1500, "2 kB"},
+                      Bytes{999'499, "999 kB"}, Bytes{999'500, "1 MB"},
                       Bytes{12'345'678, "12.3 MB"}, Bytes{12'000'000, "12 MB"},
                       Bytes{999'960'000, "1 GB"}, Bytes{1'234'567'890, "1.23 GB"},
                       Bytes{2'005'000'000'000, "2.01 TB"}, Bytes{-2'500, "-3 kB"},
@@ -83,6 +84,7 @@ TEST(DiskSelector, CountLabelAndColumns) {
 TEST(DiskCardTooltip, GivesTheWholeNameWhenCutAndSaysWhichDiskIsSelected) {
     EXPECT_EQ(cardTooltip("Photo Archive", false, false), "");
     EXPECT_EQ(cardTooltip("Photo Archive", true, false), "Selected disk");
+    EXPECT_EQ(cardTooltip("Photo Archive", false, true), "Photo Archive");
     EXPECT_EQ(cardTooltip("Photo Archive", true, true), "Photo Archive\nSelected disk");
 }
 
@@ -153,7 +155,9 @@ INSTANTIATE_TEST_SUITE_P(
                       Case{{"--demo-blocked", "--demo-tovoable"}, {tovoable, std::nullopt}},
                       Case{{"--demo-ready", "--demo-blocked"}, {blocked, std::nullopt}},
                       Case{{"--demo-layered", "--demo-ready"}, {ready, std::nullopt}},
-                      Case{{"--demo-ready2"}, none}, Case{{"--DEMO-READY"}, none},
+                      Case{{"--demo-layered"}, {layered, std::nullopt}},
+                      Case{{"--demo-ready2"}, none}, Case{{"x--demo-ready"}, none},
+                      Case{{"--DEMO-READY"}, none},
                       Case{{"--demo-dark", "--demo-light"}, {std::nullopt, light}},
                       Case{{"--demo-dark", "other", "--demo-ready"}, {ready, dark}}));
 

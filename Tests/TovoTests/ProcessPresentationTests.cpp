@@ -172,7 +172,7 @@ INSTANTIATE_TEST_SUITE_P(
 TEST(LsofText, UndoesTheEscapesAndShowsControlsAsSymbols) {
     using Row = std::pair<std::string, std::string>;
     for (const auto& [lsof, shown] :
-         {Row{"new\\nline", "new\u23CEline"}, Row{"a\\\\nb", "a\\nb"},
+         {Row{"new\\nline", "new\u23CEline"}, Row{"a\\tb", "a\u21E5b"}, Row{"a\\\\nb", "a\\nb"},
           Row{"caf\\xc3\\xa9", "caf\u00E9"}, Row{"x\\xff.jpg", "x\uFFFD.jpg"},
           Row{"a\\x7fb", "a\u2B1Ab"}, Row{"a^Bc", "a^Bc"}, Row{"a\\qb", "a\\qb"},
           Row{"a\\x4", "a\\x4"}}) {

@@ -187,9 +187,10 @@ TEST(ActionBar, SafeActionElidesALongNameAndKeepsItWholeForTooltipAndScreenReade
     EXPECT_EQ(bar.safeAction->title, "Safely eject PHOTO_ARCHIVE_2009_\u2026");
     EXPECT_EQ(bar.safeAction->accessibilityLabel, "Safely eject " + name);
     EXPECT_EQ(bar.safeAction->help, "Safely eject " + name);
-    EXPECT_FALSE(ActionBarPresentation::content(EjectionPhase::blocked(), makeDisk(1, "A"), {})
-                     .safeAction->help)
-        << "nothing was cut, nothing to add";
+    const auto shortName =
+        ActionBarPresentation::content(EjectionPhase::blocked(), makeDisk(1, "A"), {}).safeAction;
+    EXPECT_EQ(shortName->accessibilityLabel, "Safely eject A");
+    EXPECT_FALSE(shortName->help) << "nothing was cut, nothing to add";
 }
 
 // Eligible apps, blockers with a manual plan, blockers without a plan, title, message.

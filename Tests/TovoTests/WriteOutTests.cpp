@@ -63,6 +63,7 @@ TEST(WriteOutWatchTest, SamplesEverySecondOfAnEjectAndForgetsItAfterwards) {
 
     scene.follow(EjectionPhase::ejected("345-BACKUP"));
     EXPECT_EQ(scene.watch.progress(), std::nullopt);
+    EXPECT_EQ(scene.clock.sleeperCount(), 0u);
     scene.pass(WriteOutWatch::interval * 10);
     EXPECT_EQ(scene.monitor.samples.callCount(), 3u);
 }

@@ -49,6 +49,7 @@ TEST_P(LongNameLayout, NothingReachesPastTheWindowAtAnyWidthItAllows) {
     settle(harness);
     ASSERT_EQ(harness.rows().size(), 4U);
     expectInsideTheWindow(harness.content());
+    EXPECT_TRUE(harness.actionBar().safeButton()->isVisible());
     EXPECT_EQ(harness.actionBar().safeButton()->accessibleName().toStdString(),
               std::string("Safely eject ") + CrowdedSample::diskName);
 }
