@@ -15,7 +15,7 @@ using namespace std::chrono_literals;
 
 const auto confirmed = [] { return true; };
 const auto changed = [] { return false; };
-const fs::path programs = fs::path(__FILE__).parent_path() / "QuitRouteApps.py";
+const fs::path programs = besideTests("QuitRouteApps.py");
 
 // A fabricated /proc in which each started program is the main process of the
 // Editor's systemd scope, with its desktop entry, and a private session bus.

@@ -40,9 +40,8 @@ protected:
                 writeText(blocks() / holder / "dev", "4000:" + std::to_string(minor) + "\n");
             }
         }
-        const auto service =
-            std::filesystem::path(__FILE__).parent_path() / "UDisks2MockService.py";
-        mock.emplace(std::vector<std::string>{"/usr/bin/python3", service, bus.address(),
+        mock.emplace(std::vector<std::string>{"/usr/bin/python3",
+                                              besideTests("UDisks2MockService.py"), bus.address(),
                                               folder.path() / "calls", scenario,
                                               blocks() / "sdx/diskseq"},
                      ChildOptions{.output = folder.path() / "mock.log"});

@@ -32,6 +32,16 @@ inline const ChildOptions asDaemon{.stopSignal = SIGTERM};
 
 inline const std::filesystem::path udisksd = "/usr/libexec/udisks2/udisksd";
 
+/// A file kept beside these tests. A compiler cache may name sources relative to the
+/// build folder, which holds the test program's folder.
+inline std::filesystem::path besideTests(const std::string& name) {
+    const auto here = std::filesystem::path(__FILE__).parent_path();
+    return here.is_absolute()
+               ? here / name
+               : std::filesystem::read_symlink("/proc/self/exe").parent_path().parent_path() /
+                     here / name;
+}
+
 /// Output of a shell command (test set-up only), trailing newline removed.
 inline std::string shell(const std::string& command, int* status = nullptr) {
     std::string output;
