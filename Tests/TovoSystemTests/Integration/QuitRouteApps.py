@@ -1,12 +1,16 @@
 """Desktop programs that offer (or do not offer) a way to be asked to quit, on the
 session bus named by DBUS_SESSION_BUS_ADDRESS. Run with /usr/bin/python3.
 
-  app ID [quit]          a desktop application owning ID; "quit" adds its quit action
+  app ID [quit [leave]]  a desktop application owning ID; "quit" adds its quit action;
+                         "leave" then exits, leaving its bus connection to a child that
+                         answers nothing for ten seconds
   player NAME CANQUIT    a media player owning org.mpris.MediaPlayer2.NAME (CANQUIT: 0/1)
 
 Each prints "ready" once it owns its name, and "asked to quit" then exits when asked.
 """
+import os
 import sys
+import time
 
 import gi
 
@@ -18,7 +22,7 @@ def say(text):
     print(text, flush=True)
 
 
-def run_app(app_id, with_quit):
+def run_app(app_id, with_quit, leave):
     app = Gio.Application(application_id=app_id, flags=Gio.ApplicationFlags.IS_SERVICE)
 
     def startup(_):
@@ -28,6 +32,11 @@ def run_app(app_id, with_quit):
             app.add_action(action)
         app.hold()
         say("ready")
+        if leave:
+            if os.fork() != 0:
+                os._exit(0)
+            time.sleep(10)
+            os._exit(0)
 
     app.connect("startup", startup)
     app.run(None)
@@ -66,6 +75,6 @@ def run_player(name, can_quit):
 
 if __name__ == "__main__":
     if sys.argv[1] == "app":
-        run_app(sys.argv[2], len(sys.argv) > 3 and sys.argv[3] == "quit")
+        run_app(sys.argv[2], "quit" in sys.argv[3:], "leave" in sys.argv[3:])
     else:
         run_player(sys.argv[2], sys.argv[3] == "1")

@@ -122,6 +122,16 @@ TEST_F(QuitRouteTest, OfTwoInstancesOnlyTheCheckedOneIsEverAsked) {
     EXPECT_FALSE(said(0, "asked to quit"));
 }
 
+// A program gone, whose bus connection a child of its own kept open: the bus still
+// names the gone program as the owner, but nothing may be sent in its name.
+TEST_F(QuitRouteTest, NothingIsSentForAProgramThatIsGone) {
+    const auto& gone = startProgram({"app", "org.example.Editor", "quit", "leave"});
+    ASSERT_TRUE(eventually([&] { return processState(gone.pid()) == 'Z'; }));
+    EXPECT_EQ(DesktopApplicationRegistry(options).terminate(
+                  gone.pid(), QuitRoute::applicationAction, confirmed),
+              QuitRequestOutcome::noProvenRoute);
+}
+
 struct AnswerCase {
     const char* name;
     std::string answer; ///< the mock's code for the quit action
