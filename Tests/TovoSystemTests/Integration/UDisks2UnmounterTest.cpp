@@ -5,6 +5,10 @@
 
 #include <gtest/gtest.h>
 
+#include <cerrno>
+#include <fcntl.h>
+#include <unistd.h>
+
 namespace tovo {
 namespace {
 
@@ -82,6 +86,41 @@ TEST_F(UDisks2UnmounterTest, AMountPathOfAnotherDiskIsRefusedBeforeAnything) {
 
     EXPECT_EQ(unmount({disk.kernelName(), disk.diskSequence(), {own, foreign}}), identityChanged);
     EXPECT_TRUE(isMounted(own) && isMounted(foreign));
+}
+
+// Unmounted, yet another of the disk's devices is held exclusively (a tool writing to it
+// directly): the disk is busy and stays attached.
+TEST_F(UDisks2UnmounterTest, ADeviceStillHeldAfterTheUnmountsIsBusyNotEjected) {
+    LoopDisk disk(folder_.path(), "held");
+    disk.partitionInTwo();
+    const auto first = disk.device() + "p1";
+    const auto second = disk.device() + "p2";
+    disk.format(first, "ONE");
+    udisks_->udev.keepRunningAndSettle();
+    const auto mount = udisks_->mount(disk, first, folder_.path() / "one");
+    TestChild holder({"/usr/bin/python3", "-c",
+                      "import os, sys, time\n"
+                      "while True:\n"
+                      "    try: os.open(sys.argv[1], os.O_RDONLY | os.O_EXCL); break\n"
+                      "    except OSError: time.sleep(0.05)\n"
+                      "time.sleep(600)",
+                      second});
+    ASSERT_TRUE(eventually([&] {
+        const int probe = ::open(second.c_str(), O_RDONLY | O_EXCL | O_CLOEXEC);
+        return probe < 0 ? errno == EBUSY : (::close(probe), false);
+    }));
+
+    const auto failure = unmount({disk.kernelName(), disk.diskSequence(), {mount}});
+    ASSERT_TRUE(failure);
+    EXPECT_EQ(failure->kind, EjectionFailureKind::busy);
+    EXPECT_EQ(failure->message.rfind("/dev/" + disk.kernelName() +
+                                         "p2 of this disk is still in "
+                                         "use by the system",
+                                     0),
+              0u)
+        << failure->message;
+    EXPECT_FALSE(isMounted(mount));
+    EXPECT_TRUE(disk.isAttached());
 }
 
 TEST_F(UDisks2UnmounterTest, AFileSystemStillMountedInAnotherNamespaceIsBusyNotEjected) {
