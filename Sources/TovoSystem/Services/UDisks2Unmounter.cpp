@@ -402,13 +402,15 @@ private:
 class Ejection {
 public:
     Ejection(const SysfsBlockDevices& sysfs, const ProvedDisk& proved, dev_t number,
-             Session& session, WriteOutJournal& journal, std::stop_token stop)
+             Session& session, WriteOutJournal& journal, BlockDeviceUsage usage,
+             std::stop_token stop)
         : sysfs_(sysfs)
         , proved_(proved)
         , number_(number)
         , session_(session)
         , journal_(journal)
-        , stop_(std::move(stop)) {}
+        , stop_(std::move(stop))
+        , usage_(std::move(usage)) {}
 
     void run() {
         confirm();
@@ -599,12 +601,14 @@ private:
 
 UDisks2Unmounter::UDisks2Unmounter(Executor& executor, std::optional<std::string> busAddress,
                                    std::chrono::milliseconds callTimeout,
-                                   std::filesystem::path sysRoot, Logger* logger)
+                                   std::filesystem::path sysRoot, Logger* logger,
+                                   std::filesystem::path procRoot)
     : executor_(executor)
     , busAddress_(std::move(busAddress))
     , callTimeout_(callTimeout)
     , sysRoot_(std::move(sysRoot))
-    , logger_(logger) {}
+    , logger_(logger)
+    , procRoot_(std::move(procRoot)) {}
 
 Task<void> UDisks2Unmounter::unmountAndEject(ProvedDisk disk) {
     // Named, so that GCC 12 keeps the work and its captures alive across the suspension.
@@ -624,7 +628,9 @@ void UDisks2Unmounter::unmountAndEjectNow(const ProvedDisk& disk, std::stop_toke
     Session session(busAddress_, callTimeout_);
     WriteOutJournal journal(logger_, executor_, sysRoot_, disk.wholeDiskIdentifier);
     try {
-        Ejection(sysfs, disk, *number, session, journal, std::move(stop)).run();
+        Ejection(sysfs, disk, *number, session, journal, BlockDeviceUsage(procRoot_),
+                 std::move(stop))
+            .run();
     } catch (const CancellationError&) {
         journal.end("cancelled");
         throw;

@@ -21,11 +21,13 @@ namespace tovo {
 /// Cancellation starts no further call. Each write-out goes to `logger`, if given.
 class UDisks2Unmounter final : public Unmounter {
 public:
-    /// `busAddress` replaces the system bus and `sysRoot` /sys (tests use their own).
+    /// `busAddress` replaces the system bus, `sysRoot` /sys and `procRoot` /proc (tests
+    /// use their own).
     explicit UDisks2Unmounter(Executor& executor,
                               std::optional<std::string> busAddress = std::nullopt,
                               std::chrono::milliseconds callTimeout = std::chrono::seconds(25),
-                              std::filesystem::path sysRoot = "/sys", Logger* logger = nullptr);
+                              std::filesystem::path sysRoot = "/sys", Logger* logger = nullptr,
+                              std::filesystem::path procRoot = "/proc");
 
     Task<void> unmountAndEject(ProvedDisk disk) override;
 
@@ -39,6 +41,7 @@ private:
     std::chrono::milliseconds callTimeout_;
     std::filesystem::path sysRoot_;
     Logger* logger_;
+    std::filesystem::path procRoot_;
 };
 
 } // namespace tovo

@@ -144,6 +144,34 @@ INSTANTIATE_TEST_SUITE_P(
     [](const auto& info) { return std::string(info.param.label); });
 
 // The call under way finishes in udisks2; nothing after it starts, and nothing says done.
+// A sandbox still has the logical volume mounted: refused before any layer is closed, since
+// closing would pull the device from under the sandbox's copy.
+TEST_F(UDisks2MockTest, AMountInAnotherNamespaceIsRefusedBeforeAnyLayerIsClosed) {
+    startMock("layered");
+    const auto proc = folder.path() / "proc";
+    for (const auto& [process, space] : {std::pair{"self", "mnt:[1]"}, {"4242", "mnt:[2]"}}) {
+        std::filesystem::create_directories(proc / process / "ns");
+        std::filesystem::create_symlink(space, proc / process / "ns/mnt");
+    }
+    writeText(proc / "self/mountinfo", "");
+    writeText(proc / "4242/mountinfo", "36 35 4000:5 / /media/mock/LV rw - ext4 /dev/dm2 rw\n");
+    writeText(proc / "4242/comm", "sleep\n");
+    ManualExecutor executor;
+    unmounter.emplace(executor, bus.address(), 5s, sys(), nullptr, proc);
+    const StartedTask<void> run(executor,
+                                unmounter->unmountAndEject({"sdx", 77, {"/media/mock/ONE"}}));
+    EXPECT_TRUE(run.finish(executor));
+
+    const auto failure = failureOf(run.error());
+    ASSERT_TRUE(failure);
+    EXPECT_EQ(failure->message.rfind("A file system of this disk is still mounted in another "
+                                     "mount namespace by “sleep” (process 4242)",
+                                     0),
+              0u)
+        << failure->message;
+    EXPECT_EQ(calls(), unmountLayered);
+}
+
 TEST_F(UDisks2MockTest, CancellationStartsNoFurtherCall) {
     startMock("slow");
     ManualExecutor executor;
