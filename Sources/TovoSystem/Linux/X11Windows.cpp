@@ -77,14 +77,23 @@ bool hasClientIds(Display* display) {
            (major > 1 || (major == 1 && minor >= 2));
 }
 
+// What XResQueryClientIds asks about: a resource and the kinds of client ids wanted.
+template<class>
+struct ClientQueryOf;
+template<class Result, class Query>
+struct ClientQueryOf<Result (*)(Display*, long, Query*, long*, XResClientIdValue**)> {
+    using type = Query;
+};
+using ClientQuery = ClientQueryOf<decltype(&XResQueryClientIds)>::type;
+
 // The pid the server took from the socket of the client that created `resource`;
 // none for a client it cannot see (remote, or outside its pid namespace).
 std::optional<pid_t> creatorPid(Display* display, XID resource) {
-    XResClientIdSpec spec{resource, XRES_CLIENT_ID_PID_MASK};
+    ClientQuery query{resource, XRES_CLIENT_ID_PID_MASK};
     long count = 0;
     XResClientIdValue* values = nullptr;
     std::optional<pid_t> pid;
-    if (XResQueryClientIds(display, 1, &spec, &count, &values) == Success) {
+    if (XResQueryClientIds(display, 1, &query, &count, &values) == Success) {
         for (long i = 0; i < count; ++i) {
             if (XResGetClientIdType(&values[i]) == XRES_CLIENT_ID_PID &&
                 XResGetClientPid(&values[i]) > 0) {
