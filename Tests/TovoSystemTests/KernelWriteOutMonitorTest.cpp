@@ -23,8 +23,7 @@ std::string bdiStats(std::uint64_t reclaimableKB, std::uint64_t writebackKB) {
            " kB\nBdiDirtyThresh:   560524 kB\nBdiWritten:   83936 kB\n";
 }
 
-const std::string usualMeminfo = "MemTotal:       24000000 kB\nDirty:              2048 kB\n"
-                                 "Writeback:          1024 kB\nWritebackTmp:          9 kB\n";
+const std::string usualMeminfo = "Dirty:  2048 kB\nWriteback:  1024 kB\nWritebackTmp:  9 kB\n";
 
 WriteOutSample sample(bool writing, std::optional<std::uint64_t> rate = std::nullopt,
                       std::optional<std::uint64_t> pending = 3 * MiB,
@@ -56,7 +55,7 @@ TEST_P(KernelWriteOutMonitorTest, SamplesWhatTheKernelSays) {
     write(block + "sdz/dev", "8:16\n");
     write(block + "sdz/sdz1/partition", "1\n");
     write(block + "sdz1/dev", "8:17\n");
-    std::filesystem::create_directories(root.path() / block / "sdz1/holders/dm-0");
+    write(block + "sdz1/holders/dm-0/.keep", "");
     write(block + "dm-0/dev", "253:0\n");
     write("proc/meminfo", param.meminfo);
     write("debug/bdi/8:16/stats", param.diskBdi);
@@ -87,12 +86,10 @@ constexpr auto none = std::nullopt;
 INSTANTIATE_TEST_SUITE_P(
     Statistics, KernelWriteOutMonitorTest,
     ::testing::Values(
-        ProgressCase{"firstSampleIdle", sample(false)},
         ProgressCase{"firstSampleWithWritesInFlight", sample(true), none, 1000, 4, "2 3\n"},
         ProgressCase{"readsInFlightAreNotWrites", sample(false), none, 1000, 4, "4 0\n"},
         // 20480 sectors in 2 s: 10 MiB in 2 s.
         ProgressCase{"rateFromTwoSamples", sample(true, 5 * MiB), 1000, 21480},
-        ProgressCase{"nothingWrittenSince", sample(false, 0), 1000},
         ProgressCase{"counterWentBack", sample(false), 5000},
         ProgressCase{"statInFlightWithoutInflightFile", sample(true), none, 1000, 2, none},
         // The disk's own account and the one of the encrypted volume built on it.

@@ -5,23 +5,22 @@
 namespace tovo {
 namespace {
 
-using Wait = UDisks2Refusal::Wait;
+constexpr auto question = UDisks2Refusal::Wait::limited, work = UDisks2Refusal::Wait::unlimited;
 
 struct RefusalCase {
     const char* label;
-    const char* name;
-    Wait wait;
-    const char* message;
+    std::string name;
+    UDisks2Refusal::Wait wait;
+    std::string message;
 };
 
-const char* const notAllowed = "Tovo was not allowed to eject this disk. The system's policy does "
+const std::string fd = "org.freedesktop.";
+const std::string notAllowed = "Tovo was not allowed to eject this disk. The system's policy does "
                                "not let this account unmount or power off the disk.";
-const char* const passwordNeeded = "Tovo was not allowed to eject this disk. The system asks for a "
-                                   "password first, and no password dialog could be shown.";
-const char* const dismissed = "The password dialog was closed, so the disk was not ejected.";
-const char* const late = "Could not eject: udisks2, the system's disk service, did not answer in "
-                         "time.";
-const char* const gone = "Could not eject: udisks2, the system's disk service, stopped before it "
+const std::string passwordNeeded = "Tovo was not allowed to eject this disk. The system asks for "
+                                   "a password first, and no password dialog could be shown.";
+const std::string dismissed = "The password dialog was closed, so the disk was not ejected.";
+const std::string gone = "Could not eject: udisks2, the system's disk service, stopped before it "
                          "finished, so the disk may still be in use. Do not unplug it; try again.";
 
 class UDisks2RefusalTest : public ::testing::TestWithParam<RefusalCase> {};
@@ -31,34 +30,26 @@ class UDisks2RefusalTest : public ::testing::TestWithParam<RefusalCase> {};
 TEST_P(UDisks2RefusalTest, SaysWhatHappenedInWords) {
     const auto& param = GetParam();
     const auto error = UDisks2Refusal::fromBus(param.name, "raw words", param.wait);
-    EXPECT_EQ(error.name, param.name);
-    EXPECT_EQ(error.message, param.message);
-    EXPECT_EQ(UDisks2Refusal::speaksForItself(param.name),
-              std::string(param.message) != "raw words");
+    EXPECT_EQ(std::tie(error.name, error.message), std::tie(param.name, param.message));
+    EXPECT_EQ(UDisks2Refusal::speaksForItself(param.name), param.message != "raw words");
 }
 
 INSTANTIATE_TEST_SUITE_P(
     Names, UDisks2RefusalTest,
     ::testing::Values(
-        RefusalCase{"udisksNotAuthorized", "org.freedesktop.UDisks2.Error.NotAuthorized",
-                    Wait::unlimited, notAllowed},
-        RefusalCase{"polkitNotAuthorized", "org.freedesktop.PolicyKit1.Error.NotAuthorized",
-                    Wait::unlimited, notAllowed},
-        RefusalCase{"canObtain", "org.freedesktop.UDisks2.Error.NotAuthorizedCanObtain",
-                    Wait::unlimited, passwordNeeded},
-        RefusalCase{"interactionRequired",
-                    "org.freedesktop.DBus.Error.InteractiveAuthorizationRequired", Wait::unlimited,
+        RefusalCase{"udisksNotAuthorized", fd + "UDisks2.Error.NotAuthorized", work, notAllowed},
+        RefusalCase{"polkitNotAuthorized", fd + "PolicyKit1.Error.NotAuthorized", work, notAllowed},
+        RefusalCase{"canObtain", fd + "UDisks2.Error.NotAuthorizedCanObtain", work, passwordNeeded},
+        RefusalCase{"interactionRequired", fd + "DBus.Error.InteractiveAuthorizationRequired", work,
                     passwordNeeded},
-        RefusalCase{"udisksDismissed", "org.freedesktop.UDisks2.Error.NotAuthorizedDismissed",
-                    Wait::unlimited, dismissed},
-        RefusalCase{"polkitCancelled", "org.freedesktop.PolicyKit1.Error.Cancelled",
-                    Wait::unlimited, dismissed},
-        RefusalCase{"noReplyToAQuestion", "org.freedesktop.DBus.Error.NoReply", Wait::limited,
-                    late},
-        RefusalCase{"noReplyToWork", "org.freedesktop.DBus.Error.NoReply", Wait::unlimited, gone},
-        RefusalCase{"busLostDuringWork", "System.Error.ECONNRESET", Wait::unlimited, gone},
-        RefusalCase{"udisksOwnWords", "org.freedesktop.UDisks2.Error.Failed", Wait::unlimited,
-                    "raw words"}),
+        RefusalCase{"udisksDismissed", fd + "UDisks2.Error.NotAuthorizedDismissed", work,
+                    dismissed},
+        RefusalCase{"polkitCancelled", fd + "PolicyKit1.Error.Cancelled", work, dismissed},
+        RefusalCase{"noReplyToAQuestion", fd + "DBus.Error.NoReply", question,
+                    "Could not eject: udisks2, the system's disk service, did not answer in time."},
+        RefusalCase{"noReplyToWork", fd + "DBus.Error.NoReply", work, gone},
+        RefusalCase{"busLostDuringWork", "System.Error.ECONNRESET", work, gone},
+        RefusalCase{"udisksOwnWords", fd + "UDisks2.Error.Failed", work, "raw words"}),
     [](const auto& info) { return std::string(info.param.label); });
 
 } // namespace
