@@ -18,32 +18,14 @@ namespace {
 
 using testing::writeText;
 
-struct DecodeCase {
-    const char* label;
-    std::string field;
-    std::string expected;
-};
-
-class MountInfoDecodeTest : public ::testing::TestWithParam<DecodeCase> {};
-
-TEST_P(MountInfoDecodeTest, UndoesKernelEscapes) {
-    EXPECT_EQ(MountInfo::decode(GetParam().field), GetParam().expected);
+// Only a backslash and three octal digits of a byte's value are an escape.
+TEST(MountInfoDecodeTest, UndoesKernelEscapesOnly) {
+    EXPECT_EQ(MountInfo::decode("/m/My\\040a\\011b\\012c\\303\\251"), "/m/My a\tb\nc\xc3\xa9");
+    EXPECT_EQ(MountInfo::decode("/m/\\134040"), "/m/\\040");
+    for (const auto* kept : {"/m/a\\b", "/m/x\\04", "/m/\\089", "/m/\\777"}) {
+        EXPECT_EQ(MountInfo::decode(kept), kept);
+    }
 }
-
-const std::string longName(4000, 'x');
-
-INSTANTIATE_TEST_SUITE_P(
-    Fields, MountInfoDecodeTest,
-    ::testing::Values(DecodeCase{"space_tab_newline_high_byte", "/m/My\\040a\\011b\\012c\\303\\251",
-                                 "/m/My a\tb\nc\xc3\xa9"},
-                      DecodeCase{"escaped_backslash_before_digits", "/m/\\134040", "/m/\\040"},
-                      DecodeCase{"lone_backslash_kept", "/m/a\\b", "/m/a\\b"},
-                      DecodeCase{"short_escape_at_end_kept", "/m/x\\04", "/m/x\\04"},
-                      DecodeCase{"non_octal_digit_kept", "/m/\\089", "/m/\\089"},
-                      DecodeCase{"value_above_a_byte_kept", "/m/\\777", "/m/\\777"},
-                      DecodeCase{"raw_invalid_utf8_bytes_pass", "/m/\xff\xfe", "/m/\xff\xfe"},
-                      DecodeCase{"four_thousand_bytes", longName + "\\040\\134", longName + " \\"}),
-    [](const auto& info) { return std::string(info.param.label); });
 
 TEST(MountInfoParseTest, ReadsEveryFieldAroundTheOptionalOnesAndSkipsMalformedLines) {
     const auto entries = MountInfo::parse(
@@ -56,10 +38,10 @@ TEST(MountInfoParseTest, ReadsEveryFieldAroundTheOptionalOnesAndSkipsMalformedLi
     ASSERT_EQ(entries.size(), 3u);
     EXPECT_EQ(entries[0], (MountEntry{36, 35, 98, 0, "/mnt1", "/mnt 2", "rw,noatime", "ext3",
                                       "/dev/root", "rw,errors=remount-ro"}));
-    EXPECT_FALSE(entries[0].isReadOnly());
-    EXPECT_TRUE(entries[1].isReadOnly());
     EXPECT_EQ(entries[2].mountPoint, "/media/u/B");
-    EXPECT_TRUE(entries[2].isReadOnly()) << "from either option list";
+    // Read-only from either option list.
+    EXPECT_EQ(std::tuple(entries[0].isReadOnly(), entries[1].isReadOnly(), entries[2].isReadOnly()),
+              std::tuple(false, true, true));
 }
 
 TEST(ProcOpenFileScanner, ReadsFileMapsWithHexDevicesAndEscapedLineFeeds) {
@@ -104,7 +86,6 @@ TEST(SystemdUnitName, FindsTheInnermostAppUnitOfACgroupFile) {
     };
     EXPECT_EQ(unitOf("0::" + slice + "app-gnome-x.Y-42.scope\n"), slice + "app-gnome-x.Y-42.scope");
     EXPECT_EQ(unitOf("12:name=systemd:" + mail + "\n4:memory:/\n0::/\n"), mail);
-    EXPECT_EQ(unitOf("0::" + mail + "/worker\n"), mail);
     EXPECT_EQ(unitOf("0::" + slice + "app-org.gnome.Terminal.slice/vte-spawn-0a1b.scope\n"),
               std::nullopt);
     EXPECT_EQ(unitOf("4:memory:" + slice + "app-gnome-x.Y-1.scope\n"), std::nullopt);
@@ -139,13 +120,6 @@ TEST(BlockDeviceUsageTest, FindsAMountHereFirstThenInAnotherNamespace) {
               (BlockDeviceUse{"sdz1", "/media/u/Z Z", true, 30, "builder"}));
 }
 
-TEST(DesktopEntryLocale, NarrowestKeyFirstEncodingIgnored) {
-    using Keys = std::vector<std::string>;
-    EXPECT_EQ(DesktopEntry::localizedKeys("Name", "de_DE.UTF-8@euro"),
-              (Keys{"Name[de_DE@euro]", "Name[de_DE]", "Name[de@euro]", "Name[de]", "Name"}));
-    EXPECT_EQ(DesktopEntry::localizedKeys("Name", "C.UTF-8"), Keys{"Name"});
-}
-
 TEST(DesktopEntryParse, ReadsOnlyItsGroupWithEscapesAndFirstKeyWinning) {
     const auto entry = DesktopEntry::parse(R"([Desktop Action new-window]
 Name[de]=Neues Fenster
@@ -163,16 +137,12 @@ Name[fr]=Quitter
 )");
     ASSERT_TRUE(entry);
     EXPECT_EQ(entry->localizedValue("Name", "de_AT.UTF-8"), "Texteditor (AT)");
-    EXPECT_EQ(entry->localizedValue("Name", "de_CH.UTF-8"), "Texteditor");
+    EXPECT_EQ(entry->localizedValue("Name", "de_CH.UTF-8@euro"), "Texteditor");
     EXPECT_EQ(entry->localizedValue("Name", "fr_FR"), "Text Editor"); // no leak from other groups
     EXPECT_EQ(entry->value("Comment"), "Edit files\\n\tquickly\\q");
     EXPECT_TRUE(entry->boolean("NoDisplay"));
-    EXPECT_FALSE(entry->boolean("Hidden"));
     EXPECT_EQ(entry->value("broken line without equals"), std::nullopt);
     EXPECT_EQ(DesktopEntry::parse("Name=Loose\n[Other]\nName=X\n"), std::nullopt);
-    const auto flatpak = DesktopEntry::parse("[Application]\nname=org.example.A\n", "Application");
-    ASSERT_TRUE(flatpak);
-    EXPECT_EQ(flatpak->value("name"), "org.example.A");
 }
 
 // Two data folders; ids map onto files directly or through sub-folders, and never
@@ -200,17 +170,12 @@ TEST(DesktopEntryLocate, FindsFlatAndFolderedFilesEarlierFoldersFirst) {
     }
 }
 
-TEST(NameCollatorTest, SortsLikeAFileBrowserInTheUsersLocale) {
+// Case and numbers as a file browser sorts them are pinned by the volume listing.
+TEST(NameCollatorTest, SortsAccentsByTheUsersLocaleAndTakesTheLocaleFromTheEnvironment) {
     const NameCollator collator("en_US");
-    std::vector<std::string> names{"disk 10",           "Disk 2", "disk 1",  "Zeta",
-                                   "\xC3\xA9t\xC3\xA9", "apple",  "Apple 3", "e"};
-    std::stable_sort(names.begin(), names.end(),
-                     [&](const auto& a, const auto& b) { return collator.less(a, b); });
-    EXPECT_EQ(names, (std::vector<std::string>{"apple", "Apple 3", "disk 1", "Disk 2", "disk 10",
-                                               "e", "\xC3\xA9t\xC3\xA9", "Zeta"}));
-    EXPECT_EQ(collator.compare("STICK", "stick"), 0);
+    EXPECT_LT(collator.compare("e", "\xC3\xA9t\xC3\xA9"), 0);
+    EXPECT_LT(collator.compare("\xC3\xA9t\xC3\xA9", "Zeta"), 0);
     EXPECT_LT(collator.compare("a\xff", "b"), 0) << "invalid UTF-8 still compares";
-
     ::setenv("LC_ALL", "sv_SE.UTF-8@euro", 1);
     EXPECT_EQ(NameCollator::userLocale(), "sv_SE");
     ::setenv("LC_ALL", "C", 1);
