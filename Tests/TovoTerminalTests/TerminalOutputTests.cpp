@@ -13,12 +13,11 @@ namespace tovo {
 namespace {
 
 TEST(TerminalStyleTest, ColoursOnlyATerminalThatWantsThem) {
-    EXPECT_TRUE(TerminalStyle::wantsColour(true, nullptr, "xterm-256color"));
-    EXPECT_TRUE(TerminalStyle::wantsColour(true, "", nullptr));
+    // Arguments: standard output is a terminal, NO_COLOR, TERM.
+    EXPECT_TRUE(TerminalStyle::wantsColour(true, "", nullptr)) << "an empty NO_COLOR is unset";
     EXPECT_FALSE(TerminalStyle::wantsColour(false, nullptr, "xterm"));
     EXPECT_FALSE(TerminalStyle::wantsColour(true, "1", "xterm"));
     EXPECT_FALSE(TerminalStyle::wantsColour(true, nullptr, "dumb"));
-
     EXPECT_EQ(TerminalStyle(false).paint("ok", SymbolColor::green), "ok");
     EXPECT_EQ(TerminalStyle(true).paint("ok", SymbolColor::green), "\033[32mok\033[0m");
 }
@@ -26,46 +25,21 @@ TEST(TerminalStyleTest, ColoursOnlyATerminalThatWantsThem) {
 TEST(TerminalStyleTest, ShowsControlCharactersInsteadOfObeyingThem) {
     // A file name can hold any byte but "/" and NUL, escapes included.
     EXPECT_EQ(TerminalStyle::printable("/media/a\033[2Jb\nc\x7F"), "/media/a\\x1B[2Jb\\x0Ac\\x7F");
-    EXPECT_EQ(TerminalStyle::printable("x\xC2\x9B"
-                                       "31m"),
-              "x\\x9B31m");
-    EXPECT_EQ(TerminalStyle::printable("caf\xC3\xA9 \xE2\x80\x9Cq\xE2\x80\x9D"),
-              "caf\xC3\xA9 \xE2\x80\x9Cq\xE2\x80\x9D");
+    EXPECT_EQ(TerminalStyle::printable(std::string("x\xC2\x9B") + "31m"), "x\\x9B31m");
+    EXPECT_EQ(TerminalStyle::printable("caf\xC3\xA9 \xE2\x80\x9Cq"), "caf\xC3\xA9 \xE2\x80\x9Cq");
     EXPECT_EQ(TerminalStyle::printable("bad\xFF"), "bad\xEF\xBF\xBD");
 }
 
 TEST(JsonWriterTest, WritesNestedValuesAndEscapesStrings) {
     JsonWriter writer;
-    writer.beginObject()
-        .key("name")
-        .value("say \"hi\"\\\n\x01")
-        .key("size")
-        .value(std::optional<std::int64_t>(12))
-        .key("gone")
-        .value(std::optional<std::string>())
-        .key("list")
-        .beginArray()
-        .value(true)
-        .beginObject()
-        .endObject()
-        .endArray()
-        .key("empty")
-        .beginArray()
-        .endArray()
-        .key("bytes")
-        .value("\xFF")
-        .endObject();
-    EXPECT_EQ(writer.text(), "{\n"
-                             "  \"name\": \"say \\\"hi\\\"\\\\\\n\\u0001\",\n"
-                             "  \"size\": 12,\n"
-                             "  \"gone\": null,\n"
-                             "  \"list\": [\n"
-                             "    true,\n"
-                             "    {}\n"
-                             "  ],\n"
-                             "  \"empty\": [],\n"
-                             "  \"bytes\": \"\xEF\xBF\xBD\"\n"
-                             "}\n");
+    writer.beginObject().key("name").value("say \"hi\"\\\n\x01");
+    writer.key("size").value(std::optional<std::int64_t>(12));
+    writer.key("gone").value(std::optional<std::string>());
+    writer.key("list").beginArray().value(true).beginObject().endObject().endArray();
+    writer.key("empty").beginArray().endArray().key("bytes").value("\xFF").endObject();
+    EXPECT_EQ(writer.text(), "{\n  \"name\": \"say \\\"hi\\\"\\\\\\n\\u0001\",\n  \"size\": 12,\n"
+                             "  \"gone\": null,\n  \"list\": [\n    true,\n    {}\n  ],\n"
+                             "  \"empty\": [],\n  \"bytes\": \"\xEF\xBF\xBD\"\n}\n");
 }
 
 struct ProgressScene {
@@ -76,7 +50,7 @@ struct ProgressScene {
     ProgressLine progress;
 };
 
-TEST(ProgressLineTest, PrintsEachNewLineOnceWhenNotATerminalAndRedrawsInPlaceOnOne) {
+TEST(ProgressLineTest, PrintsEachNewLineOnceToAFileAndRedrawsCutToWidthOnATerminal) {
     ProgressScene file(false);
     for (const auto& text : {"Checking", "Checking", "Releasing", "", "Releasing"}) {
         file.progress.show(*text ? std::optional<std::string>(text) : std::nullopt);
@@ -91,14 +65,11 @@ TEST(ProgressLineTest, PrintsEachNewLineOnceWhenNotATerminalAndRedrawsInPlaceOnO
     terminal.progress.show(std::nullopt);
     EXPECT_EQ(terminal.output.str(), "\r\033[2K| Checking\r\033[2K/ Checking\r\033[2K");
     EXPECT_TRUE(terminal.progress.tickInterval());
-}
 
-TEST(ProgressLineTest, CutsALiveLineToTheTerminalsWidth) {
     // 10 columns go to the spinner and the seconds: 6 characters are left.
-    ProgressScene terminal(true, 16);
-    terminal.progress.show("\u201CAB\u201D and more");
-    terminal.progress.show("Short");
-    EXPECT_EQ(terminal.output.str(), "\r\033[2K| \u201CAB\u201D \u2026\r\033[2K| Short");
+    ProgressScene narrow(true, 16);
+    narrow.progress.show("\u201CAB\u201D and more");
+    EXPECT_EQ(narrow.output.str(), "\r\033[2K| \u201CAB\u201D \u2026");
 }
 
 // The workflow runs only here, so it needs no locks: work from other threads waits its

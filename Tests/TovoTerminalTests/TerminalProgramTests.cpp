@@ -12,37 +12,28 @@ namespace {
 using namespace tovo::testing;
 using ::testing::HasSubstr;
 
-std::function<ServiceGraph(Executor&)> demo(DemoScenarioKind scenario) {
-    return [scenario](Executor& executor) { return makeDemoServiceGraph(scenario, executor); };
-}
-
-class TerminalCauseTest : public ::testing::TestWithParam<std::pair<DemoScenarioKind, bool>> {};
-
 // The finder reports unseen processes only where lsof found none, so it must be told.
-TEST_P(TerminalCauseTest, WhyCountsCausesWithTheProcessesAndTellsTheFinderWhatLsofFound) {
-    const auto& [scenario, processesFound] = GetParam();
-    std::shared_ptr<ScriptedBusyCauseFinder> finder;
-    const auto why = runTerminal(
-        {"why", "345-BACKUP"}, "", demo(scenario), wholeDiskDeviceName, [&](Executor& executor) {
-            finder = std::make_shared<ScriptedBusyCauseFinder>(executor);
-            finder->searches.setValue({makeCause(BusyCauseKind::swap, "/dev/sdb2")});
-            return finder;
-        });
-    EXPECT_EQ(why.exit, ExitCode::stillBusy) << why.errors;
-    EXPECT_THAT(why.output, HasSubstr(processesFound ? "2 things keep this disk busy"
-                                                     : "One thing keeps this disk busy"));
-    EXPECT_THAT(why.output, HasSubstr("Swap\n    Part of this disk is used as swap."));
-    ASSERT_EQ(finder->searches.callCount(), 1u);
-    EXPECT_EQ(finder->searches.calls()[0].processesFound, processesFound);
-    EXPECT_EQ(finder->resolutions.callCount(), 0u) << "why changes nothing";
+TEST(TerminalWhy, CountsCausesWithTheProcessesAndTellsTheFinderWhatLsofFound) {
+    for (const bool held : {false, true}) {
+        std::shared_ptr<ScriptedBusyCauseFinder> finder;
+        const auto scenario = held ? DemoScenarioKind::tovoable : DemoScenarioKind::ready;
+        const auto why = runTerminal(
+            {"why", "345-BACKUP"}, "",
+            [&](Executor& executor) { return makeDemoServiceGraph(scenario, executor); },
+            wholeDiskDeviceName,
+            [&](Executor& executor) {
+                finder = std::make_shared<ScriptedBusyCauseFinder>(executor);
+                finder->searches.setValue({makeCause(BusyCauseKind::swap, "/dev/sdb2")});
+                return finder;
+            });
+        EXPECT_EQ(why.exit, ExitCode::stillBusy) << why.errors;
+        EXPECT_THAT(why.output, HasSubstr(held ? "2 things keep" : "One thing keeps"));
+        EXPECT_THAT(why.output, HasSubstr("Swap\n    Part of this disk is used as swap."));
+        ASSERT_EQ(finder->searches.callCount(), 1u);
+        EXPECT_EQ(finder->searches.calls()[0].processesFound, held);
+        EXPECT_EQ(finder->resolutions.callCount(), 0u) << "why changes nothing";
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(Scenarios, TerminalCauseTest,
-                         ::testing::Values(std::pair{DemoScenarioKind::ready, false},
-                                           std::pair{DemoScenarioKind::tovoable, true}),
-                         [](const auto& info) {
-                             return std::string(info.param.second ? "Held" : "Idle");
-                         });
 
 // An app that stays after it was asked to quit is not asked again in the same run:
 // the person gets the stop hint instead.
@@ -57,8 +48,7 @@ TEST(TerminalEject, AsksForTheReviewOnceEvenWhenTheDiskStaysBusy) {
         });
         releaser->answerRequestsWith(ReleaseDisposition::requested);
         graph.releaser = releaser;
-        graph.settleDelayNanoseconds = 0;
-        graph.releaseTimeoutNanoseconds = 0;
+        graph.settleDelayNanoseconds = graph.releaseTimeoutNanoseconds = 0;
         return graph;
     });
     EXPECT_EQ(eject.exit, ExitCode::stillBusy) << eject.output << eject.errors;
