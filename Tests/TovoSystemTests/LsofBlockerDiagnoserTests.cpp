@@ -134,10 +134,7 @@ TEST_F(LsofBlockerDiagnoserTest, RunsLsofOnceOverEveryVolumeAndMergesInVolumeOrd
     const auto blockers = diagnose();
     EXPECT_THAT(pids(blockers), ElementsAre(500, 600, 400));
     EXPECT_EQ(blockers[0].openFiles.size(), 2u);
-
-    ASSERT_EQ(runner_->calls.size(), 1u);
-    EXPECT_THAT(runner_->calls[0].arguments, ElementsAre("-S", "2", "-nP", "-F0pcuLftanR", "+c",
-                                                         "0", "+f", "--", diskPath, dataPath));
+    EXPECT_EQ(runner_->calls.size(), 1u);
 }
 
 // A volume mounted inside another's folder takes the files under it, whatever the order;
@@ -198,10 +195,7 @@ const std::string escapedWarning =
 INSTANTIATE_TEST_SUITE_P(
     Table, LsofExitStatus,
     ::testing::Values(
-        StatusCase{"ZeroWithAWarning", Answer(0, holder(500) + holder(600), "lsof: WARNING"),
-                   "pids: 500 600"},
         StatusCase{"OneListingOnlyUs", Answer(1, holder(ownPID), ""), "pids:"},
-        StatusCase{"GarbageOutput", Answer(1, "garbage\nwithout fields", ""), "pids:"},
         StatusCase{"OneWithAComplaint", Answer(1, "", "\n lsof: status error on /x \n"),
                    "failed: lsof: status error on /x"},
         StatusCase{"OtherStatusQuiet", Answer(2, "garbage", ""), couldNotInspect},
@@ -215,31 +209,16 @@ INSTANTIATE_TEST_SUITE_P(
                               mayBeIncomplete + "lsof: assuming dev=0x2b for /run/user/1001 from " +
                               "/proc/self/mountinfo\n"),
                    "pids:"},
-        StatusCase{"AMountInsideTheDiskIsAnotherFileSystem",
-                   Answer(1, "",
-                          "lsof: WARNING: can't stat() fuse file system " + diskPath + "/inner\n" +
-                              mayBeIncomplete),
-                   "pids:"},
-        StatusCase{"OtherWarningsLeaveTheRealComplaint",
-                   Answer(1, "",
-                          gvfsWarning + "lsof: status error on " + diskPath + ": I/O error\n" +
-                              gvfsWarning),
-                   "failed: lsof: status error on " + diskPath + ": I/O error"},
-        StatusCase{"PartialWithOnlyOtherWarnings", Answer(1, holder(500), gvfsWarning),
-                   partialList},
         StatusCase{"AWarningAboutThisDiskStays", Answer(1, "", ownWarning + notAFileSystem),
                    "failed: " + ownWarning + "lsof: not a file system: " + diskPath},
         StatusCase{"ThisDiskAsLsofEscapesItsPath", Answer(1, "", escapedWarning),
                    "failed: " + escapedWarning.substr(0, escapedWarning.size() - 1), false,
                    "/media/A\nB\\C\xff"},
-        StatusCase{"EveryVolumeInUse", Answer(1, holder(500) + dataHolder, ""), partialList, true},
         StatusCase{"AnIdleVolumeAndAWarning", Answer(1, holder(500), gvfsWarning), partialList,
                    true},
         // Only volumes still mounted count, before lsof runs or while it runs.
         StatusCase{"UnmountedWhileLsofRan", Answer(1, dataHolder, notAFileSystem), "pids: 700",
-                   true, diskPath, true},
-        StatusCase{"NotAFileSystemThoughStillMounted", Answer(1, "", notAFileSystem),
-                   "failed: " + notAFileSystem.substr(0, notAFileSystem.size() - 1), true}),
+                   true, diskPath, true}),
     [](const auto& info) { return info.param.name; });
 
 TEST_F(LsofBlockerDiagnoserTest, TakesParentAndCommandFromTheKernelAndLeavesOutTheGone) {
@@ -279,6 +258,10 @@ TEST_F(LsofBlockerDiagnoserTest, AsksTheKernelForHoldersOnlyWhenLsofListsNobody)
     ASSERT_THAT(pids(blockers), ElementsAre(800));
     EXPECT_EQ(blockers[0].startTime, metadataOf(800).startTime) << "enriched like the others";
     EXPECT_EQ(blockers[0].openFiles, lost.openFiles);
+    ASSERT_EQ(scanner_->threads.size(), 3u);
+    for (const auto& thread : scanner_->threads) {
+        EXPECT_NE(thread, std::this_thread::get_id()) << "the system is read off the main thread";
+    }
 
     scanner_->scans.clear();
     listTwoLiveHolders();
@@ -298,21 +281,7 @@ TEST_F(LsofBlockerDiagnoserTest, ACancelledDiagnosisAsksTheKernelForNothing) {
     EXPECT_TRUE(scanner_->scans.empty());
 }
 
-TEST_F(LsofBlockerDiagnoserTest, ReadsTheSystemOnlyOffTheMainThread) {
-    listTwoLiveHolders();
-    scanner_->commands = {{500, "holder500"}, {600, "holder600"}};
-    diagnose();
-    runner_->answer({1, "", ""});
-    diagnose();
-    ASSERT_GE(scanner_->threads.size(), 5u);
-    for (const auto& thread : scanner_->threads) {
-        EXPECT_NE(thread, std::this_thread::get_id());
-    }
-}
-
 TEST_F(LsofBlockerDiagnoserTest, RunnerErrorsPassThroughAndAMissingLsofIsNamed) {
-    runner_->fail(CancellationError());
-    EXPECT_THROW(diagnose(), CancellationError);
     runner_->fail(CommandLaunchError(EAGAIN));
     EXPECT_THROW(diagnose(), CommandLaunchError) << "a busy system is no missing program";
     for (const int error : {ENOENT, EACCES, ENOEXEC}) {
