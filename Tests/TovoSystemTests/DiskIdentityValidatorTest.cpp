@@ -34,35 +34,23 @@ TEST_P(DiskIdentityValidatorTest, ComparesTheIdentityFacts) {
     EXPECT_EQ(proved, GetParam().passes ? std::optional(listed) : std::nullopt);
 }
 
-using testing::makeVolume;
-
 INSTANTIATE_TEST_SUITE_P(
     Changes, DiskIdentityValidatorTest,
     ::testing::Values(
-        ValidationCase{"renamed_resized_reordered",
+        ValidationCase{"renamed_resized_reordered_paths_with_redundant_steps",
                        [](auto& d) {
                            d.displayName = d.volumes[0].name = "New", d.physicalCapacity = 5;
-                           std::swap(d.volumes[0], d.volumes[2]);
-                       },
-                       true},
-        ValidationCase{"mount_paths_with_redundant_steps",
-                       [](auto& d) {
                            d.volumes[0].mountURL = "/media/user/./x/../STICK";
                            d.volumes[1].mountURL = "/media//user/B";
+                           std::swap(d.volumes[0], d.volumes[2]);
                        },
                        true},
         ValidationCase{"replugged", [](auto& d) { d.attachmentID = 42; }, false},
         ValidationCase{"reformatted", [](auto& d) { d.volumes[1].volumeUUID = "VOL-B2"; }, false},
         // An eject refused as busy may have unmounted the idle volumes already.
         ValidationCase{"volumes_unmounted", [](auto& d) { d.volumes.resize(1); }, true},
-        ValidationCase{"volume_mounted_since",
-                       [](auto& d) { d.volumes.push_back(makeVolume("C", "/media/user/C")); },
-                       false},
-        ValidationCase{"other_volume_in_place_of_one",
-                       [](auto& d) { d.volumes[1] = makeVolume("C", "/media/user/B"); }, false},
         ValidationCase{"mounted_elsewhere",
                        [](auto& d) { d.volumes[2].mountURL = "/media/user/NOUUID1"; }, false},
-        ValidationCase{"media_uuid_now_unknown", [](auto& d) { d.mediaUUID.reset(); }, false},
         ValidationCase{"media_uuid_changed", [](auto& d) { d.mediaUUID = "TABLE-2"; }, false}),
     [](const auto& info) { return std::string(info.param.label); });
 
@@ -91,9 +79,6 @@ TEST(DiskIdentityValidatorTest, ValidatesAgainstAFreshListing) {
     EXPECT_EQ(provider.listings, 1) << "a disk without attachment fails without listing";
     EXPECT_EQ(readableMessage(unattached.error()),
               "The disk identity changed. Refresh the list and try again.");
-    auto withoutMedia = chosenDisk();
-    withoutMedia.mediaUUID.reset();
-    EXPECT_TRUE(SystemDiskIdentityValidator::match(withoutMedia, {withoutMedia}));
 }
 
 } // namespace

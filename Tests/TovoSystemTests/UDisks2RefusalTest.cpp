@@ -38,13 +38,9 @@ INSTANTIATE_TEST_SUITE_P(
     Names, UDisks2RefusalTest,
     ::testing::Values(
         RefusalCase{"udisksNotAuthorized", fd + "UDisks2.Error.NotAuthorized", work, notAllowed},
-        RefusalCase{"polkitNotAuthorized", fd + "PolicyKit1.Error.NotAuthorized", work, notAllowed},
         RefusalCase{"canObtain", fd + "UDisks2.Error.NotAuthorizedCanObtain", work, passwordNeeded},
-        RefusalCase{"interactionRequired", fd + "DBus.Error.InteractiveAuthorizationRequired", work,
-                    passwordNeeded},
         RefusalCase{"udisksDismissed", fd + "UDisks2.Error.NotAuthorizedDismissed", work,
                     dismissed},
-        RefusalCase{"polkitCancelled", fd + "PolicyKit1.Error.Cancelled", work, dismissed},
         RefusalCase{"noReplyToAQuestion", fd + "DBus.Error.NoReply", question,
                     "Could not eject: udisks2, the system's disk service, did not answer in time."},
         RefusalCase{"noReplyToWork", fd + "DBus.Error.NoReply", work, gone},
