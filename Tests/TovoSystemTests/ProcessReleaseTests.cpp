@@ -173,7 +173,6 @@ TEST(StopWarning, FirstMatchingCaution) {
         process.openFiles.front().access = access;
         return ExplicitProcessStopper::warning(process);
     };
-    EXPECT_EQ(warning("qemu-img", OpenAccess::readWrite), writeWarning);
     EXPECT_EQ(warning("qemu-img", OpenAccess::read),
               "A running virtual machine can lose unsaved state. Stop it from "
               "its own app if you can.");
@@ -366,9 +365,6 @@ INSTANTIATE_TEST_SUITE_P(
                 itselfText},
         PlanRow{"appNoRouteReaches", [](auto& s) { s.registry->route.reset(); },
                 noQuitRouteMessage},
-        PlanRow{"accessoryApp",
-                [](auto& s) { s.application().activationPolicy = ActivationPolicy::accessory; },
-                quitText, "Editor"},
         PlanRow{"appWithoutName", [](auto& s) { s.application().localizedName.reset(); }, quitText,
                 "editor"}),
     [](const auto& info) { return info.param.name; });
