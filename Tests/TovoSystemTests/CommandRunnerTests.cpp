@@ -12,12 +12,6 @@ TEST(CommandRunner, TimeoutNeverFallsBelowFiftyMilliseconds) {
     EXPECT_DOUBLE_EQ(SystemCommandRunner(executor, 0.051).timeout(), 0.051);
 }
 
-TEST(CommandRunner, ErrorTextIsTrimmedDecodedStandardError) {
-    EXPECT_EQ((CommandResult{1, "", "\n  bad \xff bytes\n\n"}.errorText()),
-              "bad \xEF\xBF\xBD bytes");
-    EXPECT_EQ((CommandResult{1, "", " \t\r\n"}.errorText()), "");
-}
-
 // Real runs, their scratch files and a missing program are the integration suite's.
 TEST(CommandRunner, ARunCancelledBeforeItsChildStartsLeavesNothingBehind) {
     testing::TemporaryFolder folder;

@@ -69,10 +69,8 @@ bool eventually(Condition condition,
 
 inline std::optional<std::string> readText(const std::filesystem::path& path) {
     std::ifstream file(path);
-    if (!file) {
-        return std::nullopt;
-    }
-    return std::string(std::istreambuf_iterator<char>(file), {});
+    return file ? std::optional(std::string(std::istreambuf_iterator<char>(file), {}))
+                : std::nullopt;
 }
 
 /// Writes `text` to `path`, making its folders first.
