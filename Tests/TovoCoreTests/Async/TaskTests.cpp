@@ -24,28 +24,28 @@ Task<int> failing() {
     co_return 0;
 }
 
-TEST(TaskTest, IsLazyAndSpawnedTasksRunInPostingOrder) {
+// Every test drives its tasks by hand, in virtual time.
+class TaskTest : public ::testing::Test {
+protected:
     ManualExecutor executor;
+    VirtualClock clock{executor};
+};
+
+TEST_F(TaskTest, IsLazyAndSpawnedTasksRunInPostingOrder) {
     std::vector<int> order;
     auto body = [&](int n) -> Task<void> {
         order.push_back(n);
         co_return;
     };
-    auto first = body(1);
-    EXPECT_TRUE(order.empty());
-    auto handle = spawn(executor, std::move(first));
+    auto handle = spawn(executor, body(1));
     spawn(executor, body(2));
-    EXPECT_TRUE(order.empty());
-    EXPECT_TRUE(executor.runOne());
-    EXPECT_EQ(order, std::vector{1});
-    EXPECT_EQ(executor.runAll(), 1u);
+    EXPECT_TRUE(order.empty()) << "spawning only posts";
+    EXPECT_EQ(executor.runAll(), 2u);
     EXPECT_EQ(order, (std::vector{1, 2}));
-    EXPECT_TRUE(handle.isDone());
-    EXPECT_FALSE(handle.error());
+    EXPECT_TRUE(handle.isDone() && !handle.error());
 }
 
-TEST(TaskTest, ValuesAndExceptionsReachTheAwaiterThroughDeepChains) {
-    ManualExecutor executor;
+TEST_F(TaskTest, ValuesAndExceptionsReachTheAwaiterThroughDeepChains) {
     int result = 0;
     std::string caught;
     auto body = [&]() -> Task<void> {
@@ -61,14 +61,10 @@ TEST(TaskTest, ValuesAndExceptionsReachTheAwaiterThroughDeepChains) {
     executor.runAll();
     EXPECT_EQ(result, 20000);
     EXPECT_EQ(caught, "broken");
-    EXPECT_TRUE(handle.isDone());
-    EXPECT_TRUE(handle.error());
-    EXPECT_FALSE(isCancellation(handle.error()));
+    EXPECT_TRUE(handle.isDone() && handle.error() && !isCancellation(handle.error()));
 }
 
-TEST(CancellationTest, ReachesASleepingGrandchildThroughInheritedTokens) {
-    ManualExecutor executor;
-    VirtualClock clock(executor);
+TEST_F(TaskTest, CancellationReachesASleepingGrandchildThroughInheritedTokens) {
     bool cancelledInChild = false;
     auto child = [&]() -> Task<void> {
         try {
@@ -92,9 +88,7 @@ TEST(CancellationTest, ReachesASleepingGrandchildThroughInheritedTokens) {
     EXPECT_EQ(executor.runAll(), 0u);
 }
 
-TEST(VirtualClockTest, ResumesSleepsExactlyAtTheirDeadlines) {
-    ManualExecutor executor;
-    VirtualClock clock(executor);
+TEST_F(TaskTest, VirtualClockResumesSleepsExactlyAtTheirDeadlines) {
     std::vector<std::chrono::nanoseconds> wakes;
     auto body = [&]() -> Task<void> {
         for (const auto duration : {1200ms, 0ms, 800ms}) {
@@ -116,8 +110,7 @@ TEST(VirtualClockTest, ResumesSleepsExactlyAtTheirDeadlines) {
     EXPECT_EQ(wakes, (std::vector<std::chrono::nanoseconds>{1200ms, 1200ms, 2000ms}));
 }
 
-TEST(BackgroundTest, RunsOffTheExecutorResumesOnItAndRethrows) {
-    ManualExecutor executor;
+TEST_F(TaskTest, BackgroundWorkRunsOffTheExecutorResumesOnItAndRethrows) {
     const auto mainThread = std::this_thread::get_id();
     std::thread::id workerThread;
     std::thread::id resumedThread;
@@ -146,9 +139,7 @@ TEST(BackgroundTest, RunsOffTheExecutorResumesOnItAndRethrows) {
     EXPECT_EQ(caught, "worker");
 }
 
-TEST(CancellationTest, ATaskCancelledBeforeItRunsNeverSleepsNorStartsBackgroundWork) {
-    ManualExecutor executor;
-    VirtualClock clock(executor);
+TEST_F(TaskTest, ATaskCancelledBeforeItRunsNeverSleepsNorStartsBackgroundWork) {
     bool ran = false;
     auto sleeper = [&]() -> Task<void> { co_await clock.sleep(1s); };
     auto worker = [&]() -> Task<void> { co_await runInBackground(executor, [&] { ran = true; }); };
@@ -157,8 +148,7 @@ TEST(CancellationTest, ATaskCancelledBeforeItRunsNeverSleepsNorStartsBackgroundW
         handle.requestCancellation();
     }
     ASSERT_TRUE(executor.runUntil([&] { return handles[0].isDone() && handles[1].isDone(); }));
-    EXPECT_TRUE(isCancellation(handles[0].error()));
-    EXPECT_TRUE(isCancellation(handles[1].error()));
+    EXPECT_TRUE(isCancellation(handles[0].error()) && isCancellation(handles[1].error()));
     EXPECT_FALSE(ran);
     EXPECT_EQ(clock.sleeperCount(), 0u);
 }

@@ -110,30 +110,25 @@ TEST(BlockingProcessTest, ExecutionIdentityReplacesPathAndTimeButKeepsApplicatio
 }
 
 TEST(BlockingProcessTest, MergingPrefersTheReceiverAndUnitesFiles) {
-    auto receiver =
-        process({file("/m/b", "4r", OpenAccess::read), file("/m/a", "3r", OpenAccess::read)});
+    const auto a = file("/m/a", "3r", OpenAccess::read);
+    const auto b = file("/m/b", "4r", OpenAccess::read);
+    const auto aWritten = file("/m/a", "3r", OpenAccess::write);
+    auto receiver = process({b, a});
     receiver.command = "";
     receiver.userID.reset();
-    auto other =
-        process({file("/m/a", "3r", OpenAccess::read), file("/m/a", "3r", OpenAccess::write)});
-    other.command = "other";
-    other.userID = 777u;
-    other.loginName = "someone";
-    other.startTime = ProcessStartTime{999, 0};
-    other.isSystemDissent = true;
-    other.parentApplication = ParentApplication{1, "X", {}};
+    const BlockingProcess other{42,           8,
+                                "other",      777u,
+                                "someone",    {a, aWritten},
+                                "/opt/other", ProcessStartTime{999, 0},
+                                true,         ParentApplication{1, "X", {}}};
 
-    const auto merged = receiver.merging(other);
-    EXPECT_EQ(merged.command, "other");  // empty command falls back
-    EXPECT_EQ(merged.userID, 777u);      // absent falls back
-    EXPECT_EQ(merged.loginName, "user"); // present wins
-    EXPECT_EQ(merged.startTime, receiver.startTime);
-    EXPECT_TRUE(merged.isSystemDissent);
-    EXPECT_EQ(merged.parentApplication, other.parentApplication);
-    // Sorted by path; files differing in any field are both kept, equal ones once.
-    EXPECT_EQ(merged.openFiles, (std::vector{file("/m/a", "3r", OpenAccess::read),
-                                             file("/m/a", "3r", OpenAccess::write),
-                                             file("/m/b", "4r", OpenAccess::read)}));
+    // Empty or absent fields fall back; files are sorted by path, equal ones kept once.
+    auto expected = process({a, aWritten, b});
+    expected.command = "other";
+    expected.userID = 777u;
+    expected.isSystemDissent = true;
+    expected.parentApplication = other.parentApplication;
+    EXPECT_EQ(receiver.merging(other), expected);
 }
 
 } // namespace

@@ -57,9 +57,6 @@ TEST(LsofFieldParserTest, ReadsRealOutputOfATmpfsWithTwoHolders) {
     EXPECT_EQ(describe(buffer.str()),
               "7752 sleep 0 7747 root | /tmp/tovo-cap.6Ke4/My Folder cwd DIR unknown,\n"
               "7753 sleep 0 7747 root | /tmp/tovo-cap.6Ke4/notes (draft).txt 3 REG write,\n");
-    const auto first = LsofFieldParser{}.parse(buffer.str()).front();
-    EXPECT_FALSE(first.executablePath);
-    EXPECT_FALSE(first.isSystemDissent);
 }
 
 struct ParseCase {
@@ -79,15 +76,10 @@ const std::string oneFile = fields({{"f1", "n/m/a"}});
 INSTANTIATE_TEST_SUITE_P(
     Buffers, LsofFieldParserTableTest,
     ::testing::Values(
-        ParseCase{"processWithoutFiles", fields({{"p5", "cidle", "u501"}}), ""},
         // A set without files is not merged into a later one of the same pid.
         ParseCase{"laterSetOfTheSamePid",
                   fields({{"p5", "cfirst", "u501"}, {"p5", "csecond"}}) + oneFile,
                   "5 second - - - | /m/a 1 - unknown,\n"},
-        ParseCase{"missingCommand", fields({{"p77"}}) + oneFile,
-                  "77 Process 77 - - - | /m/a 1 - unknown,\n"},
-        ParseCase{"emptyCommand", fields({{"p78", "c"}}) + oneFile,
-                  "78 Process 78 - - - | /m/a 1 - unknown,\n"},
         ParseCase{"repeatedPidsMergeFirstWins",
                   fields({{"p9", "cfirst", "u1", "Lone"},
                           {"f4", "ar", "n/m/b"},
@@ -98,9 +90,7 @@ INSTANTIATE_TEST_SUITE_P(
                           {"f4", "ar", "n/m/b"}}),
                   "9 first 1 - one | /m/a 3 - write, /m/b 4 - read,\n"
                   "10 other - - - | /m/x 1 - unknown,\n"},
-        ParseCase{"badPidDropsItsSetOnly",
-                  fields({{"p1", "cgood"}, {"f1", "n/m/a"}, {"p12x", "cbad"}, {"f2", "n/m/b"}}),
-                  "1 good - - - | /m/a 1 - unknown,\n"},
+        // A missing or empty command falls back to the pid.
         ParseCase{"pidRange",
                   fields({{"p+42"}}) + oneFile + fields({{"p-3"}}) + oneFile +
                       fields({{"p2147483647", "c"}}) + oneFile + fields({{"p-2147483648", "cx"}}) +
@@ -108,12 +98,12 @@ INSTANTIATE_TEST_SUITE_P(
                   "42 Process 42 - - - | /m/a 1 - unknown,\n-3 Process -3 - - - | /m/a 1 - "
                   "unknown,\n2147483647 Process 2147483647 - - - | /m/a 1 - unknown,\n"
                   "-2147483648 x - - - | /m/a 1 - unknown,\n"},
-        // Each bad pid drops its own set, so together they parse to nothing.
+        // Each bad pid drops its own set only.
         ParseCase{"badPids",
                   fields({{"p2147483648"}}) + oneFile + fields({{"p99999999999999999999"}}) +
                       oneFile + fields({{"p"}}) + oneFile + fields({{"p+"}}) + oneFile +
-                      fields({{"p 4"}}) + oneFile + fields({{"p4 "}}) + oneFile,
-                  ""},
+                      fields({{"p4 "}}) + oneFile + fields({{"p1", "cgood"}}) + oneFile,
+                  "1 good - - - | /m/a 1 - unknown,\n"},
         ParseCase{"numbersThatAreNot", fields({{"p1", "cx", "Rx", "u-1"}}) + oneFile,
                   "1 x - - - | /m/a 1 - unknown,\n"},
         ParseCase{"largestUser", fields({{"p1", "cx", "u4294967295", "R7"}}) + oneFile,
@@ -135,24 +125,17 @@ INSTANTIATE_TEST_SUITE_P(
         ParseCase{"lineBreaks", "\r\n\n\0p1\0\n\r\ncname\r\0\n\0f1\0n/m/a\0\n\n"s,
                   "1 name\r - - - | /m/a 1 - unknown,\n"},
         ParseCase{"withoutNulsOneField", "p1\ncname\nf1\nn/m/a\n", ""},
-        ParseCase{"nameBeforeAnyProcess", "n/m/a\np1\n"s + '\0', ""},
         ParseCase{"invalidUtf8Replaced",
                   fields({{"p1", "c\xFF\xFEtool"}, {"f1", "n/m/\xC3(\xE2\x82"}}),
                   "1 \uFFFD\uFFFDtool - - - | /m/\uFFFD(\uFFFD 1 - unknown,\n"},
-        ParseCase{"empty", "", ""}, ParseCase{"onlySeparators", "\0\0\0\n\n"s, ""},
-        ParseCase{"loneLetter", "p", ""}),
+        ParseCase{"onlySeparators", "\0\0\0\n\n"s, ""}),
     [](const auto& info) { return std::string(info.param.label); });
 
-TEST(LsofFieldParserTest, HostileBuffersNeverFail) {
+TEST(LsofFieldParserTest, AHugeNameIsKeptWhole) {
     const std::string huge(1 << 20, 'n');
     const auto result = LsofFieldParser{}.parse(fields({{"p1"}}) + huge);
     ASSERT_EQ(result.size(), 1u);
     EXPECT_EQ(result[0].openFiles[0].path.size(), huge.size() - 1);
-    std::string noise;
-    for (int i = 0; i < 4096; ++i) {
-        noise.push_back(static_cast<char>((i * 37) % 256));
-    }
-    (void)LsofFieldParser{}.parse(noise);
 }
 
 } // namespace

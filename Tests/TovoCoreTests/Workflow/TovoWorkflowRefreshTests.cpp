@@ -63,8 +63,7 @@ TEST_F(TovoWorkflowRefreshTest, RefreshingAfterAChangedIdentityLeadsBackToAUsabl
     h.listDisks({backup});
     EXPECT_EQ(workflow.phase(), EjectionPhase::ready());
     EXPECT_EQ(workflow.selectedDiskID(), backup.id);
-    EXPECT_THAT(workflow.blockers(), IsEmpty());
-    EXPECT_THAT(workflow.releaseAttempts(), IsEmpty());
+    EXPECT_EQ(h.listSizes(), ListSizes{});
 }
 
 // A refresh answering while an operation or the success screen is shown.
@@ -172,12 +171,7 @@ TEST_P(TovoWorkflowClearingTest, LeavesNoListBehind) {
     EXPECT_EQ(w.phase(), phase);
     EXPECT_EQ(w.disks(), disks);
     EXPECT_EQ(w.selectedDiskID(), selection);
-    EXPECT_THAT(w.blockers(), IsEmpty());
-    EXPECT_THAT(w.releasePlans(), IsEmpty());
-    EXPECT_THAT(w.stopPlans(), IsEmpty());
-    EXPECT_THAT(w.releaseAttempts(), IsEmpty());
-    EXPECT_THAT(w.busyCauses(), IsEmpty());
-    EXPECT_THAT(w.causeAttempts(), IsEmpty());
+    EXPECT_EQ(h.listSizes(), ListSizes{});
 }
 
 INSTANTIATE_TEST_SUITE_P(Ways, TovoWorkflowClearingTest,

@@ -38,9 +38,7 @@ TEST(TovoWorkflowReleaseTest, EachRequestFollowsAFreshLookThenTheWaitEndsOnTheSu
     EXPECT_TRUE(operation.isDone());
     EXPECT_EQ(h.workflow->phase(), EjectionPhase::ejected("Photos"));
     EXPECT_EQ(h.workflow->releaseAttempts(), asked);
-    EXPECT_THAT(h.workflow->blockers(), IsEmpty());
-    EXPECT_THAT(h.workflow->releasePlans(), IsEmpty());
-    EXPECT_THAT(h.workflow->stopPlans(), IsEmpty());
+    EXPECT_EQ(h.listSizes(), (ListSizes{0, 0, 0, 2, 0, 0}));
     EXPECT_EQ(h.workflow->disks(), std::vector{backup});
     EXPECT_EQ(h.logger.entries(),
               (std::vector<Entry>{{Level::info, "Release review confirmed total=2 eligible=2"},
@@ -76,16 +74,7 @@ ReleaseCase row(const char* label, Processes fresh, std::vector<Processes> polls
                 std::pair<ReleaseDisposition, std::string> attempt = asked,
                 bool approvedAsQuit = true, FreshPlan plan = FreshPlan::same,
                 std::uint64_t settle = 1'200'000'000, std::uint64_t timeout = 5'000'000'000) {
-    return {label,
-            std::move(fresh),
-            std::move(polls),
-            std::move(times),
-            phase,
-            std::move(attempt),
-            approvedAsQuit,
-            plan,
-            settle,
-            timeout};
+    return {label, fresh, polls, times, phase, attempt, approvedAsQuit, plan, settle, timeout};
 }
 
 class TovoWorkflowReleaseTableTest : public ::testing::TestWithParam<ReleaseCase> {};
@@ -95,12 +84,10 @@ TEST_P(TovoWorkflowReleaseTableTest, ActsOnlyOnAVerifiedApprovedProcessThenWaits
     WorkflowHarness h(WorkflowOptions{.settle = param.settle, .timeout = param.timeout});
     h.releaser->planEach(param.approvedAsQuit ? quitPlan : manualPlan);
     h.reachBlocked({editor});
-    if (param.freshPlan == FreshPlan::quit) {
-        h.releaser->planEach(quitPlan);
-    } else if (param.freshPlan == FreshPlan::manual) {
-        h.releaser->planEach(manualPlan);
-    } else if (param.freshPlan == FreshPlan::none) {
+    if (param.freshPlan == FreshPlan::none) {
         h.releaser->planner = [](const Processes&) { return std::vector<ProcessReleasePlan>{}; };
+    } else if (param.freshPlan != FreshPlan::same) {
+        h.releaser->planEach(param.freshPlan == FreshPlan::quit ? quitPlan : manualPlan);
     }
     h.releaser->answerRequestsWith(ReleaseDisposition::requested);
     h.diagnoses->enqueueValue(param.fresh);
@@ -227,10 +214,20 @@ void releaseUntil(WorkflowHarness& h, Stage stage) {
         }
         return;
     }
-    h.start(h.workflow->performSafeTovo());
-    // Plans held from now on; the approval's plan is answered when that stage is passed.
-    h.releaser->plans.setResponder(nullptr);
+    // Every call before `stage` answers at once; the one at `stage` waits.
     const bool recheck = stage == Stage::recheckCauses;
+    if (stage > Stage::approvalDiagnosis) {
+        h.diagnoses->enqueueValue({editor});
+    }
+    if (stage > Stage::pollDiagnosis) {
+        h.diagnoses->enqueueValue(recheck ? Processes{shell} : Processes{});
+    }
+    if (stage == Stage::approvalPlanning) {
+        h.releaser->plans.setResponder(nullptr);
+    }
+    if (stage != Stage::request) {
+        h.releaser->answerRequestsWith(ReleaseDisposition::requested);
+    }
     h.causeFinder->searches.setValue({nested});
     if (stage == Stage::causeSearch || recheck) {
         h.causeFinder->searches.setResponder(nullptr);
@@ -238,24 +235,12 @@ void releaseUntil(WorkflowHarness& h, Stage stage) {
     if (stage == Stage::causeAction) {
         h.causeFinder->resolutions.setResponder(nullptr);
     }
-    const auto last = recheck ? Stage::causeSearch : stage;
-    for (auto at = Stage::approvalDiagnosis; at != last; at = Stage(int(at) + 1)) {
-        if (at == Stage::approvalPlanning) {
-            h.releaser->plans.resolve({quitPlan(editor)});
-            h.releaser->answerPlansAtOnce();
-        } else if (at == Stage::settleSleep) {
-            h.advance(1200ms);
-        } else if (at == Stage::request) {
-            h.releaser->requests.resolve({attemptFor(editor, ReleaseDisposition::requested)});
-        } else if (at == Stage::retryEject) {
-            h.ejector->ejects.fail(WorkflowHarness::busyFailure());
-        } else if (at != Stage::causeSearch && at != Stage::causeAction) { // those answer at once
-            const bool pollSeesShell = recheck && at == Stage::pollDiagnosis;
-            h.diagnoses->resolve(at == Stage::approvalDiagnosis ? Processes{editor}
-                                 : pollSeesShell                ? Processes{shell}
-                                                                : Processes{});
-        }
-        h.run();
+    if (stage == Stage::retryDiagnosis) {
+        h.ejector->ejects.enqueueError(WorkflowHarness::busyFailure());
+    }
+    h.start(h.workflow->performSafeTovo());
+    if (stage > Stage::settleSleep) {
+        h.advance(1200ms);
     }
 }
 
@@ -373,8 +358,7 @@ TEST_P(TovoWorkflowInterruptionTest, EndsSafelyWithOneLogLine) {
     if (by >= Interruption::leave) {
         const bool returned = by >= Interruption::returnBySelection;
         EXPECT_EQ(workflow.selectedDiskID(), returned ? photos.id : backup.id);
-        EXPECT_THAT(workflow.releaseAttempts(), IsEmpty());
-        EXPECT_THAT(workflow.causeAttempts(), IsEmpty());
+        EXPECT_EQ(h.listSizes(), ListSizes{});
     } else if (expectedPhase == EjectionPhase::blocked()) {
         EXPECT_EQ(workflow.blockers(), Processes{editor}) << "still shows who holds the disk";
         EXPECT_EQ(workflow.busyCauses(), std::vector{nested});
@@ -392,56 +376,50 @@ TEST_P(TovoWorkflowInterruptionTest, EndsSafelyWithOneLogLine) {
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Cases, TovoWorkflowInterruptionTest,
-    ::testing::Values(
-        InterruptionCase{"cancelEject", Stage::eject, Interruption::cancel},
-        InterruptionCase{"finishedEjectCancelled", Stage::eject, Interruption::finishThenCancel},
-        InterruptionCase{"cancelApprovalPlanning", Stage::approvalPlanning, Interruption::cancel},
-        InterruptionCase{"cancelRequest", Stage::request, Interruption::cancel},
-        InterruptionCase{"cancelSettleSleep", Stage::settleSleep, Interruption::cancel},
-        InterruptionCase{"cancelRetriedEject", Stage::retryEject, Interruption::cancel},
-        InterruptionCase{"finishedRetryCancelled", Stage::retryEject,
-                         Interruption::finishThenCancel},
-        InterruptionCase{"cancelRetryDiagnosis", Stage::retryDiagnosis, Interruption::cancel},
-        InterruptionCase{"cancelStop", Stage::stopRequest, Interruption::cancel},
-        InterruptionCase{"failApprovalDiagnosis", Stage::approvalDiagnosis, Interruption::fail},
-        InterruptionCase{"failApprovalPlanning", Stage::approvalPlanning, Interruption::fail},
-        InterruptionCase{"failPoll", Stage::pollDiagnosis, Interruption::fail},
-        InterruptionCase{"failCauseAction", Stage::causeAction, Interruption::fail},
-        InterruptionCase{"failRetriedEject", Stage::retryEject, Interruption::fail},
-        InterruptionCase{"failStop", Stage::stopRequest, Interruption::fail},
-        InterruptionCase{"leaveDuringEject", Stage::eject, Interruption::leave},
-        InterruptionCase{"leaveDuringEjectDiagnosis", Stage::ejectDiagnosis, Interruption::leave},
-        InterruptionCase{"leaveDuringEjectPlanning", Stage::ejectPlanning, Interruption::leave},
-        InterruptionCase{"leaveDuringEjectCauseSearch", Stage::ejectCauseSearch,
-                         Interruption::leave},
-        InterruptionCase{"leaveDuringApprovalDiagnosis", Stage::approvalDiagnosis,
-                         Interruption::leave},
-        InterruptionCase{"leaveDuringApprovalPlanning", Stage::approvalPlanning,
-                         Interruption::leave},
-        InterruptionCase{"leaveDuringRequest", Stage::request, Interruption::leave},
-        InterruptionCase{"leaveDuringPoll", Stage::pollDiagnosis, Interruption::leave},
-        InterruptionCase{"leaveDuringCauseSearch", Stage::causeSearch, Interruption::leave},
-        InterruptionCase{"leaveDuringCauseAction", Stage::causeAction, Interruption::leave},
-        InterruptionCase{"leaveDuringRetriedEject", Stage::retryEject, Interruption::leave},
-        InterruptionCase{"leaveDuringRetryDiagnosis", Stage::retryDiagnosis, Interruption::leave},
-        InterruptionCase{"leaveDuringRecheck", Stage::recheckCauses, Interruption::leave},
-        InterruptionCase{"leaveDuringStopDiagnosis", Stage::stopDiagnosis, Interruption::leave},
-        InterruptionCase{"leaveDuringStop", Stage::stopRequest, Interruption::leave},
-        InterruptionCase{"leaveThenPlanningFails", Stage::ejectPlanning,
-                         Interruption::leaveThenFail},
-        InterruptionCase{"leaveThenRequestFails", Stage::request, Interruption::leaveThenFail},
-        InterruptionCase{"leaveThenRetryRefused", Stage::retryEject, Interruption::leaveThenFail},
-        InterruptionCase{"leaveThenRequestCancelled", Stage::request,
-                         Interruption::leaveThenCancel},
-        InterruptionCase{"leaveThenRetryCancelled", Stage::retryEject,
-                         Interruption::leaveThenCancel},
-        InterruptionCase{"returnBySelectionDuringEject", Stage::eject,
-                         Interruption::returnBySelection},
-        InterruptionCase{"returnByRefreshDuringEject", Stage::eject,
-                         Interruption::returnByRefresh}),
-    [](const auto& info) { return std::string(info.param.label); });
+std::vector<InterruptionCase> interruptions() {
+    using enum Stage;
+    using enum Interruption;
+    return {{"cancelEject", eject, cancel},
+            {"finishedEjectCancelled", eject, finishThenCancel},
+            {"cancelApprovalPlanning", approvalPlanning, cancel},
+            {"cancelRequest", request, cancel},
+            {"cancelSettleSleep", settleSleep, cancel},
+            {"cancelRetriedEject", retryEject, cancel},
+            {"finishedRetryCancelled", retryEject, finishThenCancel},
+            {"cancelRetryDiagnosis", retryDiagnosis, cancel},
+            {"cancelStop", stopRequest, cancel},
+            {"failApprovalDiagnosis", approvalDiagnosis, fail},
+            {"failApprovalPlanning", approvalPlanning, fail},
+            {"failPoll", pollDiagnosis, fail},
+            {"failCauseAction", causeAction, fail},
+            {"failRetriedEject", retryEject, fail},
+            {"failStop", stopRequest, fail},
+            {"leaveDuringEject", eject, leave},
+            {"leaveDuringEjectDiagnosis", ejectDiagnosis, leave},
+            {"leaveDuringEjectPlanning", ejectPlanning, leave},
+            {"leaveDuringEjectCauseSearch", ejectCauseSearch, leave},
+            {"leaveDuringApprovalDiagnosis", approvalDiagnosis, leave},
+            {"leaveDuringApprovalPlanning", approvalPlanning, leave},
+            {"leaveDuringRequest", request, leave},
+            {"leaveDuringPoll", pollDiagnosis, leave},
+            {"leaveDuringCauseSearch", causeSearch, leave},
+            {"leaveDuringCauseAction", causeAction, leave},
+            {"leaveDuringRetriedEject", retryEject, leave},
+            {"leaveDuringRetryDiagnosis", retryDiagnosis, leave},
+            {"leaveDuringRecheck", recheckCauses, leave},
+            {"leaveDuringStopDiagnosis", stopDiagnosis, leave},
+            {"leaveDuringStop", stopRequest, leave},
+            {"leaveThenPlanningFails", ejectPlanning, leaveThenFail},
+            {"leaveThenRequestFails", request, leaveThenFail},
+            {"leaveThenRetryRefused", retryEject, leaveThenFail},
+            {"leaveThenRequestCancelled", request, leaveThenCancel},
+            {"leaveThenRetryCancelled", retryEject, leaveThenCancel},
+            {"returnBySelectionDuringEject", eject, returnBySelection},
+            {"returnByRefreshDuringEject", eject, returnByRefresh}};
+}
+
+INSTANTIATE_TEST_SUITE_P(Cases, TovoWorkflowInterruptionTest, ::testing::ValuesIn(interruptions()),
+                         [](const auto& info) { return std::string(info.param.label); });
 
 // A retried eject refused as busy shows whoever holds the disk now, or stops safely.
 class TovoWorkflowBusyRetryTest : public ::testing::TestWithParam<bool> {};
@@ -457,14 +435,11 @@ TEST_P(TovoWorkflowBusyRetryTest, DiagnosesWithTheDissenter) {
     h.diagnoses->resolve(GetParam() ? Processes{shell} : Processes{});
     h.run();
 
-    if (GetParam()) {
-        EXPECT_EQ(h.workflow->phase(), EjectionPhase::blocked());
-        EXPECT_EQ(h.workflow->blockers(), Processes{shell});
-    } else {
-        EXPECT_EQ(h.workflow->phase(),
-                  EjectionPhase::failed("Tovo stopped safely", "The disk is in use.",
-                                        FailureRecovery::retryEject));
-    }
+    EXPECT_EQ(h.workflow->phase(),
+              GetParam() ? EjectionPhase::blocked()
+                         : EjectionPhase::failed("Tovo stopped safely", "The disk is in use.",
+                                                 FailureRecovery::retryEject));
+    EXPECT_EQ(h.workflow->blockers(), GetParam() ? Processes{shell} : Processes{});
 }
 
 INSTANTIATE_TEST_SUITE_P(Found, TovoWorkflowBusyRetryTest, ::testing::Bool());

@@ -12,6 +12,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <array>
 #include <chrono>
 #include <memory>
 #include <string>
@@ -25,6 +26,7 @@ using ::testing::IsEmpty;
 using Entry = RecordingLogger::Entry;
 using Level = LogLevel;
 using Processes = std::vector<BlockingProcess>;
+using ListSizes = std::array<std::size_t, 6>;
 
 inline const ExternalDisk photos = makeDisk(1, "Photos");
 inline const ExternalDisk backup = makeDisk(2, "Backup");
@@ -153,12 +155,16 @@ struct WorkflowHarness {
         ejector->ejects.enqueueError(busyFailure());
         start(workflow->performSafeTovo());
         runOutTheClock();
-        const auto& w = *workflow;
-        ASSERT_EQ(w.phase(), EjectionPhase::blocked());
-        ASSERT_TRUE(!w.blockers().empty() && !w.releasePlans().empty() && !w.stopPlans().empty() &&
-                    !w.releaseAttempts().empty() && !w.busyCauses().empty() &&
-                    !w.causeAttempts().empty());
+        ASSERT_EQ(workflow->phase(), EjectionPhase::blocked());
+        ASSERT_THAT(listSizes(), ::testing::Each(::testing::Gt(0u)));
         logger.clear();
+    }
+
+    /// Blockers, release plans, stop plans, release attempts, busy causes, cause attempts.
+    std::array<std::size_t, 6> listSizes() const {
+        const auto& w = *workflow;
+        return {w.blockers().size(),        w.releasePlans().size(), w.stopPlans().size(),
+                w.releaseAttempts().size(), w.busyCauses().size(),   w.causeAttempts().size()};
     }
 
     /// Calls that act, or plan a release; looks at the disk are left out.
