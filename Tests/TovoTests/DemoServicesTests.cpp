@@ -8,7 +8,6 @@
 namespace tovo {
 namespace {
 
-const auto virtualMachine = DemoData::protectedBlockers().front();
 const auto preview = DemoData::tovoableBlockers().front();
 
 TEST(DemoScenario, ReadsOnItsOwnExecutorAndResumesOnTheMainOne) {
@@ -27,23 +26,13 @@ TEST(DemoScenario, ReadsOnItsOwnExecutorAndResumesOnTheMainOne) {
     EXPECT_EQ(read, DemoData::tovoableBlockers());
 }
 
-TEST(DemoProcessReleaser, AsksOnlyOrdinaryAppsWhenAllowedAndAlwaysOffersAStop) {
+// The flows show the other plans; with automatic quits off an ordinary app's is manual too.
+TEST(DemoProcessReleaser, PlansOnlyManualStepsWhenAutomaticQuitIsOff) {
     ManualExecutor main;
-    const auto scenario = std::make_shared<DemoScenario>(std::vector<BlockingProcess>{}, main);
-    DemoProcessReleaser automatic(scenario, true);
-    DemoProcessReleaser manual(scenario, false);
-    const auto release = [&](const DemoProcessReleaser& releaser, BlockingProcess process) {
-        return testing::runToEnd(main, releaser.planRelease({std::move(process)})).at(0);
-    };
-    const auto stop = [&](BlockingProcess process) {
-        return testing::runToEnd(main, manual.planStop(std::move(process)));
-    };
-    // The plans' own texts are read in the terminal's demo transcript.
-    EXPECT_EQ(release(automatic, preview).strategy, ReleaseStrategy::quitApplication);
-    EXPECT_EQ(release(manual, preview).strategy, ReleaseStrategy::manualAction);
-    EXPECT_EQ(release(automatic, virtualMachine).strategy, ReleaseStrategy::manualAction);
-    EXPECT_EQ(stop(virtualMachine).method, StopMethod::terminateProcess);
-    EXPECT_EQ(stop(preview).method, StopMethod::quitApplication);
+    const DemoProcessReleaser manual(
+        std::make_shared<DemoScenario>(std::vector<BlockingProcess>{}, main), false);
+    EXPECT_EQ(testing::runToEnd(main, manual.planRelease({preview})).at(0).strategy,
+              ReleaseStrategy::manualAction);
 }
 
 } // namespace

@@ -13,29 +13,19 @@ namespace {
 
 using namespace testing;
 
-struct StatusCase {
-    EjectionPhase phase;
-    StatusViewKind kind;
-    std::string title;
-    std::string message;
-    std::optional<std::string> announcement;
-};
+// Phase, card kind, title, message, announcement.
+using StatusCase =
+    std::tuple<EjectionPhase, StatusViewKind, std::string, std::string, std::optional<std::string>>;
 
 class StatusTest : public ::testing::TestWithParam<StatusCase> {};
 
-std::vector<BlockingProcess> twoBlockers() {
-    return {makeProcess(1), makeProcess(2)};
-}
-
 TEST_P(StatusTest, ShowsTheCardTitleMessageAndAnnouncementOfThePhase) {
-    const auto& c = GetParam();
-    const auto content =
-        StatusPresentation::content(c.phase, makeDisk(3, "345-BACKUP"), twoBlockers(), {});
-    EXPECT_EQ(content.kind, c.kind);
-    EXPECT_EQ(content.title, c.title);
-    EXPECT_EQ(content.message, c.message);
+    const auto& [phase, kind, title, message, said] = GetParam();
+    const auto content = StatusPresentation::content(phase, makeDisk(3, "345-BACKUP"),
+                                                     {makeProcess(1), makeProcess(2)}, {});
+    EXPECT_EQ(std::tuple(content.kind, content.title, content.message, announcement(phase)),
+              std::tuple(kind, title, message, said));
     expectThemeIcon(content.symbol);
-    EXPECT_EQ(announcement(c.phase), c.announcement);
 }
 
 using enum StatusViewKind;
@@ -69,18 +59,17 @@ INSTANTIATE_TEST_SUITE_P(
                    "Tovo stopped safely. The disk changed."}));
 
 // Before the first listing answers, "No external disks" would be a guess.
-TEST(Status, WithoutADiskLooksForOneUntilListedThenAsksForOneOrNamesNone) {
-    const auto status = [](EjectionPhase phase, bool listed = true) {
-        return StatusPresentation::windowContent(phase, std::nullopt, {}, {}, {}, listed);
+TEST(Status, WithoutADiskAsksForOneAndNamesWhatIsDoneToTheDisk) {
+    const auto status = [](EjectionPhase phase, std::optional<ExternalDisk> disk = {}) {
+        return StatusPresentation::windowContent(phase, disk, {}, {}, {}, !disk);
     };
     EXPECT_EQ(status(EjectionPhase::ready()).message, "Connect a disk to get started.");
-    EXPECT_EQ(StatusPresentation::windowContent(EjectionPhase::ready(), makeDisk(1, "A"), {}, {},
-                                                {}, false)
-                  .title,
-              "Ready to eject");
-    EXPECT_EQ(status(EjectionPhase::ejecting()).title, "Checking disk\u2026");
-    EXPECT_EQ(status(EjectionPhase::releasing()).title, "Releasing disk\u2026");
-    EXPECT_EQ(status(EjectionPhase::retrying()).title, "Ejecting disk\u2026");
+    EXPECT_EQ(status(EjectionPhase::ready(), makeDisk(1)).title, "Ready to eject");
+    for (const auto& [phase, title] : {std::pair{EjectionPhase::ejecting(), "Checking disk\u2026"},
+                                       {EjectionPhase::releasing(), "Releasing disk\u2026"},
+                                       {EjectionPhase::retrying(), "Ejecting disk\u2026"}}) {
+        EXPECT_EQ(status(phase).title, title);
+    }
 }
 
 TEST(BlockedStatus, PointsToTheReviewOnlyWhenAnAppCanBeAsked) {
@@ -91,12 +80,12 @@ TEST(BlockedStatus, PointsToTheReviewOnlyWhenAnAppCanBeAsked) {
 }
 
 TEST(StatusSummary, JoinsTitleAndMessageAsOneSentenceForScreenReaders) {
-    for (const auto& [message, said] :
-         {std::pair{"Trying.", "Checking\u2026 Trying."}, std::pair{"", "Checking\u2026"}}) {
-        EXPECT_EQ(StatusPresentation::accessibleSummary(
-                      {StatusViewKind::busy, "Checking\u2026", message, {}, {}}),
-                  said);
-    }
+    const auto summary = [](std::string message) {
+        return StatusPresentation::accessibleSummary(
+            {StatusViewKind::busy, "Checking\u2026", message, {}, {}});
+    };
+    EXPECT_EQ(summary("Trying."), "Checking\u2026 Trying.");
+    EXPECT_EQ(summary(""), "Checking\u2026");
 }
 
 // The commands each phase offers: the action bar's primary button and the menu's items.
@@ -104,32 +93,27 @@ TEST(StatusSummary, JoinsTitleAndMessageAsOneSentenceForScreenReaders) {
 using namespace MenuPresentation;
 using enum PrimaryActionKind;
 
-struct CommandCase {
-    EjectionPhase phase;
-    PrimaryActionKind kind;
-    std::string title;
-    std::string accessibilityLabel;
-    std::string menuTitle;
-    bool menuEjectEnabled;
-    bool refreshEnabled;
-    bool returnPresses; ///< the default action
-};
+// Phase, primary button kind, title, accessibility label, menu's eject title, menu's
+// eject enabled, refresh enabled, Return presses the button (the default action).
+using CommandCase = std::tuple<EjectionPhase, PrimaryActionKind, std::string, std::string,
+                               std::string, bool, bool, bool>;
 
 class CommandTest : public ::testing::TestWithParam<CommandCase> {};
 
 TEST_P(CommandTest, ActionBarAndMenuFollowThePhase) {
-    const auto& c = GetParam();
+    const auto& [phase, kind, title, label, menuTitle, ejectEnabled, refreshEnabled, isDefault] =
+        GetParam();
     const auto disk = makeDisk(1, "Photos");
-    const auto bar = ActionBarPresentation::content(c.phase, disk, {});
+    const auto bar = ActionBarPresentation::content(phase, disk, {});
     const auto& p = bar.primary;
     EXPECT_EQ(std::tuple(p.kind, p.title, p.accessibilityLabel, p.isDefaultAction),
-              std::tuple(c.kind, c.title, c.accessibilityLabel, c.returnPresses));
+              std::tuple(kind, title, label, isDefault));
     // Busy, nothing can be pressed, and where nothing can be ejected no Eject is shown.
-    EXPECT_EQ(std::pair(p.isEnabled, p.isShown), std::pair(!c.phase.isBusy(), !c.phase.isBusy()));
-    EXPECT_EQ(bar.safeAction.has_value(), c.kind == checkAgain);
-    EXPECT_EQ(std::tuple(ejectCommandTitle(c.phase, disk), isEjectCommandEnabled(c.phase, disk),
-                         isRefreshCommandEnabled(c.phase)),
-              std::tuple(c.menuTitle, c.menuEjectEnabled, c.refreshEnabled));
+    EXPECT_EQ(std::pair(p.isEnabled, p.isShown), std::pair(!phase.isBusy(), !phase.isBusy()));
+    EXPECT_EQ(bar.safeAction.has_value(), kind == checkAgain);
+    EXPECT_EQ(std::tuple(ejectCommandTitle(phase, disk), isEjectCommandEnabled(phase, disk),
+                         isRefreshCommandEnabled(phase)),
+              std::tuple(menuTitle, ejectEnabled, refreshEnabled));
 }
 
 const auto retry = EjectionPhase::failed("T", "M", FailureRecovery::retryEject);
@@ -184,13 +168,13 @@ TEST(ActionBar, SafeActionElidesALongNameAndKeepsItWholeForTooltipAndScreenReade
     const auto bar =
         ActionBarPresentation::content(EjectionPhase::blocked(), makeDisk(1, name), {});
     ASSERT_TRUE(bar.safeAction);
-    EXPECT_EQ(bar.safeAction->title, "Safely eject PHOTO_ARCHIVE_2009_\u2026");
-    EXPECT_EQ(bar.safeAction->accessibilityLabel, "Safely eject " + name);
-    EXPECT_EQ(bar.safeAction->help, "Safely eject " + name);
-    const auto shortName =
-        ActionBarPresentation::content(EjectionPhase::blocked(), makeDisk(1, "A"), {}).safeAction;
-    EXPECT_EQ(shortName->accessibilityLabel, "Safely eject A");
-    EXPECT_FALSE(shortName->help) << "nothing was cut, nothing to add";
+    EXPECT_EQ(
+        std::tuple(bar.safeAction->title, bar.safeAction->accessibilityLabel, bar.safeAction->help),
+        std::tuple("Safely eject PHOTO_ARCHIVE_2009_\u2026", "Safely eject " + name,
+                   "Safely eject " + name));
+    EXPECT_FALSE(ActionBarPresentation::content(EjectionPhase::blocked(), makeDisk(1, "A"), {})
+                     .safeAction->help)
+        << "nothing was cut, nothing to add";
 }
 
 // Eligible apps, blockers with a manual plan, blockers without a plan, title, message.
@@ -208,18 +192,16 @@ TEST_P(ReleaseReviewTest, TitleAndMessageCountAppsAndRemainingBlockers) {
             plans.push_back(pid <= eligible ? quitPlan(pid) : manualPlan(pid));
         }
     }
-    const auto review = ReleaseReviewPresentation::content(
-        ProcessPresentation(), makeDisk(1, "345-BACKUP"), blockers, plans);
-    EXPECT_EQ(review.eligibleCount, static_cast<std::size_t>(eligible));
-    EXPECT_EQ(review.remainingCount, static_cast<std::size_t>(manual + unplanned));
-    EXPECT_EQ(review.title, title);
-    EXPECT_EQ(review.message, message);
+    const auto r = ReleaseReviewPresentation::content(ProcessPresentation(),
+                                                      makeDisk(1, "345-BACKUP"), blockers, plans);
+    EXPECT_EQ(std::tuple(r.eligibleCount, r.remainingCount, r.title, r.message),
+              std::tuple(std::size_t(eligible), std::size_t(manual + unplanned), title, message));
     const bool asks = eligible > 0;
-    EXPECT_EQ(review.canConfirm, asks);
-    EXPECT_EQ(review.headerSymbol, asks ? "checkmark.shield.fill" : "exclamationmark.shield.fill");
-    EXPECT_EQ(review.confirmTitle, asks ? "Ask Apps to Quit" : "Close");
-    EXPECT_EQ(review.subline, asks ? "Save your work before you continue."
-                                   : "Complete the steps below, then check again.");
+    EXPECT_EQ(std::tuple(r.canConfirm, r.headerSymbol, r.confirmTitle, r.subline),
+              asks ? std::tuple(true, "checkmark.shield.fill", "Ask Apps to Quit",
+                                "Save your work before you continue.")
+                   : std::tuple(false, "exclamationmark.shield.fill", "Close",
+                                "Complete the steps below, then check again."));
 }
 
 const std::string attention = "\u201C345-BACKUP\u201D still needs attention";
@@ -262,12 +244,11 @@ TEST(StopConfirmation, ConfirmableWhenThePlanHasAMethodAndNamesTheOwningApplicat
     const auto sheet = StopConfirmationPresentation::content(
         presentation, process,
         stopPlan(9, StopMethod::terminateProcess, std::string("It may lose state.")));
-    EXPECT_TRUE(sheet.canConfirm);
-    EXPECT_EQ(sheet.title, "Stop \u201CVirtual Machine\u201D?");
-    EXPECT_EQ(sheet.warning, "It may lose state.");
-    EXPECT_EQ(sheet.confirmAccessibilityHint,
-              "Sends one stop request to Virtual Machine, then rechecks the disk.");
-    EXPECT_EQ(sheet.ownerNote, "It belongs to Text Editor. You can also close it there yourself.");
+    EXPECT_EQ(std::tuple(sheet.canConfirm, sheet.title, sheet.warning,
+                         sheet.confirmAccessibilityHint, sheet.ownerNote),
+              std::tuple(true, "Stop \u201CVirtual Machine\u201D?", "It may lose state.",
+                         "Sends one stop request to Virtual Machine, then rechecks the disk.",
+                         "It belongs to Text Editor. You can also close it there yourself."));
 }
 
 TEST(StopConfirmation, WithoutAMethodOnlyExplainsAndCloses) {
@@ -276,11 +257,10 @@ TEST(StopConfirmation, WithoutAMethodOnlyExplainsAndCloses) {
         const auto sheet =
             StopConfirmationPresentation::content(ProcessPresentation(), makeProcess(9), plan);
         EXPECT_FALSE(StopConfirmationPresentation::hasSomethingToConfirm(plan));
-        EXPECT_FALSE(sheet.canConfirm);
-        EXPECT_EQ(sheet.unavailableTitle, "Tovo cannot stop this process.");
-        EXPECT_FALSE(sheet.cancelTitle);
-        EXPECT_EQ(sheet.confirmTitle, "Close");
-        EXPECT_EQ(sheet.confirmRole, ButtonRole::plain);
+        EXPECT_EQ(std::tuple(sheet.canConfirm, sheet.unavailableTitle, sheet.cancelTitle,
+                             sheet.confirmTitle, sheet.confirmRole),
+                  std::tuple(false, "Tovo cannot stop this process.", std::nullopt, "Close",
+                             ButtonRole::plain));
     }
 }
 
@@ -305,10 +285,9 @@ TEST(BlockerRows, MatchEachBlockerWithItsFirstPlanItsStopPlanAndLatestAttempt) {
     const auto rows = blockerRows(ProcessPresentation(), {makeProcess(1), makeProcess(2)}, plans,
                                   {stopPlan(2, StopMethod::terminateProcess)}, attempts);
     ASSERT_EQ(rows.size(), 2u);
-    EXPECT_EQ(rows[0].message, "newer");
-    EXPECT_FALSE(rows[0].stopAction);
-    EXPECT_EQ(rows[1].message, "second");
-    EXPECT_TRUE(rows[1].stopAction);
+    EXPECT_EQ(std::tuple(rows[0].message, rows[0].stopAction.has_value(), rows[1].message,
+                         rows[1].stopAction.has_value()),
+              std::tuple("newer", false, "second", true));
 }
 
 TEST(BlockerRows, DetailsStopAndShowActions) {
@@ -324,8 +303,6 @@ TEST(BlockerRows, DetailsStopAndShowActions) {
     };
     EXPECT_EQ(row(std::nullopt).detailLines,
               (std::vector<std::string>{"Current folder: /m", "/m", "/m/a"}));
-    EXPECT_EQ(row(std::nullopt).showDetailsLabel, "Show details for bash");
-    EXPECT_FALSE(row(std::nullopt).stopAction);
     EXPECT_FALSE(row(stopPlan(7, StopMethod::unavailable)).stopAction);
     EXPECT_TRUE(row(stopPlan(7, StopMethod::quitApplication)).stopAction);
     EXPECT_EQ(row(std::nullopt).showAction->title, "Show Text Editor");

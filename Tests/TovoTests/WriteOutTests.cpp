@@ -15,15 +15,13 @@ const WriteOutSample first{true, 300 * MB, disk, std::nullopt};
 const WriteOutSample writing{true, 292 * MB, disk, 8 * MB};
 const WriteOutSample written{false, 0, disk, 0};
 
-struct WatchScene {
-    WatchScene() {
+class WriteOutWatchTest : public ::testing::Test {
+protected:
+    WriteOutWatchTest() {
         watch.setChangeHandler([this] { ++changes; });
     }
     // A watch still sampling is cancelled; its task ends once the executor runs.
-    ~WatchScene() {
-        watch.follow(EjectionPhase::ready(), backupDisk);
-        executor.runAll();
-    }
+    ~WriteOutWatchTest() override { follow(EjectionPhase::ready()); }
 
     void follow(const EjectionPhase& phase) {
         watch.follow(phase, backupDisk);
@@ -42,61 +40,53 @@ struct WatchScene {
 };
 
 // The first sample only starts the rate; one a second follows while the eject runs.
-TEST(WriteOutWatchTest, SamplesEverySecondOfAnEjectAndForgetsItAfterwards) {
-    WatchScene scene;
-    scene.monitor.samples.enqueueValue(first);
-    scene.monitor.samples.enqueueValue(writing);
-    scene.monitor.samples.setValue(written);
+TEST_F(WriteOutWatchTest, SamplesEverySecondOfAnEjectAndForgetsItAfterwards) {
+    monitor.samples.enqueueValue(first);
+    monitor.samples.enqueueValue(writing);
+    monitor.samples.setValue(written);
 
-    scene.follow(EjectionPhase::ejecting());
-    EXPECT_EQ(scene.monitor.samples.callCount(), 1u);
-    EXPECT_EQ(scene.watch.progress(), std::nullopt);
-
-    scene.pass(WriteOutWatch::interval);
-    EXPECT_EQ(scene.watch.progress(), (WriteOutProgress{writing, true}));
-    scene.follow(EjectionPhase::ejecting()); // the same eject: nothing starts again
-    scene.pass(WriteOutWatch::interval);
+    follow(EjectionPhase::ejecting());
+    EXPECT_EQ(std::tuple(monitor.samples.callCount(), watch.progress()),
+              std::tuple(1u, std::nullopt));
+    pass(WriteOutWatch::interval);
+    EXPECT_EQ(watch.progress(), (WriteOutProgress{writing, true}));
+    follow(EjectionPhase::ejecting()); // the same eject: nothing starts again
+    pass(WriteOutWatch::interval);
     // Written out, but udisks2 has not answered: it was written, and that stays known.
-    EXPECT_EQ(scene.watch.progress(), (WriteOutProgress{written, true}));
-    EXPECT_EQ(scene.monitor.samples.callCount(), 3u);
-    EXPECT_EQ(scene.changes, 2);
+    EXPECT_EQ(std::tuple(watch.progress(), monitor.samples.callCount(), changes),
+              std::tuple(WriteOutProgress{written, true}, 3u, 2));
 
-    scene.follow(EjectionPhase::ejected("345-BACKUP"));
-    EXPECT_EQ(scene.watch.progress(), std::nullopt);
-    EXPECT_EQ(scene.clock.sleeperCount(), 0u);
-    scene.pass(WriteOutWatch::interval * 10);
-    EXPECT_EQ(scene.monitor.samples.callCount(), 3u);
+    follow(EjectionPhase::ejected("345-BACKUP"));
+    EXPECT_EQ(std::tuple(watch.progress(), clock.sleeperCount()), std::tuple(std::nullopt, 0u));
+    pass(WriteOutWatch::interval * 10);
+    EXPECT_EQ(monitor.samples.callCount(), 3u);
 }
 
-TEST(WriteOutWatchTest, ARetriedEjectStartsAfresh) {
-    WatchScene scene;
-    scene.monitor.samples.setValue(writing);
-    scene.follow(EjectionPhase::ejecting());
-    scene.pass(WriteOutWatch::interval);
-    ASSERT_TRUE(scene.watch.progress());
+TEST_F(WriteOutWatchTest, ARetriedEjectStartsAfresh) {
+    monitor.samples.setValue(writing);
+    follow(EjectionPhase::ejecting());
+    pass(WriteOutWatch::interval);
+    ASSERT_TRUE(watch.progress());
 
-    scene.follow(EjectionPhase::diagnosing());
-    scene.follow(EjectionPhase::retrying());
-    EXPECT_EQ(scene.watch.progress(), std::nullopt);
-    EXPECT_EQ(scene.monitor.samples.callCount(), 3u) << "a new first sample";
-    scene.monitor.samples.setValue(written);
-    scene.pass(WriteOutWatch::interval);
-    EXPECT_EQ(scene.watch.progress(), (WriteOutProgress{written, false}));
+    follow(EjectionPhase::diagnosing());
+    follow(EjectionPhase::retrying());
+    EXPECT_EQ(std::tuple(watch.progress(), monitor.samples.callCount()),
+              std::tuple(std::nullopt, 3u))
+        << "a new first sample";
+    monitor.samples.setValue(written);
+    pass(WriteOutWatch::interval);
+    EXPECT_EQ(watch.progress(), (WriteOutProgress{written, false}));
 }
 
 // A sample taken on a worker thread may arrive after its eject ended.
-TEST(WriteOutWatchTest, ALateSampleOfAnEndedEjectIsDropped) {
-    WatchScene scene;
-    scene.monitor.samples.enqueueValue(first);
-    scene.follow(EjectionPhase::ejecting());
-    scene.clock.advance(WriteOutWatch::interval);
-    scene.executor.runAll(); // the second sample is under way
-    scene.monitor.samples.resolve(writing);
-    scene.watch.follow(EjectionPhase::ready(), backupDisk);
-    scene.executor.runAll();
-
-    EXPECT_EQ(scene.watch.progress(), std::nullopt);
-    EXPECT_EQ(scene.changes, 0);
+TEST_F(WriteOutWatchTest, ALateSampleOfAnEndedEjectIsDropped) {
+    monitor.samples.enqueueValue(first);
+    follow(EjectionPhase::ejecting());
+    clock.advance(WriteOutWatch::interval);
+    executor.runAll(); // the second sample is under way
+    monitor.samples.resolve(writing);
+    follow(EjectionPhase::ready());
+    EXPECT_EQ(std::tuple(watch.progress(), changes), std::tuple(std::nullopt, 0));
 }
 
 const std::string dontUnplug = "Do not unplug “345-BACKUP” yet.";
@@ -110,19 +100,15 @@ WriteOutProgress paused(std::optional<std::uint64_t> left, WriteOutScope scope) 
     return {{false, left, scope, 0}, true};
 }
 
-struct NoticeCase {
-    const char* label;
-    EjectionPhase phase;
-    std::optional<WriteOutProgress> progress;
-    std::optional<WriteOutNotice> expected;
-};
+// Name, phase, progress, the notice shown.
+using NoticeCase = std::tuple<const char*, EjectionPhase, std::optional<WriteOutProgress>,
+                              std::optional<WriteOutNotice>>;
 
 class WriteOutNoticeTest : public ::testing::TestWithParam<NoticeCase> {};
 
 TEST_P(WriteOutNoticeTest, SaysWhatIsLeftOnlyWhileTheEjectRuns) {
-    const auto& param = GetParam();
-    EXPECT_EQ(WriteOutPresentation::notice(param.phase, backupDisk, param.progress),
-              param.expected);
+    const auto& [name, phase, progress, shown] = GetParam();
+    EXPECT_EQ(WriteOutPresentation::notice(phase, backupDisk, progress), shown);
 }
 
 // Every notice warns not to unplug; the title says whether data is still moving.
@@ -158,10 +144,8 @@ INSTANTIATE_TEST_SUITE_P(
         NoticeCase{"pausedSystemWide", EjectionPhase::retrying(), paused(40'000'000, system),
                    finishingNotice("The disk is not being written right now.")},
         NoticeCase{"endsWhenTheSystemAnswered", EjectionPhase::ejected("345-BACKUP"),
-                   writingAt(1'000, disk, 1'000), std::nullopt},
-        NoticeCase{"notDuringDiagnosis", EjectionPhase::diagnosing(), writingAt(1'000, disk, 1'000),
-                   std::nullopt}),
-    [](const auto& info) { return std::string(info.param.label); });
+                   writingAt(1'000, disk, 1'000), std::nullopt}),
+    [](const auto& info) { return std::string(std::get<0>(info.param)); });
 
 TEST(WriteOutAnnouncementTest, SpeaksOnceWhenWritingIsFirstShown) {
     const auto shown = writingNotice("");
@@ -171,37 +155,21 @@ TEST(WriteOutAnnouncementTest, SpeaksOnceWhenWritingIsFirstShown) {
     EXPECT_EQ(WriteOutPresentation::announcement(shown, std::nullopt, backupDisk), std::nullopt);
 }
 
-struct CloseCase {
-    const char* label;
-    EjectionPhase phase;
-    std::optional<WriteOutProgress> progress;
-    std::optional<std::string> text; ///< none: the window closes without asking
-};
-
-class CloseQuestionTest : public ::testing::TestWithParam<CloseCase> {};
-
-TEST_P(CloseQuestionTest, AsksOnlyDuringAnEject) {
-    const auto& param = GetParam();
-    const auto question =
-        WriteOutPresentation::closeQuestion(param.phase, backupDisk, param.progress);
-    EXPECT_EQ(question ? std::optional(question->text) : std::nullopt, param.text);
-    EXPECT_TRUE(!question ||
-                (question->stayTitle == "Keep Waiting" && question->quitTitle == "Quit Anyway"));
+TEST(CloseQuestionTest, AsksOnlyDuringAnEject) {
+    const std::string ejecting = "Tovo is still ejecting “345-BACKUP”.";
+    using Row =
+        std::tuple<EjectionPhase, std::optional<WriteOutProgress>, std::optional<std::string>>;
+    for (const auto& [phase, progress, text] :
+         {Row{EjectionPhase::ejecting(), writingAt(1'000, disk, 1'000),
+              "“345-BACKUP” is still being written."},
+          Row{EjectionPhase::retrying(), paused(0, disk), ejecting},
+          Row{EjectionPhase::ejecting(), std::nullopt, ejecting},
+          Row{EjectionPhase::blocked(), std::nullopt, std::nullopt}}) {
+        const auto question = WriteOutPresentation::closeQuestion(phase, backupDisk, progress);
+        EXPECT_EQ(question ? std::optional(question->text) : std::nullopt, text)
+            << phase.caseName();
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Rows, CloseQuestionTest,
-    ::testing::Values(
-        CloseCase{"whileWriting", EjectionPhase::ejecting(), writingAt(1'000, disk, 1'000),
-                  "“345-BACKUP” is still being written."},
-        CloseCase{"whileRetryingWithoutWrites", EjectionPhase::retrying(), paused(0, disk),
-                  "Tovo is still ejecting “345-BACKUP”."},
-        CloseCase{"beforeTheFirstSample", EjectionPhase::ejecting(), std::nullopt,
-                  "Tovo is still ejecting “345-BACKUP”."},
-        CloseCase{"afterTheEject", EjectionPhase::ejected("345-BACKUP"), std::nullopt,
-                  std::nullopt},
-        CloseCase{"whileBlocked", EjectionPhase::blocked(), std::nullopt, std::nullopt}),
-    [](const auto& info) { return std::string(info.param.label); });
 
 } // namespace
 } // namespace tovo
