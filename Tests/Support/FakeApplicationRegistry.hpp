@@ -22,7 +22,6 @@ public:
     std::function<void()> onPin;
     /// The answer to a quit request whose identity check passed.
     QuitRequestOutcome terminateOutcome = QuitRequestOutcome::sent;
-    bool acceptsActivate = true;
     std::optional<std::string> ownIdentifier = std::string(tovoApplicationID);
     std::vector<std::int32_t> terminateRequests; ///< requests that went out
     std::vector<std::int32_t> activateRequests;
@@ -39,10 +38,7 @@ public:
             return std::nullopt;
         }
         auto found = applications.find(pid);
-        if (found == applications.end()) {
-            return std::nullopt;
-        }
-        return found->second;
+        return found == applications.end() ? std::nullopt : std::optional(found->second);
     }
     bool isTerminated(std::int32_t pid) const override {
         auto found = terminated.find(pid);
@@ -68,7 +64,7 @@ public:
     }
     bool activate(std::int32_t pid) override {
         activateRequests.push_back(pid);
-        return acceptsActivate;
+        return true;
     }
     std::optional<std::string> ownBundleIdentifier() const override { return ownIdentifier; }
 

@@ -11,26 +11,18 @@ class FakeProcessMetadataProvider final : public ProcessMetadataProviding {
 public:
     std::map<std::int32_t, ProcessMetadata> processes;
     std::map<std::int32_t, ParentApplication> parents;
-    mutable std::vector<std::int32_t> metadataQueries;
 
     void add(ProcessMetadata metadata) {
         processes.insert_or_assign(metadata.pid, std::move(metadata));
     }
 
     std::optional<ProcessMetadata> metadata(std::int32_t pid) const override {
-        metadataQueries.push_back(pid);
         auto found = processes.find(pid);
-        if (found == processes.end()) {
-            return std::nullopt;
-        }
-        return found->second;
+        return found == processes.end() ? std::nullopt : std::optional(found->second);
     }
     std::optional<ParentApplication> parentApplication(std::int32_t pid) const override {
         auto found = parents.find(pid);
-        if (found == parents.end()) {
-            return std::nullopt;
-        }
-        return found->second;
+        return found == parents.end() ? std::nullopt : std::optional(found->second);
     }
 };
 

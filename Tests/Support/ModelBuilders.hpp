@@ -14,28 +14,18 @@ inline DiskVolume makeVolume(std::string id, std::string mountPath = "/media/use
 }
 
 inline ExternalDisk makeDisk(std::uint64_t attachment, std::string name = "DISK") {
-    return ExternalDisk{"attachment:" + std::to_string(attachment),
-                        name,
-                        "USB Disk",
-                        std::nullopt,
-                        attachment,
-                        "sdb",
-                        {makeVolume("VOL-" + std::to_string(attachment), "/media/user/" + name)},
-                        std::nullopt};
+    const auto number = std::to_string(attachment);
+    auto volume = makeVolume("VOL-" + number, "/media/user/" + name);
+    return {
+        "attachment:" + number, name, "USB Disk", std::nullopt, attachment, "sdb", {volume}, {}};
 }
 
 inline BlockingProcess makeProcess(std::int32_t pid, std::string command = "editor") {
+    const OpenFileReference file{"/media/user/DISK/a.txt", "12r", "REG", OpenAccess::read};
+    const ProcessStartTime started{1'700'000'000, 250'000};
     return BlockingProcess{
-        pid,
-        1000,
-        std::move(command),
-        1000u,
-        "user",
-        {OpenFileReference{"/media/user/DISK/a.txt", "12r", "REG", OpenAccess::read}},
-        "/usr/bin/editor",
-        ProcessStartTime{1'700'000'000, 250'000},
-        false,
-        std::nullopt};
+        pid,     1000,  std::move(command), 1000u, "user", std::vector{file}, "/usr/bin/editor",
+        started, false, std::nullopt};
 }
 
 } // namespace tovo::testing

@@ -25,9 +25,7 @@ std::vector<std::string> RecordingLogger::messages() const {
 
 bool RecordingLogger::contains(LogLevel level, std::string_view message) const {
     std::lock_guard lock(mutex_);
-    return std::ranges::any_of(entries_, [&](const Entry& entry) {
-        return entry.level == level && entry.message == message;
-    });
+    return std::ranges::find(entries_, Entry{level, std::string(message)}) != entries_.end();
 }
 
 void RecordingLogger::clear() {

@@ -39,15 +39,10 @@ public:
 
 inline BusyCause makeCause(BusyCauseKind kind, std::string subject,
                            BusyCauseAction action = BusyCauseAction::none) {
-    return BusyCause{
-        kind,
-        "sdb1",
-        std::move(subject),
-        std::nullopt,
-        std::nullopt,
-        std::nullopt,
-        std::nullopt,
-        {action, action == BusyCauseAction::none ? "You must act." : "Tovo will act."}};
+    const BusyCausePlan plan{action,
+                             action == BusyCauseAction::none ? "You must act." : "Tovo will act."};
+    return BusyCause{kind,         "sdb1",       std::move(subject), std::nullopt,
+                     std::nullopt, std::nullopt, std::nullopt,       plan};
 }
 
 } // namespace tovo::testing

@@ -99,10 +99,6 @@ public:
 
 private:
     struct PendingCall {
-        PendingCall(Executor& executor, Arguments arguments)
-            : executor(executor)
-            , arguments(std::move(arguments)) {}
-
         void finish(Outcome answer) {
             if (finished) {
                 return;

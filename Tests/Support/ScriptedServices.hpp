@@ -88,17 +88,14 @@ public:
     using Planner =
         std::function<std::vector<ProcessReleasePlan>(const std::vector<BlockingProcess>&)>;
 
-    /// Plans answer at once from `planner`; a test that clears the responder of
-    /// `plans` holds them pending instead.
+    /// Plans answer at once from `planner`, which leaves everything to the user unless
+    /// told otherwise; a test that clears the responder of `plans` holds them pending.
     explicit ScriptedProcessReleaser(Executor& executor)
         : plans(executor)
         , requests(executor) {
-        answerPlansAtOnce();
-    }
-
-    void answerPlansAtOnce() {
+        planEach(manualPlan);
         plans.setResponder([this](const std::vector<BlockingProcess>& processes) {
-            return decltype(plans)::Outcome::success(planned(processes));
+            return decltype(plans)::Outcome::success(planner(processes));
         });
     }
 
@@ -109,18 +106,6 @@ public:
     Task<std::vector<ReleaseAttempt>>
     requestRelease(std::vector<BlockingProcess> processes) override {
         return requests.call(std::move(processes));
-    }
-
-    /// Without a planner, everything is left to the user, as the interface's default.
-    std::vector<ProcessReleasePlan> planned(const std::vector<BlockingProcess>& processes) const {
-        if (planner) {
-            return planner(processes);
-        }
-        std::vector<ProcessReleasePlan> result;
-        for (const auto& process : processes) {
-            result.push_back(manualPlan(process));
-        }
-        return result;
     }
 
     /// Plans each process with `plan`, one plan per process.

@@ -8,7 +8,6 @@ using Causes = std::vector<BusyCause>;
 const BusyCause image =
     makeCause(BusyCauseKind::loopDevice, "/dev/loop7", BusyCauseAction::detachLoop);
 const BusyCause swapFile = makeCause(BusyCauseKind::swap, "/media/Photos/swapfile");
-const Entry retried{Level::info, "Eject started"};
 
 // Ejects `photos` into a busy refusal whose diagnosis finds `processes`, then `causes`.
 void ejectIntoCauses(WorkflowHarness& h, Processes processes, Causes causes) {
@@ -42,12 +41,8 @@ TEST(TovoWorkflowCauseTest, BlocksWithCausesAloneAndTellsObserversFirst) {
 
 TEST(TovoWorkflowCauseTest, ShowsProcessesAloneWhenTheCauseSearchFails) {
     WorkflowHarness h;
-    h.listDisks({photos});
-    h.ejector->ejects.enqueueError(WorkflowHarness::busyFailure());
-    h.diagnoses->enqueueValue({editor});
     h.causeFinder->searches.enqueueError(TestError("mountinfo unreadable"));
-
-    h.start(h.workflow->attemptEject());
+    ejectIntoCauses(h, {editor}, {});
 
     EXPECT_EQ(h.workflow->phase(), EjectionPhase::blocked());
     EXPECT_EQ(h.workflow->blockers(), Processes{editor});

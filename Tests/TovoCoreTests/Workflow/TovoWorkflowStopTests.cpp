@@ -72,15 +72,14 @@ TEST_P(TovoWorkflowRefusedCallTest, DoesNothing) {
 
 INSTANTIATE_TEST_SUITE_P(
     Calls, TovoWorkflowRefusedCallTest,
-    ::testing::Values(RefusedCase{"ejectWithoutADisk", Call::eject, false},
-                      RefusedCase{"releaseUnlessBlocked", Call::release, false},
-                      RefusedCase{"stopUnlessBlocked", Call::stop, false},
-                      RefusedCase{"stopWithoutStopper", Call::stop, true, editor,
-                                  StopMethod::terminateProcess, false},
-                      RefusedCase{"stopNotAmongTheBlockers", Call::stop, true, shell},
-                      RefusedCase{"stopSamePidOtherStartTime", Call::stop, true, restarted(editor)},
-                      RefusedCase{"stopPlanUnavailable", Call::stop, true, editor,
-                                  StopMethod::unavailable}),
+    ::testing::ValuesIn(std::vector<RefusedCase>{
+        {"ejectWithoutADisk", Call::eject, false},
+        {"releaseUnlessBlocked", Call::release, false},
+        {"stopUnlessBlocked", Call::stop, false},
+        {"stopWithoutStopper", Call::stop, true, editor, StopMethod::terminateProcess, false},
+        {"stopNotAmongTheBlockers", Call::stop, true, shell},
+        {"stopSamePidOtherStartTime", Call::stop, true, restarted(editor)},
+        {"stopPlanUnavailable", Call::stop, true, editor, StopMethod::unavailable}}),
     [](const auto& info) { return std::string(info.param.label); });
 
 // Planning suspends before anything starts: if the user moves on meanwhile, or starts

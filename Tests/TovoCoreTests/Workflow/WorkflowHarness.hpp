@@ -63,20 +63,19 @@ struct WorkflowHarness {
     explicit WorkflowHarness(WorkflowOptions options = {})
         : stopper(options.withStopper ? std::make_shared<ScriptedProcessStopper>(executor)
                                       : nullptr) {
-        std::shared_ptr<BlockerDiagnosing> diagnoser;
-        if (options.dissentAware) {
-            auto aware = std::make_shared<ScriptedDissentAwareDiagnoser>(executor);
-            diagnoses = &aware->diagnoses;
-            diagnoser = aware;
-        } else {
-            auto plain = std::make_shared<ScriptedBlockerDiagnoser>(executor);
-            diagnoses = &plain->diagnoses;
-            diagnoser = plain;
-        }
+        auto diagnoser = options.dissentAware ? scripted<ScriptedDissentAwareDiagnoser>()
+                                              : scripted<ScriptedBlockerDiagnoser>();
         workflow = std::make_unique<TovoWorkflow>(volumes, ejector, diagnoser, releaser, stopper,
                                                   options.settle, options.timeout, clock, logger,
                                                   executor);
         workflow->setBusyCauseFinder(causeFinder);
+    }
+
+    template<class Diagnoser>
+    std::shared_ptr<BlockerDiagnosing> scripted() {
+        auto diagnoser = std::make_shared<Diagnoser>(executor);
+        diagnoses = &diagnoser->diagnoses;
+        return diagnoser;
     }
 
     /// Ends every operation still waiting on a double, so no coroutine outlives the test.
@@ -191,16 +190,14 @@ struct WorkflowHarness {
 };
 
 /// An error with a known domain and code, as a failing service would raise.
-class TestError final : public Error {
-public:
+struct TestError final : Error {
     explicit TestError(std::string text = "lsof timed out.")
-        : text_(std::move(text)) {}
-    std::string description() const override { return text_; }
+        : text(std::move(text)) {}
+    std::string description() const override { return text; }
     std::string domain() const override { return "TestDomain"; }
     std::int64_t code() const override { return 42; }
 
-private:
-    std::string text_;
+    std::string text;
 };
 
 /// The same process started again later under the same pid.
