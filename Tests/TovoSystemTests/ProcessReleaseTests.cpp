@@ -120,52 +120,44 @@ struct StopPlanRow {
     std::optional<std::string> warning = std::nullopt;
 };
 
-class StopPlan : public ::testing::TestWithParam<StopPlanRow> {};
-
-TEST_P(StopPlan, FirstMatchingRuleWins) {
-    Scene scene("convert");
-    const auto& c = GetParam();
-    c.arrange(scene);
-    EXPECT_EQ(scene.await(scene.stopper().planStop(scene.process)),
-              (ProcessStopPlan{scene.process.pid, c.processName, c.method, c.message, c.warning}));
-    EXPECT_TRUE(scene.signals.empty());
-}
-
 constexpr auto sigterm = StopMethod::terminateProcess;
 
-INSTANTIATE_TEST_SUITE_P(
-    Rules, StopPlan,
-    ::testing::Values(
-        StopPlanRow{"ownProcessWhateverElse",
-                    [](auto& s) { s.process.pid = ownPID, otherUser(s), unverifiable(s); },
-                    protectedStop},
-        StopPlanRow{"init", [](auto& s) { s.process.pid = 1; }, protectedStop},
-        StopPlanRow{"otherUserBeforeIdentity", [](auto& s) { otherUser(s), unverifiable(s); },
-                    otherUserStop},
-        StopPlanRow{"userUnknown", userUnknown, otherUserStop},
-        StopPlanRow{"noStartTime", unverifiable, unverifiedStop},
-        StopPlanRow{"noExecutable", noExecutable, unverifiedStop},
-        StopPlanRow{"systemHelperEvenAsApp",
-                    [](auto& s) { s.process.command = "nautilus", s.makeApplication("Files"); },
-                    "This is part of the system. " + systemText, StopMethod::unavailable, "Files"},
-        StopPlanRow{
-            "itself",
-            [](auto& s) { s.makeApplication("Tovo"), s.ownedByTovo(ActivationPolicy::regular); },
-            "Tovo will not stop itself.", StopMethod::unavailable, "Tovo"},
-        StopPlanRow{"appNoRouteReaches", [](auto& s) { app()(s), s.registry->route.reset(); },
-                    noQuitRouteMessage, StopMethod::unavailable, "Editor"},
+TEST(StopPlan, FirstMatchingRuleWins) {
+    const std::vector<StopPlanRow> rows{
+        {"ownProcessWhateverElse",
+         [](auto& s) { s.process.pid = ownPID, otherUser(s), unverifiable(s); }, protectedStop},
+        {"init", [](auto& s) { s.process.pid = 1; }, protectedStop},
+        {"otherUserBeforeIdentity", [](auto& s) { otherUser(s), unverifiable(s); }, otherUserStop},
+        {"userUnknown", userUnknown, otherUserStop},
+        {"noStartTime", unverifiable, unverifiedStop},
+        {"noExecutable", noExecutable, unverifiedStop},
+        {"systemHelperEvenAsApp",
+         [](auto& s) { s.process.command = "nautilus", s.makeApplication("Files"); },
+         "This is part of the system. " + systemText, StopMethod::unavailable, "Files"},
+        {"itself",
+         [](auto& s) { s.makeApplication("Tovo"), s.ownedByTovo(ActivationPolicy::regular); },
+         "Tovo will not stop itself.", StopMethod::unavailable, "Tovo"},
+        {"appNoRouteReaches", [](auto& s) { app()(s), s.registry->route.reset(); },
+         noQuitRouteMessage, StopMethod::unavailable, "Editor"},
         // A background helper does not count as an app: it gets one SIGTERM, even with our id.
-        StopPlanRow{
-            "prohibitedIsAProcess",
-            [](auto& s) { s.makeApplication(), s.ownedByTovo(ActivationPolicy::prohibited); },
-            sigtermText, sigterm},
-        StopPlanRow{"application",
-                    [](auto& s) { s.makeApplication(), holding("4", OpenAccess::write)(s); },
-                    "Tovo will ask Editor to quit, the same as Quit in its menu. The app can "
-                    "still show a save dialog.",
-                    StopMethod::quitApplication, "Editor", writeWarning},
-        StopPlanRow{"process", [](auto&) {}, sigtermText, sigterm}),
-    [](const auto& info) { return info.param.name; });
+        {"prohibitedIsAProcess",
+         [](auto& s) { s.makeApplication(), s.ownedByTovo(ActivationPolicy::prohibited); },
+         sigtermText, sigterm},
+        {"application", [](auto& s) { s.makeApplication(), holding("4", OpenAccess::write)(s); },
+         "Tovo will ask Editor to quit, the same as Quit in its menu. The app can "
+         "still show a save dialog.",
+         StopMethod::quitApplication, "Editor", writeWarning},
+        {"process", [](auto&) {}, sigtermText, sigterm}};
+    for (const auto& c : rows) {
+        SCOPED_TRACE(c.name);
+        Scene scene("convert");
+        c.arrange(scene);
+        EXPECT_EQ(
+            scene.await(scene.stopper().planStop(scene.process)),
+            (ProcessStopPlan{scene.process.pid, c.processName, c.method, c.message, c.warning}));
+        EXPECT_TRUE(scene.signals.empty());
+    }
+}
 
 TEST(StopWarning, FirstMatchingCaution) {
     const auto warning = [](std::string command, OpenAccess access) {
@@ -197,26 +189,6 @@ struct StepRow {
 constexpr int signalled = 1, asked = 2, named = 4; ///< named: by the app's name
 constexpr bool stop = false, release = true;
 
-class Request : public ::testing::TestWithParam<StepRow> {};
-
-TEST_P(Request, ActsAtMostOnceAndOnlyAfterTheIdentityCheck) {
-    const auto& c = GetParam();
-    Scene scene(c.release ? "editor" : "convert");
-    if (c.release) {
-        scene.makeApplication();
-    }
-    c.arrange(scene);
-    const auto attempt = c.release
-                             ? scene.await(scene.releaser().requestRelease({scene.process})).at(0)
-                             : scene.await(scene.stopper().requestStop(scene.process));
-    const std::string name = c.outcome & named ? "Editor" : scene.process.command;
-    EXPECT_EQ(
-        std::tie(attempt.processID, attempt.processName, attempt.disposition, attempt.message),
-        std::tie(pid, name, c.disposition, c.message));
-    EXPECT_EQ(scene.signals, (c.outcome & signalled ? Signals{{pid, SIGTERM}} : Signals{}));
-    EXPECT_EQ(scene.asked(), c.outcome & asked ? askedOnce : std::vector<QuitRoute>{});
-}
-
 const std::string exitedText = "The process already exited.";
 const std::string appClosedText = "The app is already closed.";
 const std::string notSameAppStop =
@@ -237,50 +209,65 @@ const Arrange gone = [](Scene& s) { s.metadata->processes.clear(); };
 const Arrange vanishes = [](Scene& s) { s.registry->lookupsBeforeVanishing = 1; };
 const Arrange terminated = [](Scene& s) { s.registry->terminated[pid] = true; };
 
-INSTANTIATE_TEST_SUITE_P(
-    Steps, Request,
-    ::testing::Values(
-        StepRow{"stopUnavailable", stop, otherUser, manual, otherUserStop},
-        StepRow{"stopVanished", stop, gone, alreadyClosed, exitedText},
-        StepRow{"stopReusedPid", stop, reused, failed,
-                "Tovo could not verify that this is the same process. Nothing was sent."},
-        StepRow{"stopSignalled", stop, [](auto&) {}, requested,
-                "Tovo sent a stop request to convert.", signalled},
-        StepRow{"stopNotPermitted", stop, failing(EPERM), failed,
-                "The system did not allow Tovo to stop this process.", signalled},
-        StepRow{"stopExitedMeanwhile", stop, failing(ESRCH), alreadyClosed, exitedText, signalled},
-        StepRow{"stopOtherError", stop, failing(EINVAL), failed,
-                "The stop request failed (error " + std::to_string(EINVAL) + ").", signalled},
-        StepRow{"appQuit", stop, app(), requested, "Tovo asked Editor to quit.", asked | named},
-        StepRow{"appQuitMeanwhile", stop, [](auto& s) { app()(s), vanishes(s); }, alreadyClosed,
-                "The app is no longer running.", named},
-        StepRow{"appAlreadyTerminated", stop, [](auto& s) { app()(s), terminated(s); },
-                alreadyClosed, appClosedText, named},
-        StepRow{"appRefused", stop, app(refused), failed, refusedText, asked | named},
-        StepRow{"appUnprovenReceiver", stop, app(unproven), manual, noProvenQuitRouteMessage,
-                asked | named},
-        StepRow{"appExitedBeforePin", stop, app(exited), alreadyClosed, appClosedText,
-                asked | named},
-        StepRow{"appReusedWhilePinned", stop, [](auto& s) { app()(s), reusedOnPin(s); }, failed,
-                notSameAppStop, asked | named},
-        StepRow{"appReusedPid", stop,
-                [](auto& s) { app()(s), s.metadata->processes.at(pid).parentPID = 1; }, failed,
-                notSameAppStop, named},
-        StepRow{"releaseManualPlan", release, otherUser, manual, otherUserText},
-        StepRow{"releaseReusedPid", release, reused, manual, notSameText},
-        StepRow{"releaseLeftMeanwhile", release, vanishes, manual,
-                "This is no longer a normal app. Close it yourself."},
-        StepRow{"releaseQuitMeanwhile", release, terminated, alreadyClosed, appClosedText, named},
-        StepRow{"releaseAccepted", release, app(), requested, "Tovo asked the app to quit.",
-                asked | named},
-        StepRow{"releaseRefused", release, app(refused), failed, refusedText, asked},
+TEST(Request, ActsAtMostOnceAndOnlyAfterTheIdentityCheck) {
+    const std::vector<StepRow> rows{
+        {"stopUnavailable", stop, otherUser, manual, otherUserStop},
+        {"stopVanished", stop, gone, alreadyClosed, exitedText},
+        {"stopReusedPid", stop, reused, failed,
+         "Tovo could not verify that this is the same process. Nothing was sent."},
+        {"stopSignalled", stop, [](auto&) {}, requested, "Tovo sent a stop request to convert.",
+         signalled},
+        {"stopNotPermitted", stop, failing(EPERM), failed,
+         "The system did not allow Tovo to stop this process.", signalled},
+        {"stopExitedMeanwhile", stop, failing(ESRCH), alreadyClosed, exitedText, signalled},
+        {"stopOtherError", stop, failing(EINVAL), failed,
+         "The stop request failed (error " + std::to_string(EINVAL) + ").", signalled},
+        {"appQuit", stop, app(), requested, "Tovo asked Editor to quit.", asked | named},
+        {"appQuitMeanwhile", stop, [](auto& s) { app()(s), vanishes(s); }, alreadyClosed,
+         "The app is no longer running.", named},
+        {"appAlreadyTerminated", stop, [](auto& s) { app()(s), terminated(s); }, alreadyClosed,
+         appClosedText, named},
+        {"appRefused", stop, app(refused), failed, refusedText, asked | named},
+        {"appUnprovenReceiver", stop, app(unproven), manual, noProvenQuitRouteMessage,
+         asked | named},
+        {"appExitedBeforePin", stop, app(exited), alreadyClosed, appClosedText, asked | named},
+        {"appReusedWhilePinned", stop, [](auto& s) { app()(s), reusedOnPin(s); }, failed,
+         notSameAppStop, asked | named},
+        {"appReusedPid", stop,
+         [](auto& s) { app()(s), s.metadata->processes.at(pid).parentPID = 1; }, failed,
+         notSameAppStop, named},
+        {"releaseManualPlan", release, otherUser, manual, otherUserText},
+        {"releaseReusedPid", release, reused, manual, notSameText},
+        {"releaseLeftMeanwhile", release, vanishes, manual,
+         "This is no longer a normal app. Close it yourself."},
+        {"releaseQuitMeanwhile", release, terminated, alreadyClosed, appClosedText, named},
+        {"releaseAccepted", release, app(), requested, "Tovo asked the app to quit.",
+         asked | named},
+        {"releaseRefused", release, app(refused), failed, refusedText, asked},
         // Another process owns the app's bus name, and no window proves to be this one's.
-        StepRow{"releaseUnprovenReceiver", release, app(unproven), manual, noProvenQuitRouteMessage,
-                asked},
-        StepRow{"releaseReusedWhilePinned", release, reusedOnPin, manual, notSameText, asked},
-        StepRow{"releaseExitedBeforePin", release, app(exited), alreadyClosed, appClosedText,
-                asked | named}),
-    [](const auto& info) { return info.param.name; });
+        {"releaseUnprovenReceiver", release, app(unproven), manual, noProvenQuitRouteMessage,
+         asked},
+        {"releaseReusedWhilePinned", release, reusedOnPin, manual, notSameText, asked},
+        {"releaseExitedBeforePin", release, app(exited), alreadyClosed, appClosedText,
+         asked | named}};
+    for (const auto& c : rows) {
+        SCOPED_TRACE(c.name);
+        Scene scene(c.release ? "editor" : "convert");
+        if (c.release) {
+            scene.makeApplication();
+        }
+        c.arrange(scene);
+        const auto attempt =
+            c.release ? scene.await(scene.releaser().requestRelease({scene.process})).at(0)
+                      : scene.await(scene.stopper().requestStop(scene.process));
+        const std::string name = c.outcome & named ? "Editor" : scene.process.command;
+        EXPECT_EQ(
+            std::tie(attempt.processID, attempt.processName, attempt.disposition, attempt.message),
+            std::tie(pid, name, c.disposition, c.message));
+        EXPECT_EQ(scene.signals, (c.outcome & signalled ? Signals{{pid, SIGTERM}} : Signals{}));
+        EXPECT_EQ(scene.asked(), c.outcome & asked ? askedOnce : std::vector<QuitRoute>{});
+    }
+}
 
 // The polite release of an editor registered as a regular app, reading one file.
 struct PlanRow {
@@ -289,22 +276,6 @@ struct PlanRow {
     std::string message;
     std::optional<std::string> quitName = std::nullopt; ///< set for a quit plan
 };
-
-class ReleasePlan : public ::testing::TestWithParam<PlanRow> {};
-
-TEST_P(ReleasePlan, FirstMatchingRuleWins) {
-    Scene scene("editor");
-    scene.makeApplication();
-    GetParam().arrange(scene);
-    const auto& quitName = GetParam().quitName;
-    const ProcessReleasePlan expected{scene.process.pid, quitName.value_or(scene.process.command),
-                                      quitName ? ReleaseStrategy::quitApplication
-                                               : ReleaseStrategy::manualAction,
-                                      GetParam().message};
-    EXPECT_EQ(scene.await(scene.releaser().planRelease({scene.process})),
-              std::vector<ProcessReleasePlan>{expected});
-    EXPECT_TRUE(scene.asked().empty());
-}
 
 const std::string protectedText = "Tovo will not close this protected process.";
 const std::string shellText = "Change the terminal folder or close its window.";
@@ -315,59 +286,66 @@ const std::string unknownUseText =
 const std::string commandText = "Close this command or helper, then try again.";
 const std::string qemu = "qemu-system-x86_64";
 
-INSTANTIATE_TEST_SUITE_P(
-    Rules, ReleasePlan,
-    ::testing::Values(
+TEST(ReleasePlan, FirstMatchingRuleWins) {
+    const std::vector<PlanRow> rows{
         // pid 1 of root is protected before it is another user's.
-        PlanRow{"initIsProtected", [](auto& s) { s.process.pid = 1, otherUser(s); }, protectedText},
-        PlanRow{"ownProcess", [](auto& s) { s.process.pid = ownPID; }, protectedText},
-        PlanRow{"otherUser", otherUser, otherUserText},
-        PlanRow{"userUnknown", userUnknown, otherUserText},
-        PlanRow{
-            "systemDissent",
-            [](auto& s) { s.process.isSystemDissent = true, holding("3", OpenAccess::write)(s); },
-            unknownUseText},
-        PlanRow{"noOpenFiles", [](auto& s) { s.process.openFiles.clear(); }, unknownUseText},
-        PlanRow{"writerBeforeVirtualMachine",
-                [](auto& s) { running(qemu)(s), holding("4", OpenAccess::readWrite)(s); },
-                "It can write to the disk. Finish its work first."},
-        PlanRow{"virtualMachine", running(qemu), "Stop the virtual machine, then try again."},
-        PlanRow{"rsyncIsTransferBeforeSensitive", running("rsync"),
-                "Wait for the transfer or backup to finish."},
-        PlanRow{"shellInFolder", inFolder("/bin/zsh"), shellText},
+        {"initIsProtected", [](auto& s) { s.process.pid = 1, otherUser(s); }, protectedText},
+        {"ownProcess", [](auto& s) { s.process.pid = ownPID; }, protectedText},
+        {"otherUser", otherUser, otherUserText},
+        {"userUnknown", userUnknown, otherUserText},
+        {"systemDissent",
+         [](auto& s) { s.process.isSystemDissent = true, holding("3", OpenAccess::write)(s); },
+         unknownUseText},
+        {"noOpenFiles", [](auto& s) { s.process.openFiles.clear(); }, unknownUseText},
+        {"writerBeforeVirtualMachine",
+         [](auto& s) { running(qemu)(s), holding("4", OpenAccess::readWrite)(s); },
+         "It can write to the disk. Finish its work first."},
+        {"virtualMachine", running(qemu), "Stop the virtual machine, then try again."},
+        {"rsyncIsTransferBeforeSensitive", running("rsync"),
+         "Wait for the transfer or backup to finish."},
+        {"shellInFolder", inFolder("/bin/zsh"), shellText},
         // A file manager holding a folder is part of the desktop, not an app to quit.
-        PlanRow{"fileManagerHoldingAFolder",
-                [](auto& s) {
-                    inFolder("nautilus")(s), s.process.executablePath = "/usr/bin/nautilus";
-                },
-                systemText},
-        PlanRow{"secureCopy", running("scp"), "Close this process, then try again."},
-        PlanRow{"unknownAccess", holding("5", OpenAccess::unknown),
-                "Tovo cannot verify how this process uses the disk."},
-        PlanRow{"noStartTime", unverifiable, "Tovo cannot verify this app's process identity."},
-        PlanRow{"noExecutable", noExecutable, "Tovo cannot verify this app's process identity."},
-        PlanRow{"commandInFolder",
-                [](auto& s) { noApplication(s), holding("cwd", OpenAccess::unknown)(s); },
-                "Its current folder is on this disk. " + commandText},
+        {"fileManagerHoldingAFolder",
+         [](auto& s) { inFolder("nautilus")(s), s.process.executablePath = "/usr/bin/nautilus"; },
+         systemText},
+        {"secureCopy", running("scp"), "Close this process, then try again."},
+        {"unknownAccess", holding("5", OpenAccess::unknown),
+         "Tovo cannot verify how this process uses the disk."},
+        {"noStartTime", unverifiable, "Tovo cannot verify this app's process identity."},
+        {"noExecutable", noExecutable, "Tovo cannot verify this app's process identity."},
+        {"commandInFolder",
+         [](auto& s) { noApplication(s), holding("cwd", OpenAccess::unknown)(s); },
+         "Its current folder is on this disk. " + commandText},
         // A root-directory reference is no current folder.
-        PlanRow{"commandAtRoot",
-                [](auto& s) { noApplication(s), holding("rtd", OpenAccess::unknown)(s); },
-                commandText},
-        PlanRow{"backgroundServiceBeforeItself",
-                [](auto& s) { s.ownedByTovo(ActivationPolicy::prohibited); },
-                "This background service must finish on its own."},
-        PlanRow{"itself", [](auto& s) { s.application().bundleIdentifier = tovoApplicationID; },
-                itselfText},
-        PlanRow{"bothIdentifiersAbsent",
-                [](auto& s) {
-                    s.application().bundleIdentifier.reset(), s.registry->ownIdentifier.reset();
-                },
-                itselfText},
-        PlanRow{"appNoRouteReaches", [](auto& s) { s.registry->route.reset(); },
-                noQuitRouteMessage},
-        PlanRow{"appWithoutName", [](auto& s) { s.application().localizedName.reset(); }, quitText,
-                "editor"}),
-    [](const auto& info) { return info.param.name; });
+        {"commandAtRoot", [](auto& s) { noApplication(s), holding("rtd", OpenAccess::unknown)(s); },
+         commandText},
+        {"backgroundServiceBeforeItself",
+         [](auto& s) { s.ownedByTovo(ActivationPolicy::prohibited); },
+         "This background service must finish on its own."},
+        {"itself", [](auto& s) { s.application().bundleIdentifier = tovoApplicationID; },
+         itselfText},
+        {"bothIdentifiersAbsent",
+         [](auto& s) {
+             s.application().bundleIdentifier.reset(), s.registry->ownIdentifier.reset();
+         },
+         itselfText},
+        {"appNoRouteReaches", [](auto& s) { s.registry->route.reset(); }, noQuitRouteMessage},
+        {"appWithoutName", [](auto& s) { s.application().localizedName.reset(); }, quitText,
+         "editor"}};
+    for (const auto& c : rows) {
+        SCOPED_TRACE(c.name);
+        Scene scene("editor");
+        scene.makeApplication();
+        c.arrange(scene);
+        const auto& quitName = c.quitName;
+        const ProcessReleasePlan expected{
+            scene.process.pid, quitName.value_or(scene.process.command),
+            quitName ? ReleaseStrategy::quitApplication : ReleaseStrategy::manualAction, c.message};
+        EXPECT_EQ(scene.await(scene.releaser().planRelease({scene.process})),
+                  std::vector<ProcessReleasePlan>{expected});
+        EXPECT_TRUE(scene.asked().empty());
+    }
+}
 
 TEST(ReleaseRequestList, OneAttemptPerBlockerInOrderAndEachPidAskedOnce) {
     Scene scene("editor");
