@@ -24,35 +24,32 @@ struct ValidationCase {
     bool passes;
 };
 
-class DiskIdentityValidatorTest : public ::testing::TestWithParam<ValidationCase> {};
-
-TEST_P(DiskIdentityValidatorTest, ComparesTheIdentityFacts) {
-    auto listed = chosenDisk();
-    GetParam().change(listed);
-    const auto proved =
-        SystemDiskIdentityValidator::match(chosenDisk(), {testing::makeDisk(5, "OTHER"), listed});
-    EXPECT_EQ(proved, GetParam().passes ? std::optional(listed) : std::nullopt);
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Changes, DiskIdentityValidatorTest,
-    ::testing::Values(
-        ValidationCase{"renamed_resized_reordered_paths_with_redundant_steps",
-                       [](auto& d) {
-                           d.displayName = d.volumes[0].name = "New", d.physicalCapacity = 5;
-                           d.volumes[0].mountURL = "/media/user/./x/../STICK";
-                           d.volumes[1].mountURL = "/media//user/B";
-                           std::swap(d.volumes[0], d.volumes[2]);
-                       },
-                       true},
-        ValidationCase{"replugged", [](auto& d) { d.attachmentID = 42; }, false},
-        ValidationCase{"reformatted", [](auto& d) { d.volumes[1].volumeUUID = "VOL-B2"; }, false},
+TEST(DiskIdentityValidatorTest, ComparesTheIdentityFacts) {
+    const std::vector<ValidationCase> rows{
+        {"renamed_resized_reordered_paths_with_redundant_steps",
+         [](auto& d) {
+             d.displayName = d.volumes[0].name = "New", d.physicalCapacity = 5;
+             d.volumes[0].mountURL = "/media/user/./x/../STICK";
+             d.volumes[1].mountURL = "/media//user/B";
+             std::swap(d.volumes[0], d.volumes[2]);
+         },
+         true},
+        {"replugged", [](auto& d) { d.attachmentID = 42; }, false},
+        {"reformatted", [](auto& d) { d.volumes[1].volumeUUID = "VOL-B2"; }, false},
         // An eject refused as busy may have unmounted the idle volumes already.
-        ValidationCase{"volumes_unmounted", [](auto& d) { d.volumes.resize(1); }, true},
-        ValidationCase{"mounted_elsewhere",
-                       [](auto& d) { d.volumes[2].mountURL = "/media/user/NOUUID1"; }, false},
-        ValidationCase{"media_uuid_changed", [](auto& d) { d.mediaUUID = "TABLE-2"; }, false}),
-    [](const auto& info) { return std::string(info.param.label); });
+        {"volumes_unmounted", [](auto& d) { d.volumes.resize(1); }, true},
+        {"mounted_elsewhere", [](auto& d) { d.volumes[2].mountURL = "/media/user/NOUUID1"; },
+         false},
+        {"media_uuid_changed", [](auto& d) { d.mediaUUID = "TABLE-2"; }, false}};
+    for (const auto& c : rows) {
+        SCOPED_TRACE(c.label);
+        auto listed = chosenDisk();
+        c.change(listed);
+        const auto proved = SystemDiskIdentityValidator::match(
+            chosenDisk(), {testing::makeDisk(5, "OTHER"), listed});
+        EXPECT_EQ(proved, c.passes ? std::optional(listed) : std::nullopt);
+    }
+}
 
 class ListedDisks final : public VolumeProviding {
 public:

@@ -43,66 +43,61 @@ struct ProgressCase {
     std::string meminfo = usualMeminfo;
 };
 
-class KernelWriteOutMonitorTest : public ::testing::TestWithParam<ProgressCase> {};
-
-TEST_P(KernelWriteOutMonitorTest, SamplesWhatTheKernelSays) {
-    const auto& param = GetParam();
-    testing::TemporaryFolder root;
-    const auto write = [&](const std::string& file, const std::optional<std::string>& text) {
-        text ? testing::writeText(root.path() / file, *text) : void();
-    };
-    const std::string block = "sys/class/block/";
-    write(block + "sdz/dev", "8:16\n");
-    write(block + "sdz/sdz1/partition", "1\n");
-    write(block + "sdz1/dev", "8:17\n");
-    write(block + "sdz1/holders/dm-0/.keep", "");
-    write(block + "dm-0/dev", "253:0\n");
-    write("proc/meminfo", param.meminfo);
-    write("debug/bdi/8:16/stats", param.diskBdi);
-    write("debug/bdi/253:0/stats", param.holderBdi);
-    write(block + "sdz/inflight", param.inflight);
-
-    std::chrono::nanoseconds now{seconds(100)};
-    ManualExecutor executor;
-    KernelWriteOutMonitor monitor(
-        executor, {root.path() / "sys", root.path() / "proc", root.path() / "debug"},
-        [&now] { return now; });
-    ExternalDisk disk{"attachment:7", "Backup", {}, {}, 7, "sdz", {}, {}};
-    if (param.sectorsBefore) {
-        write(block + "sdz/stat", statLine(*param.sectorsBefore, 0));
-        monitor.sampleNow(disk);
-        now += seconds(2);
-    }
-    if (param.sectorsNow) {
-        write(block + "sdz/stat", statLine(*param.sectorsNow, param.statInFlight));
-    } else {
-        std::filesystem::remove_all(root.path() / block / "sdz");
-    }
-    EXPECT_EQ(monitor.sampleNow(disk), param.expected);
-}
-
 constexpr auto none = std::nullopt;
 
-INSTANTIATE_TEST_SUITE_P(
-    Statistics, KernelWriteOutMonitorTest,
-    ::testing::Values(
-        ProgressCase{"firstSampleWithWritesInFlight", sample(true), none, 1000, 4, "2 3\n"},
-        ProgressCase{"readsInFlightAreNotWrites", sample(false), none, 1000, 4, "4 0\n"},
+TEST(KernelWriteOutMonitorTest, SamplesWhatTheKernelSays) {
+    const std::vector<ProgressCase> rows{
+        {"firstSampleWithWritesInFlight", sample(true), none, 1000, 4, "2 3\n"},
+        {"readsInFlightAreNotWrites", sample(false), none, 1000, 4, "4 0\n"},
         // 20480 sectors in 2 s: 10 MiB in 2 s.
-        ProgressCase{"rateFromTwoSamples", sample(true, 5 * MiB), 1000, 21480},
-        ProgressCase{"counterWentBack", sample(false), 5000},
-        ProgressCase{"statInFlightWithoutInflightFile", sample(true), none, 1000, 2, none},
+        {"rateFromTwoSamples", sample(true, 5 * MiB), 1000, 21480},
+        {"counterWentBack", sample(false), 5000},
+        {"statInFlightWithoutInflightFile", sample(true), none, 1000, 2, none},
         // The disk's own account and the one of the encrypted volume built on it.
-        ProgressCase{"diskAndHolderFromDebugfs", sample(true, none, 6 * MiB, WriteOutScope::disk),
-                     none, 1000, 0, "0 0\n", bdiStats(4096, 1024), bdiStats(1024, 0)},
-        ProgressCase{"nothingLeftForTheDisk", sample(false, none, 0, WriteOutScope::disk), none,
-                     1000, 0, "0 0\n", bdiStats(0, 0)},
-        ProgressCase{"holderAloneIsNotTheDisk", sample(false), none, 1000, 0, "0 0\n", none,
-                     bdiStats(1024, 0)},
-        ProgressCase{"diskGone", sample(false), 1000, none, 0, none},
-        ProgressCase{"meminfoWithoutWriteback", sample(false, none, none), none, 1000, 0, "0 0\n",
-                     none, none, "Dirty: 2048 kB\n"}),
-    [](const auto& info) { return std::string(info.param.label); });
+        {"diskAndHolderFromDebugfs", sample(true, none, 6 * MiB, WriteOutScope::disk), none, 1000,
+         0, "0 0\n", bdiStats(4096, 1024), bdiStats(1024, 0)},
+        {"nothingLeftForTheDisk", sample(false, none, 0, WriteOutScope::disk), none, 1000, 0,
+         "0 0\n", bdiStats(0, 0)},
+        {"holderAloneIsNotTheDisk", sample(false), none, 1000, 0, "0 0\n", none, bdiStats(1024, 0)},
+        {"diskGone", sample(false), 1000, none, 0, none},
+        {"meminfoWithoutWriteback", sample(false, none, none), none, 1000, 0, "0 0\n", none, none,
+         "Dirty: 2048 kB\n"}};
+    for (const auto& c : rows) {
+        SCOPED_TRACE(c.label);
+        testing::TemporaryFolder root;
+        const auto write = [&](const std::string& file, const std::optional<std::string>& text) {
+            text ? testing::writeText(root.path() / file, *text) : void();
+        };
+        const std::string block = "sys/class/block/";
+        write(block + "sdz/dev", "8:16\n");
+        write(block + "sdz/sdz1/partition", "1\n");
+        write(block + "sdz1/dev", "8:17\n");
+        write(block + "sdz1/holders/dm-0/.keep", "");
+        write(block + "dm-0/dev", "253:0\n");
+        write("proc/meminfo", c.meminfo);
+        write("debug/bdi/8:16/stats", c.diskBdi);
+        write("debug/bdi/253:0/stats", c.holderBdi);
+        write(block + "sdz/inflight", c.inflight);
+
+        std::chrono::nanoseconds now{seconds(100)};
+        ManualExecutor executor;
+        KernelWriteOutMonitor monitor(
+            executor, {root.path() / "sys", root.path() / "proc", root.path() / "debug"},
+            [&now] { return now; });
+        ExternalDisk disk{"attachment:7", "Backup", {}, {}, 7, "sdz", {}, {}};
+        if (c.sectorsBefore) {
+            write(block + "sdz/stat", statLine(*c.sectorsBefore, 0));
+            monitor.sampleNow(disk);
+            now += seconds(2);
+        }
+        if (c.sectorsNow) {
+            write(block + "sdz/stat", statLine(*c.sectorsNow, c.statInFlight));
+        } else {
+            std::filesystem::remove_all(root.path() / block / "sdz");
+        }
+        EXPECT_EQ(monitor.sampleNow(disk), c.expected);
+    }
+}
 
 } // namespace
 } // namespace tovo
