@@ -6,6 +6,7 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <variant>
 #include <vector>
 
 // Doubles of the six service interfaces whose answers and timing the test scripts
@@ -13,17 +14,13 @@
 
 namespace tovo::testing {
 
-struct NoArguments {
-    bool operator==(const NoArguments&) const = default;
-};
-
 class ScriptedVolumeProvider final : public VolumeProviding {
 public:
     explicit ScriptedVolumeProvider(Executor& executor)
         : listing(executor) {}
     Task<std::vector<ExternalDisk>> mountedExternalDisks() override { return listing.call({}); }
 
-    ScriptedOperation<std::vector<ExternalDisk>, NoArguments> listing;
+    ScriptedOperation<std::vector<ExternalDisk>, std::monostate> listing;
 };
 
 class ScriptedDiskEjector final : public DiskEjecting {

@@ -30,8 +30,7 @@ INSTANTIATE_TEST_SUITE_P(
     Letters, AccessLetterTest,
     ::testing::Values(std::pair("r", OpenAccess::read), std::pair("w", OpenAccess::write),
                       std::pair("u", OpenAccess::readWrite), std::pair("R", OpenAccess::unknown),
-                      std::pair("rw", OpenAccess::unknown), std::pair(" r", OpenAccess::unknown),
-                      std::pair("", OpenAccess::unknown),
+                      std::pair("rw", OpenAccess::unknown), std::pair("", OpenAccess::unknown),
                       std::pair(std::nullopt, OpenAccess::unknown)));
 
 TEST(OpenAccessTest, RawValuesRoundTripAndOthersFail) {

@@ -53,14 +53,10 @@ TEST(ExternalDiskTest, FormatSummaryIsDistinctSortedAndOrderFree) {
     EXPECT_EQ(disk({}).formatSummary(), "External disk");
 }
 
-TEST(ExternalDiskTest, MountURLsKeepOrderAndDuplicates) {
-    const auto d =
-        disk({volume("b", {}, {}, {}), volume("a", {}, {}, {}), volume("b", {}, {}, {})});
+TEST(ExternalDiskTest, ThePrimaryMountURLIsTheFirstVolumes) {
+    const auto d = disk({volume("b", {}, {}, {}), volume("a", {}, {}, {})});
     EXPECT_EQ(d.primaryMountURL(), std::filesystem::path("/media/b"));
-    EXPECT_EQ(d.mountURLs(),
-              (std::vector<std::filesystem::path>{"/media/b", "/media/a", "/media/b"}));
     EXPECT_FALSE(disk({}).primaryMountURL());
-    EXPECT_TRUE(disk({}).mountURLs().empty());
 }
 
 TEST(ExternalDiskDeathTest, CapacityOverflowStopsTheProcess) {

@@ -24,13 +24,10 @@ std::string fields(std::initializer_list<std::initializer_list<std::string>> set
 
 template<class T>
 std::string text(const std::optional<T>& value) {
-    if (!value) {
-        return "-";
-    }
     if constexpr (std::is_arithmetic_v<T>) {
-        return std::to_string(*value);
+        return value ? std::to_string(*value) : "-";
     } else {
-        return *value;
+        return value.value_or("-");
     }
 }
 
