@@ -8,12 +8,10 @@
 #include "TovoSystem/Services/SystemProcessMetadataProvider.hpp"
 #include "UDisks2TestSupport.hpp"
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <fcntl.h>
 #include <map>
-#include <tuple>
+#include <ranges>
 
 namespace tovo {
 namespace {
@@ -21,8 +19,16 @@ namespace {
 using namespace tovo::testing;
 namespace fs = std::filesystem;
 
-const std::vector<std::string> asNobody = {"/usr/bin/setpriv", "--reuid=nobody", "--regid=nogroup",
-                                           "--clear-groups"};
+std::vector<pid_t> pids(const std::vector<BlockingProcess>& processes) {
+    const auto view = processes | std::views::transform(&BlockingProcess::pid);
+    return {view.begin(), view.end()};
+}
+
+std::vector<std::string> asNobody(std::vector<std::string> command) {
+    command.insert(command.begin(),
+                   {"/usr/bin/setpriv", "--reuid=nobody", "--regid=nogroup", "--clear-groups"});
+    return command;
+}
 
 // Real lsof over tmpfs mounts (under a folder anyone may enter) with real holders;
 // what it finds on a real disk is covered end to end.
@@ -47,14 +53,14 @@ protected:
                                        std::move(lsof));
         return runToEnd(executor_, diagnoser.blockers(disk_, dissenter));
     }
-    DiagnosisError failure(const fs::path& lsof) {
+    /// What keeps `lsof` from diagnosing this disk.
+    std::optional<DiagnosisError::Kind> failure(const fs::path& lsof) {
         try {
             diagnose(std::nullopt, lsof);
         } catch (const DiagnosisError& error) {
-            return error;
+            return error.kind;
         }
-        ADD_FAILURE() << lsof << " must not diagnose this disk";
-        return DiagnosisError(DiagnosisError::Kind::lsofFailed, "");
+        return std::nullopt;
     }
     void setMounts(const std::vector<fs::path>& paths) {
         disk_.volumes.clear();
@@ -62,17 +68,6 @@ protected:
             disk_.volumes.push_back(makeVolume(path.filename().string(), path));
         }
     }
-    /// A holder started (as nobody when `prefix` says so) and its pid once it holds.
-    pid_t start(const std::string& helper, std::vector<std::string> arguments,
-                std::vector<std::string> prefix = {}) {
-        const auto pidFile = base_.path() / ("pid" + std::to_string(children_.size()));
-        prefix.push_back(helper.starts_with("/") ? helper : helperProgram(helper).string());
-        prefix.insert(prefix.end(), arguments.begin(), arguments.end());
-        prefix.push_back(pidFile);
-        children_.push_back(std::make_unique<TestChild>(prefix));
-        return awaitPidFile(pidFile);
-    }
-
     ManualExecutor executor_;
     TemporaryFolder base_;
     MountAt mount_{base_.path() / "fixture"};
@@ -80,69 +75,47 @@ protected:
         std::make_shared<SystemProcessMetadataProvider>(
             std::make_shared<FakeApplicationRegistry>());
     ExternalDisk disk_ = makeDisk(9, "TOVO");
-    std::vector<std::unique_ptr<TestChild>> children_;
+    Holders holders_{base_.path()};
 };
 
 // One lsof run names every volume: it exits 1 while one of them is idle, its list
 // comes back in the order of the volumes whatever the pids, volumes no longer
 // mounted are skipped, Tovo itself is left out and the dissenter comes last.
 TEST_F(RealLsofDiagnosis, OneRunListsEachVolumesHoldersThenTheDissenter) {
-    EXPECT_TRUE(diagnose().empty()) << "an idle mount has no blockers";
     MountAt second(base_.path() / "second");
-    ASSERT_TRUE(second.isMounted());
     fs::create_directories(base_.path() / "idle");
     setMounts({mount_.path(), base_.path() / "idle", second.path(), base_.path() / "nowhere"});
-    const auto early = start("holder_cwd", {second.path()});
-    auto blockers = diagnose();
-    ASSERT_EQ(blockers.size(), 1u) << "the first volume is idle";
-    EXPECT_EQ(blockers[0].pid, early);
+    const auto early = holders_.start({"holder_cwd", second.path()});
+    EXPECT_EQ(pids(diagnose()), std::vector{early}) << "the first volume is idle";
 
-    const auto late = start("holder_write", {mount_.path() / "draft.txt"});
+    const auto late = holders_.start({"holder_write", mount_.path() / "draft.txt"});
     TestChild bystander({"/bin/sleep", "10"});
     // The test process plays Tovo and holds a file of its own on the mount.
     const int own =
         ::open((mount_.path() / "own.txt").c_str(), O_CREAT | O_WRONLY | O_CLOEXEC, 0644);
-    ASSERT_GE(own, 0);
-    blockers = diagnose(bystander.pid());
+    EXPECT_EQ(pids(diagnose(bystander.pid())), (std::vector{late, early, bystander.pid()}));
     ::close(own);
-    ASSERT_EQ(blockers.size(), 3u);
-    EXPECT_EQ(std::tie(blockers[0].pid, blockers[1].pid), std::tie(late, early));
-    EXPECT_EQ(blockers[2].pid, bystander.pid());
-    EXPECT_TRUE(blockers[2].isSystemDissent);
 }
 
-TEST_F(RealLsofDiagnosis, AMissingOrUnusableLsofNamesItsPackage) {
-    std::ofstream(base_.path() / "not-executable") << "#!/bin/sh\n";
-    for (const auto* name : {"missing", "not-executable"}) {
-        const auto error = failure(base_.path() / name);
-        EXPECT_EQ(error.kind, DiagnosisError::Kind::lsofMissing) << name;
-        EXPECT_THAT(error.description(), ::testing::HasSubstr("\u201Clsof\u201D package"));
-    }
-}
-
+// lsof run as nobody cannot look into a mount under a folder only root may enter; while
+// the wrapper is missing or not yet executable, lsof is reported as missing.
 TEST_F(RealLsofDiagnosis, AsAnOrdinaryUserOnlyWarningsAboutThisDiskCount) {
-    // lsof run as nobody cannot look into a mount under a folder only root may enter.
     const auto wrapper = base_.path() / "lsof-as-nobody";
     std::ofstream(wrapper) << "#!/bin/sh\nexec /usr/bin/setpriv --reuid=nobody --regid=nogroup "
                               "--clear-groups "
                            << LsofBlockerDiagnoser::lsofExecutable().string() << " \"$@\"\n";
-    fs::permissions(wrapper, fs::perms::owner_all | fs::perms::group_exec | fs::perms::others_exec);
+    for (const auto& unusable : {base_.path() / "missing", wrapper}) {
+        EXPECT_EQ(failure(unusable), DiagnosisError::Kind::lsofMissing) << unusable;
+    }
+    fs::permissions(wrapper, fs::perms::owner_all | fs::perms::others_exec);
     TemporaryFolder rootOnly;
     MountAt hidden(rootOnly.path() / "in side");
-    ASSERT_TRUE(hidden.isMounted());
 
-    EXPECT_TRUE(diagnose(std::nullopt, wrapper).empty()) << "the hidden mount is not this disk";
-    const auto holder = start("holder_cwd", {mount_.path()}, asNobody);
-    const auto blockers = diagnose(std::nullopt, wrapper);
-    ASSERT_EQ(blockers.size(), 1u);
-    EXPECT_EQ(blockers[0].pid, holder);
-    EXPECT_EQ(blockers[0].userID, 65534u);
-
+    const auto holder = holders_.start(asNobody({helperProgram("holder_cwd"), mount_.path()}));
+    EXPECT_EQ(pids(diagnose(std::nullopt, wrapper)), std::vector{holder})
+        << "the hidden mount is not this disk";
     setMounts({hidden.path()});
-    const auto error = failure(wrapper);
-    EXPECT_EQ(error.kind, DiagnosisError::Kind::lsofFailed);
-    EXPECT_THAT(error.description(),
-                ::testing::HasSubstr("can't stat() tmpfs file system " + hidden.path().string()));
+    EXPECT_EQ(failure(wrapper), DiagnosisError::Kind::lsofFailed);
 }
 
 using FileFacts = std::tuple<std::optional<std::string>, std::string, OpenAccess>;
@@ -161,10 +134,10 @@ filesByPid(const std::vector<BlockingProcess>& processes) {
 TEST_F(RealLsofDiagnosis, TheKernelsTablesNameWhatLsofNames) {
     const auto program = mount_.path() / "program";
     fs::copy_file(helperProgram("holder_cwd"), program);
-    start("holder_cwd", {mount_.path()});
-    start("holder_write", {mount_.path() / "draft"});
-    start("holder_write", {"--map", mount_.path() / "mapped"});
-    start(program, {"/"});
+    holders_.start({"holder_cwd", mount_.path()});
+    holders_.start({"holder_write", mount_.path() / "draft"});
+    holders_.start({"holder_write", "--map", mount_.path() / "mapped"});
+    holders_.start({program, "/"});
 
     SystemCommandRunner runner(executor_, SystemCommandRunner::productionTimeout);
     const auto listing =
@@ -200,13 +173,12 @@ TEST_P(HostileNames, AreListedCorrectlyOrLeftOutQuietly) {
         mountPath /= std::string(std::min<std::size_t>(left, 250), 'd');
     }
     MountAt mount(mountPath);
-    ASSERT_TRUE(mount.isMounted());
     setMounts({mountPath});
 
     const auto program = base_.path() / row.command;
     fs::copy_file(helperProgram(row.writes ? "holder_write" : "holder_cwd"), program);
-    const auto holder = start(program, {row.writes ? mountPath / "draft" : mountPath},
-                              row.otherUser ? asNobody : std::vector<std::string>{});
+    const std::vector<std::string> command{program, row.writes ? mountPath / "draft" : mountPath};
+    const auto holder = holders_.start(row.otherUser ? asNobody(command) : command);
     const auto blockers = diagnose();
     ASSERT_EQ(blockers.size(), 1u);
     EXPECT_EQ(std::tie(blockers[0].pid, blockers[0].command, blockers[0].userID),
@@ -217,18 +189,13 @@ TEST_P(HostileNames, AreListedCorrectlyOrLeftOutQuietly) {
 
 INSTANTIATE_TEST_SUITE_P(
     Table, HostileNames,
-    ::testing::Values(HostileCase{"MountWithSpaces", "with some spaces", "holder_cwd"},
-                      HostileCase{"MountWithLineFeed", "line\nfeed", "holder_cwd"},
-                      HostileCase{"MountWithTab", "tab\there", "holder_write", true},
-                      HostileCase{"MountWithBackslash", "back\\slash", "holder_cwd"},
+    ::testing::Values(HostileCase{"MountWithLineFeed", "line\nfeed", "holder_cwd"},
                       HostileCase{"MountWithInvalidUtf8", "bad\xff\xfe", "holder_write", true},
                       HostileCase{.name = "MountPathOf4000Bytes",
                                   .mount = "deep",
                                   .command = "holder_cwd",
                                   .pathLength = 4000},
                       HostileCase{"CommandWithClosingParenthesis", "disk", "x) S 1"},
-                      HostileCase{"CommandWithOpeningParenthesis", "disk", "(x", true},
-                      HostileCase{"CommandWithSpaces", "disk", "a b c"},
                       HostileCase{"CommandWithLineFeed", "disk", "nl\nx", true},
                       HostileCase{"HolderOfAnotherUser", "disk", "holder_cwd", false, true}),
     [](const auto& info) { return info.param.name; });

@@ -27,11 +27,6 @@ inline const bool inheritedDescriptorsCloseOnExec = [] {
     return true;
 }();
 
-/// Daemons get the chance to clean up.
-inline const ChildOptions asDaemon{.stopSignal = SIGTERM};
-
-inline const std::filesystem::path udisksd = "/usr/libexec/udisks2/udisksd";
-
 /// A file kept beside these tests. A compiler cache may name sources relative to the
 /// build folder, which holds the test program's folder.
 inline std::filesystem::path besideTests(const std::string& name) {
@@ -45,20 +40,15 @@ inline std::filesystem::path besideTests(const std::string& name) {
 /// Output of a shell command (test set-up only), trailing newline removed.
 inline std::string shell(const std::string& command, int* status = nullptr) {
     std::string output;
-    if (FILE* pipe = ::popen((command + " 2>&1").c_str(), "r")) {
-        char buffer[512];
-        while (const auto n = std::fread(buffer, 1, sizeof buffer, pipe)) {
-            output.append(buffer, n);
-        }
-        const int result = ::pclose(pipe);
-        if (status != nullptr) {
-            *status = WIFEXITED(result) ? WEXITSTATUS(result) : -1;
-        }
+    FILE* pipe = ::popen((command + " 2>&1").c_str(), "r");
+    for (char buffer[512]; const auto n = std::fread(buffer, 1, sizeof buffer, pipe);) {
+        output.append(buffer, n);
     }
-    while (!output.empty() && output.back() == '\n') {
-        output.pop_back();
+    const int result = ::pclose(pipe);
+    if (status != nullptr) {
+        *status = WIFEXITED(result) ? WEXITSTATUS(result) : -1;
     }
-    return output;
+    return output.substr(0, output.find_last_not_of('\n') + 1);
 }
 
 inline bool isMounted(const std::filesystem::path& mountPoint) {
@@ -76,11 +66,7 @@ public:
         std::filesystem::create_directories(path_);
         mounted_ = ::mount(type, path_.c_str(), type, 0, options) == 0;
     }
-    ~MountAt() {
-        if (mounted_) {
-            ::umount2(path_.c_str(), MNT_DETACH);
-        }
-    }
+    ~MountAt() { ::umount2(path_.c_str(), MNT_DETACH); }
     MountAt(const MountAt&) = delete;
     MountAt& operator=(const MountAt&) = delete;
 
@@ -103,6 +89,29 @@ inline bool entersOwnMountNamespace(pid_t pid) {
     });
 }
 
+/// Helper programs for the scope, each handed a pid file last and waited for until it
+/// wrote its pid there, which it does once it holds what it was told to.
+class Holders {
+public:
+    explicit Holders(std::filesystem::path folder)
+        : folder_(std::move(folder)) {}
+    /// `command` starts with a helper's name or an absolute path.
+    pid_t start(std::vector<std::string> command, const std::filesystem::path& in = ".") {
+        if (!command[0].starts_with("/")) {
+            command[0] = helperProgram(command[0]);
+        }
+        const auto pidFile = folder_ / ("pid" + std::to_string(all.size()));
+        command.push_back(pidFile);
+        all.push_back(std::make_unique<TestChild>(std::move(command), ChildOptions{.folder = in}));
+        return awaitPidFile(pidFile);
+    }
+
+    std::vector<std::unique_ptr<TestChild>> all;
+
+private:
+    std::filesystem::path folder_;
+};
+
 /// systemd-udevd for the tests' duration, unless one already serves this machine.
 /// Other suites may stop theirs at any time, so each settle makes sure one runs.
 class UdevDaemon {
@@ -116,8 +125,9 @@ public:
             return status == 0;
         };
         if (!isAvailable()) {
-            child_ = std::make_unique<TestChild>(
-                std::vector<std::string>{"/lib/systemd/systemd-udevd"}, asDaemon);
+            child_ =
+                std::make_unique<TestChild>(std::vector<std::string>{"/lib/systemd/systemd-udevd"},
+                                            ChildOptions{.stopSignal = SIGTERM});
             eventually(isAvailable);
         }
         shell("udevadm trigger --action=add --subsystem-match=block; udevadm settle -t 10");
@@ -133,8 +143,8 @@ public:
     explicit PrivateBus(const std::filesystem::path& folder)
         : socket_(folder / "bus")
         , daemon_({"/usr/bin/dbus-daemon", "--session", "--nofork", "--nopidfile",
-                   "--address=unix:path=" + socket_.string()},
-                  asDaemon) {
+                   "--address=" + address()},
+                  {.stopSignal = SIGTERM}) {
         eventually([this] { return std::filesystem::exists(socket_); });
     }
     std::string address() const { return "unix:path=" + socket_.string(); }
@@ -151,10 +161,10 @@ public:
     }
     /// udisksd probes every block device before it takes its name: give a busy machine time.
     bool awaitName(const std::string& name) const {
-        const auto call = "org.freedesktop.DBus /org/freedesktop/DBus org.freedesktop.DBus "
-                          "NameHasOwner s " +
-                          name;
-        return eventually([&] { return this->call(call) == "b true"; }, std::chrono::seconds(40));
+        const auto query = "org.freedesktop.DBus /org/freedesktop/DBus org.freedesktop.DBus "
+                           "NameHasOwner s " +
+                           name;
+        return eventually([&] { return call(query) == "b true"; }, std::chrono::seconds(40));
     }
     std::string call(const std::string& arguments) const {
         return shell("busctl --address=" + address() + " call " + arguments);
@@ -165,14 +175,14 @@ private:
     TestChild daemon_;
 };
 
-/// A file-backed loop device with a file system (or a partition table), attached
-/// now and detached, after unmounting what the test mounted, when this goes.
+/// A file-backed loop device, attached now and detached, after unmounting what the
+/// test mounted, when this goes.
 class LoopDisk {
 public:
     /// On `preferred` ("/dev/loop3") when it is free, else on the first free device.
     LoopDisk(const std::filesystem::path& folder, const std::string& name,
-             const std::string& preferred = "") {
-        image_ = folder / (name + ".img");
+             const std::string& preferred = "")
+        : image_(folder / (name + ".img")) {
         const auto image = " '" + image_.string() + "'";
         shell("truncate -s 64M" + image);
         if (!preferred.empty()) {
@@ -184,12 +194,10 @@ public:
     }
     ~LoopDisk() {
         for (auto it = mounts_.rbegin(); it != mounts_.rend(); ++it) {
-            if (isMounted(*it)) {
-                shell("umount -l '" + it->string() + "'");
-            }
+            shell("umount -l '" + it->string() + "'");
         }
         if (isAttached()) {
-            shell("partx -d " + device_ + " 2>/dev/null; losetup -d " + device_);
+            shell("partx -d " + device_ + "; losetup -d " + device_);
         }
         std::filesystem::remove(image_);
     }
@@ -203,11 +211,17 @@ public:
     std::uint64_t diskSequence() const {
         return std::stoull(readText("/sys/class/block/" + kernelName() + "/diskseq").value_or("0"));
     }
+    /// The disk as the validator proves it, with these mounts.
+    ProvedDisk proved(std::vector<std::filesystem::path> mounts) const {
+        return {kernelName(), diskSequence(), std::move(mounts)};
+    }
 
-    /// Two partitions, visible as <device>p1 and p2.
+    /// Two partitions of ext4 labelled ONE and TWO: <device>p1 and p2.
     void partitionInTwo() {
         shell("printf 'label: gpt\\n,24M\\n,24M\\n' | sfdisk -q " + device_ + " && partx -a " +
               device_);
+        format(device_ + "p1", "ONE");
+        format(device_ + "p2", "TWO");
     }
     void format(const std::string& device, const std::string& label) {
         shell("mkfs.ext4 -q -F -L '" + label + "' " + device);
@@ -229,13 +243,16 @@ private:
 struct RealUdisks {
     explicit RealUdisks(const std::filesystem::path& folder)
         : bus(folder)
-        , daemon({udisksd.string()}, {.environment = {"DBUS_SYSTEM_BUS_ADDRESS=" + bus.address()},
-                                      .output = folder / "udisksd.log",
-                                      .stopSignal = SIGTERM}) {}
+        , daemon({"/usr/libexec/udisks2/udisksd"},
+                 {.environment = {"DBUS_SYSTEM_BUS_ADDRESS=" + bus.address()},
+                  .output = folder / "udisksd.log",
+                  .stopSignal = SIGTERM}) {}
 
-    /// Mounts `device` of `disk` at `at` and waits until udisksd lists the mount.
+    /// Mounts `device` of `disk` at `at` once udev settled, and waits until udisksd
+    /// lists the mount.
     std::filesystem::path mount(LoopDisk& disk, const std::string& device,
                                 const std::filesystem::path& at) {
+        udev.keepRunningAndSettle();
         disk.mount(device, at);
         EXPECT_TRUE(eventually([&] { return bus.udisksReportsMount(at); }))
             << "udisksd never reported " << at;
@@ -258,7 +275,6 @@ protected:
         ASSERT_TRUE(udisks_->bus.awaitName("org.freedesktop.UDisks2"))
             << readText(folder_.path() / "udisksd.log").value_or("");
     }
-    bool isReady() const { return !IsSkipped() && !HasFatalFailure(); }
 
     TemporaryFolder folder_;
     std::optional<RealUdisks> udisks_;
