@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <fstream>
+#include <ranges>
 #include <sys/mount.h>
 #include <sys/wait.h>
 
@@ -14,7 +15,11 @@ namespace tovo {
 namespace {
 
 using namespace tovo::testing;
+using ::testing::AllOf;
+using ::testing::Contains;
 using ::testing::ElementsAre;
+using ::testing::Field;
+using ::testing::IsEmpty;
 
 // A real loop disk with one ext4 file system mounted in a folder of the test's own;
 // each test adds one real cause to it and removes it again.
@@ -25,11 +30,8 @@ protected:
             GTEST_SKIP() << "needs root for loop devices and mounts";
         }
         disk_.emplace(folder_.path(), "causes");
-        ASSERT_TRUE(disk_->isAttached());
         disk_->format(disk_->device(), "CAUSES");
         mount_ = disk_->mount(disk_->device(), folder_.path() / "mnt");
-        ASSERT_TRUE(isMounted(mount_));
-        external_ = makeDisk(9, "CAUSES");
         external_.wholeDiskIdentifier = disk_->kernelName();
         external_.volumes = {makeVolume("CAUSES", mount_.string())};
     }
@@ -44,13 +46,13 @@ protected:
                                            ::geteuid(), true);
         return finder.find(external_, true);
     }
-    /// Kind and subject of every cause found of `kind`.
+    /// The subject of every cause found of `kind`.
     std::vector<std::string> found(BusyCauseKind kind, BusyCauseRoots roots = {}) {
         std::vector<std::string> result;
-        for (const auto& cause : causes(std::move(roots))) {
-            if (cause.kind == kind) {
-                result.push_back(cause.subject);
-            }
+        for (const auto& cause : causes(std::move(roots)) | std::views::filter([&](const auto& c) {
+                                     return c.kind == kind;
+                                 })) {
+            result.push_back(cause.subject);
         }
         return result;
     }
@@ -66,13 +68,12 @@ protected:
     TemporaryFolder folder_;
     std::optional<LoopDisk> disk_;
     std::filesystem::path mount_;
-    ExternalDisk external_;
+    ExternalDisk external_ = makeDisk(9, "CAUSES");
     ManualExecutor executor_;
     std::vector<std::string> cleanups_;
 };
 
 TEST_F(BusyCauseIntegrationTest, AFolderMountedAgainElsewhereIsFound) {
-    EXPECT_TRUE(causes().empty()) << "a disk with nothing on it";
     std::filesystem::create_directories(inDisk("photos"));
     const auto bind = folder_.path() / "bind";
     std::filesystem::create_directories(bind);
@@ -103,13 +104,11 @@ TEST_F(BusyCauseIntegrationTest, OnlyAPrivateMountInAnotherNamespaceIsFound) {
     // As on a desktop, where systemd makes every mount shared.
     run("mount --make-shared '" + mount_.string() + "'", "true");
     const auto follower = startIn("slave");
-    EXPECT_THAT(found(BusyCauseKind::otherNamespace), ::testing::IsEmpty());
+    EXPECT_THAT(found(BusyCauseKind::otherNamespace), IsEmpty());
 
     const auto container = startIn("private");
-    const auto all = causes();
-    const auto copy = std::ranges::find(all, BusyCauseKind::otherNamespace, &BusyCause::kind);
-    ASSERT_NE(copy, all.end());
-    EXPECT_EQ(copy->processID, container->pid());
+    EXPECT_THAT(causes(), Contains(AllOf(Field(&BusyCause::kind, BusyCauseKind::otherNamespace),
+                                         Field(&BusyCause::processID, container->pid()))));
 }
 
 TEST_F(BusyCauseIntegrationTest, AFolderSharedOverNFSIsFound) {

@@ -58,9 +58,9 @@ TEST(RealProcessMetadata, DescribesRealChildrenWithStableDistinctStartTimes) {
         return metadata && metadata->command == "nap (odd) x";
     }));
 
-    EXPECT_EQ(std::tie(metadata->pid, metadata->parentPID, metadata->userID),
-              std::make_tuple(child.pid(), ::getpid(), ::getuid()));
-    EXPECT_EQ(metadata->executablePath, oddName.string());
+    EXPECT_EQ(
+        std::tie(metadata->pid, metadata->parentPID, metadata->userID, metadata->executablePath),
+        std::make_tuple(child.pid(), ::getpid(), ::getuid(), oddName.string()));
     const auto now = std::chrono::system_clock::now().time_since_epoch() / std::chrono::seconds(1);
     EXPECT_NEAR(static_cast<double>(metadata->startTime.seconds), static_cast<double>(now), 5);
     EXPECT_LT(metadata->startTime.microseconds, 1'000'000u);
@@ -98,7 +98,6 @@ TEST(RealProcessMetadata, AnExitedUnreapedProcessIsGoneAndNeverSignalled) {
         });
     const auto attempt = runToEnd(executor, stopper.requestStop(blocker));
     EXPECT_EQ(attempt.disposition, ReleaseDisposition::alreadyClosed);
-    EXPECT_EQ(attempt.message, "The process already exited.");
     EXPECT_EQ(signals, 0);
 }
 

@@ -86,13 +86,11 @@ using SlowWriteOutTest = RealUdisksTest;
 
 TEST_F(SlowWriteOutTest, EjectWaitsForTheWholeWriteOutAndShowsItFallToZero) {
     LoopDisk disk(folder_.path(), "slow");
-    ASSERT_TRUE(disk.isAttached());
     // Room for the data; the disk reads and writes its image directly, so what is
     // written to the disk is not cached a second time for the image.
     shell("truncate -s 600M '" + (folder_.path() / "slow.img").string() + "' && losetup -c " +
           disk.device() + " && losetup --direct-io=on " + disk.device());
     shell("mkfs.ext4 -q -F -E lazy_itable_init=0,lazy_journal_init=0 -L SLOW " + disk.device());
-    udisks_->udev.keepRunningAndSettle();
     const auto mountPoint = udisks_->mount(disk, disk.device(), folder_.path() / "SLOW");
 
     const auto number = readText("/sys/class/block/" + disk.kernelName() + "/dev").value_or("");
@@ -102,13 +100,9 @@ TEST_F(SlowWriteOutTest, EjectWaitsForTheWholeWriteOutAndShowsItFallToZero) {
     }
     // debugfs of our own, for the disk's own writeback account.
     const MountAt debugfs(folder_.path() / "debug", "debugfs", nullptr);
-
     // Written to the cache at once; the disk takes about half a minute to receive it.
-    const auto file = mountPoint / "data.bin";
-    shell(throttle.join() + "head -c " + std::to_string(written) + " /dev/urandom | tee '" +
-          file.string() + "' | sha256sum > '" + (folder_.path() / "sum").string() + "'");
-    const auto checksum = readText(folder_.path() / "sum").value_or("").substr(0, 64);
-    ASSERT_EQ(checksum.size(), 64u);
+    shell(throttle.join() + "head -c " + std::to_string(written) + " /dev/urandom > '" +
+          (mountPoint / "data.bin").string() + "'");
 
     ManualExecutor executor;
     RecordingLogger logger;
@@ -119,8 +113,7 @@ TEST_F(SlowWriteOutTest, EjectWaitsForTheWholeWriteOutAndShowsItFallToZero) {
     UDisks2Unmounter unmounter(executor, udisks_->bus.address(), 10s, "/sys", &logger);
     monitor.sampleNow(listed); // the first reading of the rate, as the window takes it
     const auto started = std::chrono::steady_clock::now();
-    StartedTask<void> eject(executor, unmounter.unmountAndEject(
-                                          {disk.kernelName(), disk.diskSequence(), {mountPoint}}));
+    StartedTask<void> eject(executor, unmounter.unmountAndEject(disk.proved({mountPoint})));
     std::vector<WriteOutSample> samples;
     while (!eject.isDone()) {
         executor.runUntil([&] { return eject.isDone(); }, 1s);
@@ -136,16 +129,15 @@ TEST_F(SlowWriteOutTest, EjectWaitsForTheWholeWriteOutAndShowsItFallToZero) {
     EXPECT_GT(elapsed, 25s) << "the throttle did not slow the write-out";
     EXPECT_FALSE(isMounted(mountPoint));
 
-    // Writing all along, with less and less left.
+    // Writing all along, with less and less left; the last ones may see the end.
     ASSERT_GE(samples.size(), 20u);
-    EXPECT_TRUE(std::all_of(samples.begin(), samples.end() - 2, [](const auto& sample) {
-        return sample.isWriting;
-    })) << "the last ones may see the end";
-    ASSERT_TRUE(samples.front().bytesLeft);
-    EXPECT_GE(*samples.front().bytesLeft, written / 2);
+    EXPECT_TRUE(std::all_of(samples.begin(), samples.end() - 2,
+                            [](const auto& sample) { return sample.isWriting; }));
+    ASSERT_GE(samples.front().bytesLeft.value_or(0), written / 2);
     // The system's totals, used without debugfs, hold other programs' data too.
-    EXPECT_LT(samples.back().bytesLeft.value_or(written), *samples.front().bytesLeft - written / 4);
-    EXPECT_LT(after.bytesLeft.value_or(written), *samples.front().bytesLeft - written / 4);
+    for (const auto& last : {samples.back(), after}) {
+        EXPECT_LT(last.bytesLeft.value_or(written), *samples.front().bytesLeft - written / 4);
+    }
 
     // The journal has the account of the write-out.
     EXPECT_TRUE(logger.contains(LogLevel::info, "Write-out started disk=" + disk.kernelName()));
@@ -157,10 +149,6 @@ TEST_F(SlowWriteOutTest, EjectWaitsForTheWholeWriteOutAndShowsItFallToZero) {
         return std::regex_match(line, match, ended);
     })) << ::testing::PrintToString(messages);
     EXPECT_GE(std::stoull(match[1]), written);
-
-    // Every byte arrived.
-    const auto again = disk.mount(disk.device(), folder_.path() / "check");
-    EXPECT_EQ(shell("sha256sum < '" + (again / "data.bin").string() + "'").substr(0, 64), checksum);
 }
 
 } // namespace
