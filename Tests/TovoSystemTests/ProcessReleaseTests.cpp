@@ -40,7 +40,6 @@ struct Scene {
         registry->add({pid, std::move(name), "org.example.Editor", ActivationPolicy::regular});
     }
     RunningApplication& application() { return registry->applications.at(pid); }
-    void hold(OpenFileReference file) { process.openFiles.push_back(std::move(file)); }
     void ownedByTovo(ActivationPolicy policy) {
         application().activationPolicy = policy, application().bundleIdentifier = tovoApplicationID;
     }
@@ -81,7 +80,7 @@ OpenFileReference file(std::string descriptor, OpenAccess access) {
     return {"/media/user/DISK/file", std::move(descriptor), "REG", access};
 }
 Arrange holding(std::string descriptor, OpenAccess access) {
-    return [=](Scene& s) { s.hold(file(descriptor, access)); };
+    return [=](Scene& s) { s.process.openFiles.push_back(file(descriptor, access)); };
 }
 // The process runs `command` and holds only its current folder on the disk.
 Arrange inFolder(std::string command) {
