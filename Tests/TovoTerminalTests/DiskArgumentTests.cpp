@@ -34,22 +34,16 @@ TEST(DiskArgumentTest, FindsADiskByEachOfItsNamesAndRefusesWhatNamesNoneOrMoreTh
         return std::get<ExternalDisk>(result).id;
     };
     const std::string one = "attachment:1", two = "attachment:2", none = "none: No external disk";
-    for (const auto& [argument, expected] : std::vector<std::pair<std::string, std::string>>{
-             {two, two},
-             {"/dev/sdb", one},
-             {"/dev/sdb2", one},
-             {"/dev/dm-3", one},
-             {"sdb1", one},
-             {"/media/user/./BACKUP/", one},
-             {(folder.path() / "link").string(), one},
-             {"CAMERA", two},
-             {"Photos", one},
-             {"/dev/sdd",
+    using Row = std::pair<std::string, std::string>;
+    for (const auto& [argument, expected] :
+         {Row{two, two}, Row{"/dev/sdb", one}, Row{"/dev/sdb2", one}, Row{"/dev/dm-3", one},
+          Row{"sdb1", one}, Row{"/media/user/./BACKUP/", one},
+          Row{(folder.path() / "link").string(), one}, Row{"CAMERA", two}, Row{"Photos", one},
+          Row{"/dev/sdd",
               none + " matches \u201C/dev/sdd\u201D. Run \u201Ctovo list\u201D to see them."},
-             {"/media/user/BACKUP/folder", none},
-             {"attachment", none},
-             // Both disks have a volume named "DISK".
-             {"DISK", "ambiguous: \u201CDISK\u201D names more than one disk (attachment:1, "
+          Row{"/media/user/BACKUP/folder", none}, Row{"attachment", none},
+          // Both disks have a volume named "DISK".
+          Row{"DISK", "ambiguous: \u201CDISK\u201D names more than one disk (attachment:1, "
                       "attachment:2). Name one by its id."}}) {
         EXPECT_EQ(resolve(argument).substr(0, expected.size()), expected) << argument;
     }

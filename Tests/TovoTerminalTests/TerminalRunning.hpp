@@ -25,17 +25,8 @@ runTerminal(std::vector<std::string> arguments, const std::string& answers,
     std::istringstream input(answers);
     std::ostringstream output;
     std::ostringstream errors;
-    TerminalEnvironment environment{std::move(services),
-                                    std::move(deviceNames),
-                                    logger,
-                                    input,
-                                    output,
-                                    errors,
-                                    false,
-                                    false,
-                                    false,
-                                    0,
-                                    std::move(causes)};
+    TerminalEnvironment environment(std::move(services), std::move(deviceNames), logger, input,
+                                    output, errors, false, false, false, 0, std::move(causes));
     const auto parsed = parseTerminalArguments(arguments);
     EXPECT_TRUE(std::holds_alternative<TerminalOptions>(parsed));
     const auto exit = TerminalProgram(std::get<TerminalOptions>(parsed), environment).run();

@@ -24,9 +24,8 @@ inline ReleaseAttempt attempt(std::int32_t pid, ReleaseDisposition disposition,
     return ReleaseAttempt{Uuid::random(), pid, "app", disposition, std::move(message)};
 }
 
-inline ProcessStopPlan stopPlan(std::int32_t pid, StopMethod method,
-                                std::optional<std::string> warning = std::nullopt) {
-    return ProcessStopPlan{pid, "app", method, "Tovo will stop it.", std::move(warning)};
+inline ProcessStopPlan stopPlan(std::int32_t pid, StopMethod method) {
+    return ProcessStopPlan{pid, "app", method, "Tovo will stop it.", std::nullopt};
 }
 
 inline OpenFileReference openFile(std::string path, std::optional<std::string> descriptor,

@@ -18,25 +18,19 @@ RunningApplication app(std::int32_t pid, std::optional<std::string> name,
 }
 
 // Command, desktop entry name ("-" for an entry without one), shown name.
-class ProcessNameTest : public ::testing::TestWithParam<Case> {};
-
-TEST_P(ProcessNameTest, FirstRuleThatAppliesNamesTheProcess) {
-    const auto& [command, entryName, expected] = GetParam();
-    FakeApplicationRegistry registry;
-    registry.add(app(4242, entryName == "-" ? std::nullopt : std::optional(entryName)));
-    EXPECT_EQ(ProcessPresentation(&registry).name(makeProcess(4242, command)), expected);
+TEST(ProcessName, FirstRuleThatAppliesNamesTheProcess) {
+    for (const auto& [command, entryName, expected] :
+         {Case{"com.apple.Virtualization.VirtualMachine", "Helper", "Virtual Machine"},
+          Case{"x-VIRTUALIZATION.virtualmachine-2", "-", "Virtual Machine"},
+          Case{"tracker-miner-f", "Indexer", "File Indexer"},
+          Case{"baloo_file", "-", "File Indexer"}, Case{"qemu-system-x86", "-", "Virtual Machine"},
+          Case{"mdsync", "-", "mdsync"}, Case{"gnome-text-editor", "Text Editor", "Text Editor"},
+          Case{"gedit", "", "gedit"}, Case{"rsync", "-", "rsync"}}) {
+        FakeApplicationRegistry registry;
+        registry.add(app(4242, entryName == "-" ? std::nullopt : std::optional(entryName)));
+        EXPECT_EQ(ProcessPresentation(&registry).name(makeProcess(4242, command)), expected);
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Rules, ProcessNameTest,
-    ::testing::Values(Case{"com.apple.Virtualization.VirtualMachine", "Helper", "Virtual Machine"},
-                      Case{"x-VIRTUALIZATION.virtualmachine-2", "-", "Virtual Machine"},
-                      Case{"tracker-miner-f", "Indexer", "File Indexer"},
-                      Case{"baloo_file", "-", "File Indexer"},
-                      Case{"qemu-system-x86", "-", "Virtual Machine"},
-                      Case{"mdsync", "-", "mdsync"},
-                      Case{"gnome-text-editor", "Text Editor", "Text Editor"},
-                      Case{"gedit", "", "gedit"}, Case{"rsync", "-", "rsync"}));
 
 TEST(FallbackSymbol, ChoosesBySubstringThenShellName) {
     using Symbol = std::pair<std::string, std::string>;
@@ -50,12 +44,6 @@ TEST(FallbackSymbol, ChoosesBySubstringThenShellName) {
 }
 
 using ActivityCase = std::pair<BlockingProcess, std::string>;
-
-class ActivityTest : public ::testing::TestWithParam<ActivityCase> {};
-
-TEST_P(ActivityTest, FirstRuleThatAppliesGivesTheSentence) {
-    EXPECT_EQ(ProcessPresentation::activity(GetParam().first), GetParam().second);
-}
 
 BlockingProcess dissenter() {
     auto process = processWith("vim", {openFile("/d/a", "3w", OpenAccess::write)});
@@ -73,26 +61,29 @@ const std::string writing = "It has an item open for writing.";
 const std::string inFolder = "Its current folder is on this disk";
 
 // Each row's process also matches a later rule, so the order is what is tested.
-INSTANTIATE_TEST_SUITE_P(
-    Rules, ActivityTest,
-    ::testing::Values(
-        ActivityCase{dissenter(), named}, ActivityCase{processWith("vim", {}), named},
-        ActivityCase{processWith(vm, {writeFile}), writing},
-        ActivityCase{processWith(vm, {cwd, readFile}),
-                     "A virtual machine has files open on this disk."},
-        ActivityCase{processWith("tracker-extract-3", {cwd}),
-                     "The file indexer has files open on this disk."},
-        ActivityCase{processWith("bash", {cwd}), inFolder + "."},
-        ActivityCase{processWith("bash", {cwd, unclear}), inFolder + ", and it has one item open."},
-        ActivityCase{processWith("bash", {readFile, cwd, unclear}),
-                     inFolder + ", and it has 2 items open."},
-        // The root folder is not the current folder.
-        ActivityCase{processWith("bash", {openFile("/d", "rtd", OpenAccess::unknown)}),
-                     "It has one item open on this disk."},
-        ActivityCase{processWith("cp", {readFile, unclear}),
-                     "Its access to this disk is not clear."},
-        ActivityCase{processWith("cp", {readFile, readFile, readFile}),
-                     "It has 3 items open on this disk."}));
+TEST(Activity, FirstRuleThatAppliesGivesTheSentence) {
+    for (const auto& [process, sentence] :
+         {ActivityCase{dissenter(), named}, ActivityCase{processWith("vim", {}), named},
+          ActivityCase{processWith(vm, {writeFile}), writing},
+          ActivityCase{processWith(vm, {cwd, readFile}),
+                       "A virtual machine has files open on this disk."},
+          ActivityCase{processWith("tracker-extract-3", {cwd}),
+                       "The file indexer has files open on this disk."},
+          ActivityCase{processWith("bash", {cwd}), inFolder + "."},
+          ActivityCase{processWith("bash", {cwd, unclear}),
+                       inFolder + ", and it has one item open."},
+          ActivityCase{processWith("bash", {readFile, cwd, unclear}),
+                       inFolder + ", and it has 2 items open."},
+          // The root folder is not the current folder.
+          ActivityCase{processWith("bash", {openFile("/d", "rtd", OpenAccess::unknown)}),
+                       "It has one item open on this disk."},
+          ActivityCase{processWith("cp", {readFile, unclear}),
+                       "Its access to this disk is not clear."},
+          ActivityCase{processWith("cp", {readFile, readFile, readFile}),
+                       "It has 3 items open on this disk."}}) {
+        EXPECT_EQ(ProcessPresentation::activity(process), sentence) << process.command;
+    }
+}
 
 TEST(ShowableApplication, PrefersTheProcessesOwnThenItsParentNeverABackgroundOne) {
     FakeApplicationRegistry registry;
@@ -138,35 +129,30 @@ TEST(BackgroundApplicationLookup, AnswersFromAWorkerAndLooksAgainOnlyAfterAnInva
 using StatusCase = std::tuple<std::optional<ProcessReleasePlan>, std::optional<ReleaseDisposition>,
                               std::string, SymbolColor, TextColor>;
 
-class RowStatusTest : public ::testing::TestWithParam<StatusCase> {};
-
-TEST_P(RowStatusTest, AttemptWinsOverPlan) {
-    const auto& [plan, disposition, symbol, color, messageColor] = GetParam();
-    const auto outcome = disposition ? std::optional(attempt(1, *disposition)) : std::nullopt;
-    EXPECT_EQ(ProcessPresentation::statusSymbol(plan, outcome), symbol);
-    expectThemeIcon(symbol);
-    EXPECT_EQ(ProcessPresentation::statusSymbolColor(plan, outcome), color);
-    EXPECT_EQ(ProcessPresentation::messageColor(plan, outcome), messageColor);
+TEST(RowStatus, AttemptWinsOverPlan) {
+    using enum ReleaseDisposition;
+    using enum SymbolColor;
+    const auto quit = std::optional(quitPlan(1));
+    const auto manual = std::optional(manualPlan(1));
+    const std::nullopt_t none = std::nullopt;
+    const std::string arrow = "arrow.right.circle.fill";
+    const std::string exclamation = "exclamationmark.circle.fill";
+    for (const auto& [plan, disposition, symbol, color, messageColor] :
+         {StatusCase{manual, requested, arrow, green, TextColor::primary},
+          StatusCase{quit, alreadyClosed, "checkmark.circle.fill", green, TextColor::secondary},
+          StatusCase{quit, needsManualAction, exclamation, orange, TextColor::primary},
+          StatusCase{none, failed, "xmark.circle.fill", red, TextColor::primary},
+          StatusCase{quit, none, arrow, SymbolColor::secondary, TextColor::secondary},
+          StatusCase{manual, none, exclamation, orange, TextColor::primary},
+          StatusCase{none, none, exclamation, orange, TextColor::secondary}}) {
+        const auto outcome = disposition ? std::optional(attempt(1, *disposition)) : std::nullopt;
+        EXPECT_EQ(std::tuple(ProcessPresentation::statusSymbol(plan, outcome),
+                             ProcessPresentation::statusSymbolColor(plan, outcome),
+                             ProcessPresentation::messageColor(plan, outcome)),
+                  std::tuple(symbol, color, messageColor));
+        expectThemeIcon(symbol);
+    }
 }
-
-using enum ReleaseDisposition;
-using enum SymbolColor;
-const auto quit = std::optional(quitPlan(1));
-const auto manual = std::optional(manualPlan(1));
-const std::nullopt_t none = std::nullopt;
-const std::string arrow = "arrow.right.circle.fill";
-const std::string exclamation = "exclamationmark.circle.fill";
-
-INSTANTIATE_TEST_SUITE_P(
-    Table, RowStatusTest,
-    ::testing::Values(StatusCase{manual, requested, arrow, green, TextColor::primary},
-                      StatusCase{quit, alreadyClosed, "checkmark.circle.fill", green,
-                                 TextColor::secondary},
-                      StatusCase{quit, needsManualAction, exclamation, orange, TextColor::primary},
-                      StatusCase{none, failed, "xmark.circle.fill", red, TextColor::primary},
-                      StatusCase{quit, none, arrow, SymbolColor::secondary, TextColor::secondary},
-                      StatusCase{manual, none, exclamation, orange, TextColor::primary},
-                      StatusCase{none, none, exclamation, orange, TextColor::secondary}));
 
 // What lsof escaped is shown as a person reads it, never as an escape code.
 TEST(LsofText, UndoesTheEscapesAndShowsControlsAsSymbols) {

@@ -137,13 +137,10 @@ INSTANTIATE_TEST_SUITE_P(
                     true}));
 
 TEST(Commands, WithoutADiskNothingCanBeEjected) {
-    EXPECT_FALSE(
-        ActionBarPresentation::content(EjectionPhase::ready(), std::nullopt, {}).primary.isEnabled);
-    EXPECT_EQ(ejectCommandTitle(EjectionPhase::ready(), std::nullopt), "Eject Disk");
-    EXPECT_EQ(ejectCommandTitle(retry, std::nullopt), "Try Eject Again");
-    for (const auto& phase : {EjectionPhase::ready(), EjectionPhase::blocked(), retry}) {
-        EXPECT_FALSE(isEjectCommandEnabled(phase, std::nullopt));
-    }
+    const auto ready = EjectionPhase::ready();
+    EXPECT_FALSE(ActionBarPresentation::content(ready, std::nullopt, {}).primary.isEnabled);
+    EXPECT_EQ(std::tuple(ejectCommandTitle(ready, std::nullopt), isEjectCommandEnabled(ready, {})),
+              std::tuple("Eject Disk", false));
 }
 
 TEST(ActionBar, BlockedHintFollowsWhetherTovoCanAskAnAppAndTheSafeActionNamesTheDisk) {
@@ -242,13 +239,12 @@ TEST(StopConfirmation, ConfirmableWhenThePlanHasAMethodAndNamesTheOwningApplicat
     process.parentApplication = ParentApplication{90, "Editor", std::nullopt};
     registry.add(RunningApplication{90, "Text Editor", std::nullopt, ActivationPolicy::regular});
     const auto sheet = StopConfirmationPresentation::content(
-        presentation, process,
-        stopPlan(9, StopMethod::terminateProcess, std::string("It may lose state.")));
-    EXPECT_EQ(std::tuple(sheet.canConfirm, sheet.title, sheet.warning,
-                         sheet.confirmAccessibilityHint, sheet.ownerNote),
-              std::tuple(true, "Stop \u201CVirtual Machine\u201D?", "It may lose state.",
-                         "Sends one stop request to Virtual Machine, then rechecks the disk.",
-                         "It belongs to Text Editor. You can also close it there yourself."));
+        presentation, process, stopPlan(9, StopMethod::terminateProcess));
+    EXPECT_EQ(
+        std::tuple(sheet.canConfirm, sheet.title, sheet.confirmAccessibilityHint, sheet.ownerNote),
+        std::tuple(true, "Stop \u201CVirtual Machine\u201D?",
+                   "Sends one stop request to Virtual Machine, then rechecks the disk.",
+                   "It belongs to Text Editor. You can also close it there yourself."));
 }
 
 TEST(StopConfirmation, WithoutAMethodOnlyExplainsAndCloses) {
@@ -272,9 +268,8 @@ TEST(StopConfirmation, LastResortNoteOnlyWhereTheSafeReleaseLeavesTheProcessAlon
                                                      stopPlan(9, StopMethod::quitApplication), plan)
             .lastResortApplies;
     };
-    EXPECT_TRUE(applies(std::nullopt));
-    EXPECT_TRUE(applies(manualPlan(9)));
-    EXPECT_FALSE(applies(quitPlan(9)));
+    EXPECT_EQ(std::tuple(applies(std::nullopt), applies(manualPlan(9)), applies(quitPlan(9))),
+              std::tuple(true, true, false));
 }
 
 TEST(BlockerRows, MatchEachBlockerWithItsFirstPlanItsStopPlanAndLatestAttempt) {

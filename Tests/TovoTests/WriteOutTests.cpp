@@ -120,28 +120,27 @@ WriteOutNotice finishingNotice(std::string detail) {
             dontUnplug};
 }
 
+const auto ejecting = EjectionPhase::ejecting();
+const auto retrying = EjectionPhase::retrying();
+
 INSTANTIATE_TEST_SUITE_P(
     Rows, WriteOutNoticeTest,
     ::testing::Values(
-        NoticeCase{"noSampleYet", EjectionPhase::ejecting(), std::nullopt, std::nullopt},
-        NoticeCase{"nothingWrittenThisEject", EjectionPhase::ejecting(),
+        NoticeCase{"noSampleYet", ejecting, std::nullopt, std::nullopt},
+        NoticeCase{"nothingWrittenThisEject", ejecting,
                    WriteOutProgress{{false, 0, disk, 0}, false}, std::nullopt},
-        NoticeCase{"diskAmountAndRate", EjectionPhase::ejecting(),
-                   writingAt(312'000'000, disk, 8'200'000),
+        NoticeCase{"diskAmountAndRate", ejecting, writingAt(312 * MB, disk, 8'200'000),
                    writingNotice("312 MB left to write to this disk, at 8.2 MB/s.")},
-        NoticeCase{"firstSampleHasNoRate", EjectionPhase::retrying(),
-                   writingAt(312'000'000, disk, std::nullopt),
+        NoticeCase{"firstSampleHasNoRate", retrying, writingAt(312 * MB, disk, std::nullopt),
                    writingNotice("312 MB left to write to this disk.")},
-        NoticeCase{"systemTotalIsSaidToBeOne", EjectionPhase::ejecting(),
-                   writingAt(1'500'000'000, system, 8'200'000),
+        NoticeCase{"systemTotalIsSaidToBeOne", ejecting, writingAt(1'500 * MB, system, 8'200'000),
                    writingNotice("1.5 GB still to be written by the system, for all disks "
                                  "together. This disk is written at 8.2 MB/s.")},
-        NoticeCase{"nothingKnown", EjectionPhase::ejecting(),
-                   writingAt(std::nullopt, system, std::nullopt),
+        NoticeCase{"nothingKnown", ejecting, writingAt(std::nullopt, system, std::nullopt),
                    writingNotice("Data is still on its way to this disk.")},
-        NoticeCase{"allWrittenButNotAnswered", EjectionPhase::ejecting(), paused(0, disk),
+        NoticeCase{"allWrittenButNotAnswered", ejecting, paused(0, disk),
                    finishingNotice("All data for this disk is written.")},
-        NoticeCase{"pausedSystemWide", EjectionPhase::retrying(), paused(40'000'000, system),
+        NoticeCase{"pausedSystemWide", retrying, paused(40 * MB, system),
                    finishingNotice("The disk is not being written right now.")},
         NoticeCase{"endsWhenTheSystemAnswered", EjectionPhase::ejected("345-BACKUP"),
                    writingAt(1'000, disk, 1'000), std::nullopt}),

@@ -15,22 +15,13 @@ namespace {
 
 using ::testing::Each;
 using ::testing::ElementsAre;
-using ::testing::ElementsAreArray;
 
 TEST(DemoFlow, ReadyDiskEjectsFromTheKeyboardAndEachStepIsAnnounced) {
     WindowHarness harness(DemoScenarioKind::ready);
     harness.showAndList();
     AnnouncementRecorder announcements(harness.content());
-    QAbstractButton* headerRefresh = harness.content().header()->refreshButton();
-    // It does what the menu's does: on the success screen, nothing.
-    const auto refreshFollowsTheMenu = [&] {
-        EXPECT_EQ(headerRefresh->isEnabled(), harness.window().refreshAction()->isEnabled())
-            << harness.workflow().phase().caseName();
-    };
     QLabel* badge = harness.content().header()->demoBadge();
-    ASSERT_NE(badge, nullptr);
-    EXPECT_TRUE(badge->isVisible() && badge->text() == QStringLiteral("Demo"));
-    refreshFollowsTheMenu();
+    EXPECT_TRUE(badge != nullptr && badge->isVisible());
 
     activate(harness.window());
     EXPECT_EQ(QApplication::focusWidget(), harness.actionBar().primaryButton());
@@ -41,16 +32,13 @@ TEST(DemoFlow, ReadyDiskEjectsFromTheKeyboardAndEachStepIsAnnounced) {
                 ElementsAre("Checking the disk.", "345-BACKUP ejected safely."));
     EXPECT_TRUE(harness.statusPanel().accessibleDescription().startsWith(
         QStringLiteral("Ejected safely.")));
-    EXPECT_FALSE(headerRefresh->isEnabled());
-    refreshFollowsTheMenu();
 
     // The status describes what the card says now, not the last news.
     harness.click(harness.actionBar().primaryButton());
     ASSERT_TRUE(harness.runUntilPhase<EjectionPhase::Ready>());
     EXPECT_EQ(harness.workflow().disks().size(), 1U) << "listed again";
-    EXPECT_EQ(harness.statusPanel().accessibleDescription(),
-              QStringLiteral("Ready to eject. Tovo will try the system's normal eject first."));
-    refreshFollowsTheMenu();
+    EXPECT_TRUE(harness.statusPanel().accessibleDescription().startsWith(
+        QStringLiteral("Ready to eject.")));
 
     QTest::keyClick(&harness.window(), Qt::Key_Q, Qt::ControlModifier);
     EXPECT_TRUE(harness.runUntil([&] { return !harness.window().isVisible(); }));
@@ -59,15 +47,16 @@ TEST(DemoFlow, ReadyDiskEjectsFromTheKeyboardAndEachStepIsAnnounced) {
 TEST(DemoFlow, TovoableAppIsReviewedAskedToQuitAndTheDiskEjects) {
     WindowHarness harness(DemoScenarioKind::tovoable);
     MainWindow& window = harness.window();
+    // The header's refresh does what the menu's does: on the success screen, nothing.
     const auto menuFollowsThePhase = [&] {
         const EjectionPhase& phase = harness.workflow().phase();
         const auto disk = harness.workflow().selectedDisk();
         using namespace MenuPresentation;
         EXPECT_EQ(std::tuple(window.ejectAction()->text().toStdString(),
-                             window.ejectAction()->isEnabled(),
-                             window.refreshAction()->isEnabled()),
+                             window.ejectAction()->isEnabled(), window.refreshAction()->isEnabled(),
+                             harness.content().header()->refreshButton()->isEnabled()),
                   std::tuple(ejectCommandTitle(phase, disk), isEjectCommandEnabled(phase, disk),
-                             isRefreshCommandEnabled(phase)))
+                             isRefreshCommandEnabled(phase), isRefreshCommandEnabled(phase)))
             << phase.caseName();
     };
     const QList<QAction*> menus = window.menuBar()->actions();
@@ -75,9 +64,6 @@ TEST(DemoFlow, TovoableAppIsReviewedAskedToQuitAndTheDiskEjects) {
     EXPECT_EQ(menus[0]->text(), QStringLiteral("&Disk")) << "Alt+D opens it";
     EXPECT_EQ(window.diskMenu()->actions(),
               (QList<QAction*>{window.refreshAction(), window.ejectAction()}));
-    EXPECT_EQ(window.refreshAction()->text(), QStringLiteral("Refresh Disks"));
-    EXPECT_EQ(window.refreshAction()->shortcut(), QKeySequence(QStringLiteral("Ctrl+R")));
-    EXPECT_EQ(window.ejectAction()->shortcut(), QKeySequence(QStringLiteral("Ctrl+E")));
     menuFollowsThePhase(); // before the first listing: no disk, "Eject Disk", off
 
     harness.showAndList();
@@ -87,28 +73,23 @@ TEST(DemoFlow, TovoableAppIsReviewedAskedToQuitAndTheDiskEjects) {
     ASSERT_TRUE(harness.runUntilPhase<EjectionPhase::Blocked>());
     menuFollowsThePhase();
     // With something Tovo may quit, the review is the recommended way on.
-    EXPECT_TRUE(harness.actionBar().safeButton()->isProminent());
-    EXPECT_FALSE(harness.actionBar().primaryButton()->isProminent());
+    ActionBar& bar = harness.actionBar();
+    EXPECT_EQ(std::pair(bar.safeButton()->isProminent(), bar.primaryButton()->isProminent()),
+              std::pair(true, false));
     ASSERT_EQ(harness.rows().size(), 1U);
     BlockingProcessRow* row = harness.rows()[0];
     EXPECT_EQ(row->accessibleName(), QStringLiteral("Preview"));
 
     // Tab walks the screen from top to bottom, and round again.
     activate(window);
-    const std::vector<QWidget*> screen{harness.content().header()->refreshButton(),
-                                       harness.content().diskSelector()->cards().at(0),
-                                       row->disclosureButton(),
-                                       row->stopButton(),
-                                       harness.actionBar().safeButton(),
-                                       harness.actionBar().primaryButton(),
-                                       harness.content().header()->refreshButton()};
-    screen.front()->setFocus(Qt::TabFocusReason);
-    std::vector<QWidget*> visited{QApplication::focusWidget()};
-    while (visited.size() < screen.size()) {
+    QWidget* refresh = harness.content().header()->refreshButton();
+    refresh->setFocus(Qt::TabFocusReason);
+    for (QWidget* next : std::initializer_list<QWidget*>{
+             harness.content().diskSelector()->cards().at(0), row->disclosureButton(),
+             row->stopButton(), bar.safeButton(), bar.primaryButton(), refresh}) {
         QTest::keyClick(QApplication::focusWidget(), Qt::Key_Tab);
-        visited.push_back(QApplication::focusWidget());
+        EXPECT_EQ(QApplication::focusWidget(), next) << next->metaObject()->className();
     }
-    EXPECT_THAT(visited, ElementsAreArray(screen));
 
     // Open files stay behind the disclosure until asked for.
     EXPECT_FALSE(row->details()->isVisible());
@@ -118,26 +99,20 @@ TEST(DemoFlow, TovoableAppIsReviewedAskedToQuitAndTheDiskEjects) {
     harness.click(harness.actionBar().safeButton());
     SafeTovoConfirmationView* review = harness.content().tovoConfirmation();
     ASSERT_NE(review, nullptr);
-    EXPECT_EQ(review->windowModality(), Qt::WindowModal);
     activate(*review);
-    EXPECT_EQ(review->focusWidget(), review->confirmButton());
-    EXPECT_TRUE(review->confirmButton()->isDefault());
+    EXPECT_EQ(std::tuple(review->windowModality(), review->focusWidget(),
+                         review->confirmButton()->isDefault()),
+              std::tuple(Qt::WindowModal, review->confirmButton(), true));
     harness.click(review->confirmButton());
 
     // The release waits on the settle delay, which only moves when the test says so.
     ASSERT_TRUE(harness.runUntil([&] { return harness.clock().sleeperCount() > 0; }, false));
-    EXPECT_FALSE(harness.content().header()->refreshButton()->isEnabled());
     EXPECT_FALSE(harness.actionBar().primaryButton()->isEnabled());
     EXPECT_FALSE(harness.content().diskSelector()->cards().at(0)->isEnabled()) << "no switching";
     menuFollowsThePhase();
     ASSERT_TRUE(harness.runUntilPhase<EjectionPhase::Ejected>());
     EXPECT_EQ(harness.content().tovoConfirmation(), nullptr);
     EXPECT_EQ(harness.workflow().releaseAttempts().at(0).message, "Tovo asked the app to quit.");
-    // A finished result is dismissed in the window before the list is read again.
-    menuFollowsThePhase();
-
-    harness.click(harness.actionBar().primaryButton());
-    ASSERT_TRUE(harness.runUntilPhase<EjectionPhase::Ready>());
     menuFollowsThePhase();
 }
 
@@ -147,8 +122,9 @@ TEST(DemoFlow, BlockedDiskIsCheckedAgainAndOnlyAConfirmedStopClearsIt) {
     AnnouncementRecorder announcements(harness.content());
     harness.window().ejectAction()->trigger();
     ASSERT_TRUE(harness.runUntilPhase<EjectionPhase::Blocked>());
-    EXPECT_TRUE(harness.actionBar().primaryButton()->isProminent());
-    EXPECT_FALSE(harness.actionBar().safeButton()->isProminent());
+    EXPECT_EQ(std::pair(harness.actionBar().primaryButton()->isProminent(),
+                        harness.actionBar().safeButton()->isProminent()),
+              std::pair(true, false));
 
     // Check Again from the keyboard: while Tovo works the status holds the focus, then
     // it comes back to the button.
@@ -167,15 +143,6 @@ TEST(DemoFlow, BlockedDiskIsCheckedAgainAndOnlyAConfirmedStopClearsIt) {
     EXPECT_THAT(busyFocus, Each(harness.content().statusPanel()));
     EXPECT_EQ(QApplication::focusWidget(), harness.actionBar().primaryButton());
 
-    // From the menu, Check Again runs a new attempt too.
-    const std::size_t said = announcements.sentences.size();
-    harness.window().ejectAction()->trigger();
-    ASSERT_TRUE(harness.runUntil([&] {
-        return announcements.sentences.size() > said &&
-               harness.workflow().phase().is<EjectionPhase::Blocked>();
-    }));
-    EXPECT_EQ(announcements.sentences[said], "Checking the disk.");
-
     // Nothing Tovo may quit: the review only explains, and its one button closes it.
     harness.click(harness.actionBar().safeButton());
     SafeTovoConfirmationView* review = harness.content().tovoConfirmation();
@@ -188,7 +155,6 @@ TEST(DemoFlow, BlockedDiskIsCheckedAgainAndOnlyAConfirmedStopClearsIt) {
     EXPECT_TRUE(harness.workflow().releaseAttempts().empty());
 
     ASSERT_EQ(harness.rows().size(), 1U);
-    EXPECT_EQ(harness.rows()[0]->accessibleName(), QStringLiteral("Virtual Machine"));
     harness.click(harness.rows()[0]->stopButton());
     StopProcessConfirmationView* stop = harness.content().stopConfirmation();
     ASSERT_NE(stop, nullptr);
@@ -212,7 +178,6 @@ TEST(DemoFlow, LayeredCausesAreShownAndReleasedThroughTheReview) {
     EXPECT_TRUE(harness.rows().empty());
     const auto& causes = harness.statusPanel().blockedView()->causeRows();
     ASSERT_EQ(causes.size(), 2U);
-    EXPECT_EQ(causes[0]->accessibleName(), QStringLiteral("File system inside this disk"));
     EXPECT_TRUE(causes[1]->sentenceLabel()->isVisible());
     EXPECT_TRUE(harness.actionBar().safeButton()->isProminent());
     EXPECT_FALSE(causes[1]->details()->isVisible());
@@ -222,7 +187,6 @@ TEST(DemoFlow, LayeredCausesAreShownAndReleasedThroughTheReview) {
     harness.click(harness.actionBar().safeButton());
     SafeTovoConfirmationView* review = harness.content().tovoConfirmation();
     ASSERT_NE(review, nullptr);
-    EXPECT_EQ(review->confirmButton()->text(), QStringLiteral("Release and Eject"));
     harness.click(review->confirmButton());
     ASSERT_TRUE(harness.runUntilPhase<EjectionPhase::Ejected>());
     EXPECT_THAT(

@@ -39,17 +39,6 @@ inline QApplication& guiApplication() {
     return *application;
 }
 
-/// Lists a fixed set of disks.
-class FixedVolumeProvider final : public VolumeProviding {
-public:
-    explicit FixedVolumeProvider(std::vector<ExternalDisk> disks)
-        : disks_(std::move(disks)) {}
-    Task<std::vector<ExternalDisk>> mountedExternalDisks() override { co_return disks_; }
-
-private:
-    std::vector<ExternalDisk> disks_;
-};
-
 /// A whole Tovo window over demo services (or others) with test time: the workflow's
 /// settle and release waits pass only when the harness advances its virtual clock.
 class WindowHarness {
@@ -105,6 +94,11 @@ public:
             QCoreApplication::processEvents(QEventLoop::AllEvents);
         }
         return true;
+    }
+
+    /// Lets queued redraws and layouts land.
+    void settle() {
+        runUntil([] { return true; });
     }
 
     template<class Case>

@@ -1,5 +1,6 @@
 #include "GuiHarness.hpp"
 #include "Support/ModelBuilders.hpp"
+#include "Support/ScriptedServices.hpp"
 #include "Tovo/Support/Qt/MountChangeWatcher.hpp"
 #include "Tovo/Support/Qt/QtMainExecutor.hpp"
 #include "Tovo/Support/Qt/WorkflowBridge.hpp"
@@ -21,9 +22,10 @@ TEST(WorkflowBridge, DeliversOneChangeAfterABurstWithTheStateSettled) {
     VirtualClock clock(executor);
     NullLogger logger;
     ServiceGraph demo = makeDemoServiceGraph(DemoScenarioKind::ready, executor);
-    TovoWorkflow workflow(
-        std::make_shared<FixedVolumeProvider>(std::vector{makeDisk(1), makeDisk(2)}), demo.ejector,
-        demo.diagnoser, demo.releaser, demo.stopper, 1, 1, clock, logger, executor);
+    const auto provider = std::make_shared<ScriptedVolumeProvider>(executor);
+    provider->listing.setValue({makeDisk(1), makeDisk(2)});
+    TovoWorkflow workflow(provider, demo.ejector, demo.diagnoser, demo.releaser, demo.stopper, 1, 1,
+                          clock, logger, executor);
     WorkflowBridge bridge(workflow);
     std::vector<std::size_t> seenDiskCounts; // at each signal
     QObject::connect(&bridge, &WorkflowBridge::changed,

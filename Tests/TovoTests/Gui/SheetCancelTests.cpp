@@ -7,11 +7,8 @@ namespace {
 
 enum class Sheet { review, stop };
 
-struct CancelCase {
-    const char* label;
-    Sheet sheet;
-    Qt::Key key; ///< Qt::Key_unknown: the Cancel button is clicked
-};
+// Name, sheet, the key that cancels it (Qt::Key_unknown: the Cancel button is clicked).
+using CancelCase = std::tuple<const char*, Sheet, Qt::Key>;
 
 class SheetCancel : public ::testing::TestWithParam<CancelCase> {};
 
@@ -19,7 +16,7 @@ class SheetCancel : public ::testing::TestWithParam<CancelCase> {};
 // attempts stay, and the disk is still held. A stop can lose work, so Return in the
 // stop sheet cancels too: Cancel is its default and has the focus.
 TEST_P(SheetCancel, LeavesEverythingAsItWas) {
-    const CancelCase& param = GetParam();
+    const auto& [name, which, key] = GetParam();
     WindowHarness harness(DemoScenarioKind::tovoable);
     harness.showAndList();
     harness.ejectUntilBlocked();
@@ -28,11 +25,12 @@ TEST_P(SheetCancel, LeavesEverythingAsItWas) {
 
     QDialog* sheet = nullptr;
     QPushButton* cancel = nullptr;
-    if (param.sheet == Sheet::review) {
+    if (which == Sheet::review) {
         harness.click(harness.actionBar().safeButton());
-        sheet = harness.content().tovoConfirmation();
-        ASSERT_NE(sheet, nullptr);
-        cancel = harness.content().tovoConfirmation()->cancelButton();
+        SafeTovoConfirmationView* review = harness.content().tovoConfirmation();
+        ASSERT_NE(review, nullptr);
+        sheet = review;
+        cancel = review->cancelButton();
     } else {
         harness.click(harness.rows().at(0)->stopButton());
         StopProcessConfirmationView* stop = harness.content().stopConfirmation();
@@ -40,27 +38,26 @@ TEST_P(SheetCancel, LeavesEverythingAsItWas) {
         sheet = stop;
         cancel = stop->cancelButton();
         activate(*stop);
-        EXPECT_EQ(stop->focusWidget(), cancel);
-        EXPECT_TRUE(cancel->isDefault());
-        EXPECT_FALSE(stop->confirmButton()->isDefault());
-        EXPECT_EQ(stop->confirmButton()->role(), ButtonRole::destructive);
+        EXPECT_EQ(std::tuple(stop->focusWidget(), cancel->isDefault(),
+                             stop->confirmButton()->isDefault(), stop->confirmButton()->role()),
+                  std::tuple(cancel, true, false, ButtonRole::destructive));
     }
-    if (param.key == Qt::Key_unknown) {
+    if (key == Qt::Key_unknown) {
         harness.click(cancel);
     } else {
-        QTest::keyClick(param.key == Qt::Key_Return ? sheet->focusWidget() : sheet, param.key);
+        QTest::keyClick(key == Qt::Key_Return ? sheet->focusWidget() : sheet, key);
     }
 
     ASSERT_TRUE(harness.runUntil([&] {
         return harness.content().tovoConfirmation() == nullptr &&
                harness.content().stopConfirmation() == nullptr;
     }));
-    EXPECT_FALSE(harness.content().showsTovoConfirmation());
-    EXPECT_FALSE(harness.content().stopCandidate().has_value());
-    EXPECT_TRUE(harness.workflow().phase().is<EjectionPhase::Blocked>());
-    EXPECT_EQ(harness.workflow().blockers(), blockers);
-    EXPECT_EQ(harness.workflow().releasePlans(), plans);
-    EXPECT_TRUE(harness.workflow().releaseAttempts().empty());
+    const TovoWorkflow& workflow = harness.workflow();
+    EXPECT_EQ(std::tuple(harness.content().showsTovoConfirmation(),
+                         harness.content().stopCandidate().has_value(),
+                         workflow.phase().is<EjectionPhase::Blocked>(), workflow.blockers(),
+                         workflow.releasePlans(), workflow.releaseAttempts().size()),
+              std::tuple(false, false, true, blockers, plans, 0U));
 
     // Nothing was released behind the scenes: checking again still finds the holder.
     AnnouncementRecorder announcements(harness.content());
@@ -80,7 +77,7 @@ INSTANTIATE_TEST_SUITE_P(
                       CancelCase{"StopByButton", Sheet::stop, Qt::Key_unknown},
                       CancelCase{"StopByEscape", Sheet::stop, Qt::Key_Escape},
                       CancelCase{"StopByReturn", Sheet::stop, Qt::Key_Return}),
-    [](const ::testing::TestParamInfo<CancelCase>& info) { return info.param.label; });
+    [](const auto& info) { return std::string(std::get<0>(info.param)); });
 
 } // namespace
 } // namespace tovo::testing

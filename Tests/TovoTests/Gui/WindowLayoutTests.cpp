@@ -27,10 +27,6 @@ void expectInsideTheWindow(ContentView& content) {
     }
 }
 
-void settle(WindowHarness& harness) {
-    harness.runUntil([] { return true; });
-}
-
 class LongNameLayout : public ::testing::TestWithParam<int> {};
 
 // A 66-character name without a space, four holders with long paths: at every width
@@ -39,19 +35,17 @@ TEST_P(LongNameLayout, NothingReachesPastTheWindowAtAnyWidthItAllows) {
     WindowHarness harness(std::nullopt, CrowdedSample::serviceGraph);
     harness.showAndList();
     harness.window().resize(GetParam(), harness.window().height());
-    settle(harness);
+    harness.settle();
     expectInsideTheWindow(harness.content());
 
     harness.ejectUntilBlocked();
     for (BlockingProcessRow* row : harness.rows()) {
         row->setExpanded(true);
     }
-    settle(harness);
+    harness.settle();
     ASSERT_EQ(harness.rows().size(), 4U);
     expectInsideTheWindow(harness.content());
     EXPECT_TRUE(harness.actionBar().safeButton()->isVisible());
-    EXPECT_EQ(harness.actionBar().safeButton()->accessibleName().toStdString(),
-              std::string("Safely eject ") + CrowdedSample::diskName);
 }
 
 INSTANTIATE_TEST_SUITE_P(Widths, LongNameLayout, ::testing::Values(420, 440, 560));
@@ -84,14 +78,14 @@ TEST(ReleaseReview, GrowsWhenARowOpensAndKeepsItsHeaderWhole) {
     expectFixed(review);
     const int closed = review.height();
     harness.click(review.entries().at(0)->disclosureButton());
-    settle(harness);
+    harness.settle();
     EXPECT_GT(review.height(), closed);
     expectFixed(review);
     EXPECT_EQ(review.list()->verticalScrollBar()->maximum(), 0) << "it fits: nothing scrolls";
     expectHeaderNotSqueezed(review);
     review.reject();
     harness.click(harness.rows().at(0)->stopButton());
-    settle(harness);
+    harness.settle();
     ASSERT_NE(harness.content().stopConfirmation(), nullptr);
     expectFixed(*harness.content().stopConfirmation());
 }

@@ -11,10 +11,12 @@
 namespace tovo::testing {
 namespace {
 
-std::function<ServiceGraph(Executor&)> listing(std::vector<ExternalDisk> disks) {
-    return [disks](Executor& executor) {
+/// The demo's services over a listing the test answers.
+std::function<ServiceGraph(Executor&)> listing(std::shared_ptr<ScriptedVolumeProvider>& provider) {
+    return [&provider](Executor& executor) {
         ServiceGraph graph = makeDemoServiceGraph(DemoScenarioKind::ready, executor);
-        graph.volumeProvider = std::make_shared<FixedVolumeProvider>(disks);
+        provider = std::make_shared<ScriptedVolumeProvider>(executor);
+        graph.volumeProvider = provider;
         return graph;
     };
 }
@@ -23,19 +25,14 @@ std::function<ServiceGraph(Executor&)> listing(std::vector<ExternalDisk> disks) 
 // listing that a later refresh overtook says nothing either.
 TEST(FirstListing, LooksForDisksUntilTheLatestListingAnswersThenSaysThereAreNone) {
     std::shared_ptr<ScriptedVolumeProvider> provider;
-    WindowHarness harness(std::nullopt, [&](Executor& executor) {
-        ServiceGraph graph = makeDemoServiceGraph(DemoScenarioKind::ready, executor);
-        provider = std::make_shared<ScriptedVolumeProvider>(executor);
-        graph.volumeProvider = provider;
-        return graph;
-    });
+    WindowHarness harness(std::nullopt, listing(provider));
     EXPECT_EQ(harness.content().header()->demoBadge(), nullptr) << "only the demo says it is one";
     harness.app().show();
     ASSERT_TRUE(harness.runUntil([&] { return provider->listing.callCount() == 1; }));
     harness.window().refreshAction()->trigger();
     ASSERT_TRUE(harness.runUntil([&] { return provider->listing.callCount() == 2; }));
     provider->listing.resolve();
-    harness.runUntil([] { return true; });
+    harness.settle();
     EXPECT_FALSE(harness.content().hasListedDisks());
     EXPECT_EQ(harness.statusPanel().content()->title, "Looking for disks\u2026");
     EXPECT_FALSE(harness.actionBar().primaryButton()->isVisible()) << "no disabled Eject";
@@ -50,7 +47,9 @@ class DiskSelection : public ::testing::TestWithParam<bool> {};
 // With reduce motion the new selection is complete at once; otherwise it eases in.
 TEST_P(DiskSelection, ClickingACardSelectsItsDiskAnimatedOnlyWhenMotionIsAllowed) {
     const bool reduceMotion = GetParam();
-    WindowHarness harness(std::nullopt, listing({makeDisk(1), makeDisk(2, "DISK2")}), reduceMotion);
+    std::shared_ptr<ScriptedVolumeProvider> provider;
+    WindowHarness harness(std::nullopt, listing(provider), reduceMotion);
+    provider->listing.setValue({makeDisk(1), makeDisk(2, "DISK2")});
     harness.showAndList(2);
     const auto& cards = harness.content().diskSelector()->cards();
     ASSERT_TRUE(cards[0]->isSelected());
@@ -83,7 +82,7 @@ TEST(OpenFiles, ShowLsofEscapesAsReadableTextAsTallAsTheirLines) {
     const QString text = details->toPlainText();
     EXPECT_TRUE(text.contains(QStringLiteral("/Inbox/new\u23CEline.txt"))) << text.toStdString();
     copier->setExpanded(true);
-    harness.runUntil([] { return true; });
+    harness.settle();
     EXPECT_EQ(details->verticalScrollBar()->maximum(), 0);
 }
 

@@ -12,10 +12,19 @@ namespace {
 
 using ::testing::ElementsAre;
 
-/// The demo's disk, an eject that waits for the test, and a monitor that finds the
-/// disk being written with 312 MB left.
-struct WritingEject {
-    ServiceGraph graph(Executor& executor) {
+QAbstractButton* buttonTitled(QMessageBox& box, const QString& title) {
+    const auto buttons = box.buttons();
+    const auto found = std::ranges::find_if(buttons, [&](auto* b) { return b->text() == title; });
+    return found == buttons.end() ? nullptr : *found;
+}
+
+class WriteOutWindow : public ::testing::TestWithParam<bool> {};
+
+// The parameter: whether the person quits anyway when asked.
+TEST_P(WriteOutWindow, ShowsWhatIsLeftWhileEjectingAndAsksBeforeClosing) {
+    // The demo's disk, an eject that waits for the test, and 312 MB left to write.
+    std::shared_ptr<ScriptedDiskEjector> ejector;
+    WindowHarness harness(std::nullopt, [&](Executor& executor) {
         auto graph = makeDemoServiceGraph(DemoScenarioKind::ready, executor);
         ejector = std::make_shared<ScriptedDiskEjector>(executor);
         auto monitor = std::make_shared<FakeWriteOutMonitor>(executor);
@@ -23,45 +32,19 @@ struct WritingEject {
         graph.ejector = ejector;
         graph.writeOutMonitor = monitor;
         return graph;
-    }
-
-    std::shared_ptr<ScriptedDiskEjector> ejector;
-};
-
-/// Ejects the listed disk and waits until the write-out is on screen.
-WriteOutStatusView* ejectUntilWriting(WindowHarness& harness) {
+    });
+    AnnouncementRecorder announcements(harness.content());
     harness.showAndList();
     harness.click(harness.actionBar().primaryButton());
-    const bool shown = harness.runUntil([&] {
-        const auto* view = harness.statusPanel().writeOutView();
+    // Until the write-out is on screen.
+    WriteOutStatusView* view = nullptr;
+    ASSERT_TRUE(harness.runUntil([&] {
+        view = harness.statusPanel().writeOutView();
         return view != nullptr && view->isVisible();
-    });
-    return shown ? harness.statusPanel().writeOutView() : nullptr;
-}
-
-QAbstractButton* buttonTitled(QMessageBox& box, const QString& title) {
-    for (auto* button : box.buttons()) {
-        if (button->text() == title) {
-            return button;
-        }
-    }
-    return nullptr;
-}
-
-class WriteOutWindow : public ::testing::TestWithParam<bool> {};
-
-// The parameter: whether the person quits anyway when asked.
-TEST_P(WriteOutWindow, ShowsWhatIsLeftWhileEjectingAndAsksBeforeClosing) {
-    WritingEject eject;
-    WindowHarness harness(std::nullopt, [&](Executor& executor) { return eject.graph(executor); });
-    AnnouncementRecorder announcements(harness.content());
-    auto* view = ejectUntilWriting(harness);
-    ASSERT_NE(view, nullptr);
-    const auto name = QString::fromStdString(harness.workflow().selectedDisk()->displayName);
-    EXPECT_EQ(view->detailLabel()->text(), "312 MB left to write to this disk, at 8.2 MB/s.");
+    }));
+    EXPECT_TRUE(view->detailLabel()->text().startsWith("312 MB left"));
     EXPECT_THAT(announcements.sentences,
-                ElementsAre("Checking the disk.", "Still writing data to " + name.toStdString() +
-                                                      ". Do not unplug it yet."));
+                ElementsAre("Checking the disk.", ::testing::StartsWith("Still writing data")));
 
     // Closing asks first; keeping Tovo open leaves everything running, quitting closes it.
     EXPECT_FALSE(harness.window().close());
@@ -77,7 +60,7 @@ TEST_P(WriteOutWindow, ShowsWhatIsLeftWhileEjectingAndAsksBeforeClosing) {
     }
 
     // Only udisks2's answer ends the write-out; then nothing is left to ask about.
-    eject.ejector->ejects.resolve();
+    ejector->ejects.resolve();
     ASSERT_TRUE(harness.runUntilPhase<EjectionPhase::Ejected>());
     EXPECT_FALSE(view->isVisible());
     EXPECT_TRUE(harness.window().close());
