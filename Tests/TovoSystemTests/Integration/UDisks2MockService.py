@@ -9,8 +9,9 @@ SCENARIO: poweroff (the drive can power off), eject (it cannot, but is ejectable
           unmounted: DISKSEQ_FILE, the test's sysfs diskseq of sdx, changes),
           renumbered (the device number beside DISKSEQ_FILE changes once sdx2, the
           first, is unmounted),
-          not-authorized (polkit refuses the first unmount), dismissed (the password
-          dialog for power off is closed), slow (each unmount takes two seconds),
+          moved (sdx1 is mounted elsewhere than the check saw it),
+          not-authorized (polkit refuses the first unmount), slow (each unmount takes
+          two seconds),
           dies (udisks2 exits in the middle of power off), layered (sdx2 is an encrypted
           container holding another one, whose cleartext holds a volume group with one
           mounted logical volume, dm2), lock-fails (locking sdx2 fails), stays-unlocked
@@ -77,7 +78,7 @@ def block(name, minor, table=None, mount=None, backing=None, encrypted=False, vo
 
 
 block("sdx", 0)
-block("sdx1", 1, "sdx", "/media/mock/ONE")
+block("sdx1", 1, "sdx", "/media/mock/MOVED" if scenario == "moved" else "/media/mock/ONE")
 if scenario in LAYERED:
     block("sdx2", 2, "sdx", encrypted=True)
     block("dm0", 3, backing="sdx2", encrypted=True)
@@ -164,10 +165,6 @@ class Drive(dbus.service.Object):
     @dbus.service.method(DRIVE, in_signature="a{sv}")
     def PowerOff(self, options):
         log("PowerOff")
-        if scenario == "dismissed":
-            raise dbus.exceptions.DBusException(
-                "Not authorized: the authentication dialog was dismissed",
-                name="org.freedesktop.UDisks2.Error.NotAuthorizedDismissed")
         if scenario == "dies":
             os._exit(1)
         if scenario == "poweroff-fails":

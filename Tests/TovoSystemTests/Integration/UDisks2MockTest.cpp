@@ -50,14 +50,17 @@ protected:
     }
 
     StartedTask<void> start(ManualExecutor& executor, std::string wholeDisk = "sdx",
-                            std::string address = "", std::chrono::milliseconds timeout = 5s) {
-        unmounter.emplace(executor, address.empty() ? bus.address() : address, timeout, sys());
+                            std::string address = "", std::chrono::milliseconds timeout = 5s,
+                            std::filesystem::path proc = "/proc") {
+        unmounter.emplace(executor, address.empty() ? bus.address() : address, timeout, sys(),
+                          nullptr, std::move(proc));
         return {executor, unmounter->unmountAndEject({wholeDisk, 77, {"/media/mock/ONE"}})};
     }
     std::exception_ptr unmount(std::string wholeDisk = "sdx", std::string address = "",
-                               std::chrono::milliseconds timeout = 5s) {
+                               std::chrono::milliseconds timeout = 5s,
+                               std::filesystem::path proc = "/proc") {
         ManualExecutor executor;
-        const auto run = start(executor, wholeDisk, address, timeout);
+        const auto run = start(executor, wholeDisk, address, timeout, std::move(proc));
         EXPECT_TRUE(run.finish(executor));
         return run.error();
     }
@@ -122,6 +125,8 @@ INSTANTIATE_TEST_SUITE_P(
         // Proved again before each call: the second unmount never starts.
         MockCase{"renumbered_between_unmounts", "renumbered", "Unmount sdx2 False\n",
                  EjectionFailureKind::identityChanged, changed},
+        MockCase{"proved_mount_now_elsewhere", "moved", "", EjectionFailureKind::identityChanged,
+                 changed},
         MockCase{"no_such_disk", "poweroff", "", EjectionFailureKind::identityChanged, changed,
                  "sdq"},
         MockCase{"disk_unknown_to_udisks2", "poweroff", "", other,
@@ -131,7 +136,6 @@ INSTANTIATE_TEST_SUITE_P(
                  "A file system of this disk is still mounted at “/media/mock/ONE”, so data "
                  "may still be waiting to be written: close what uses it, then try again."},
         MockCase{"refused_by_policy", "not-authorized", "Unmount sdx2 False\n", other},
-        MockCase{"password_dialog_closed", "dismissed", unmountBoth + "PowerOff\n", other},
         MockCase{"udisks2_gone_while_powering_off", "dies", unmountBoth + "PowerOff\n", other},
         MockCase{"container_that_cannot_be_locked", "lock-fails", unmountLayered + closeLayers,
                  other,
@@ -143,7 +147,6 @@ INSTANTIATE_TEST_SUITE_P(
                  "unlocked, so the disk was not powered off."}),
     [](const auto& info) { return std::string(info.param.label); });
 
-// The call under way finishes in udisks2; nothing after it starts, and nothing says done.
 // A sandbox still has the logical volume mounted: refused before any layer is closed, since
 // closing would pull the device from under the sandbox's copy.
 TEST_F(UDisks2MockTest, AMountInAnotherNamespaceIsRefusedBeforeAnyLayerIsClosed) {
@@ -156,22 +159,12 @@ TEST_F(UDisks2MockTest, AMountInAnotherNamespaceIsRefusedBeforeAnyLayerIsClosed)
     writeText(proc / "self/mountinfo", "");
     writeText(proc / "4242/mountinfo", "36 35 4000:5 / /media/mock/LV rw - ext4 /dev/dm2 rw\n");
     writeText(proc / "4242/comm", "sleep\n");
-    ManualExecutor executor;
-    unmounter.emplace(executor, bus.address(), 5s, sys(), nullptr, proc);
-    const StartedTask<void> run(executor,
-                                unmounter->unmountAndEject({"sdx", 77, {"/media/mock/ONE"}}));
-    EXPECT_TRUE(run.finish(executor));
-
-    const auto failure = failureOf(run.error());
-    ASSERT_TRUE(failure);
-    EXPECT_EQ(failure->message.rfind("A file system of this disk is still mounted in another "
-                                     "mount namespace by “sleep” (process 4242)",
-                                     0),
-              0u)
-        << failure->message;
+    const auto failure = failureOf(unmount("sdx", "", 5s, proc));
+    EXPECT_EQ(failure ? std::optional(failure->kind) : std::nullopt, EjectionFailureKind::busy);
     EXPECT_EQ(calls(), unmountLayered);
 }
 
+// The call under way finishes in udisks2; nothing after it starts, and nothing says done.
 TEST_F(UDisks2MockTest, CancellationStartsNoFurtherCall) {
     startMock("slow");
     ManualExecutor executor;
