@@ -6,10 +6,8 @@
 #include "TovoSystem/Services/NameCollator.hpp"
 #include "TovoSystemTests/ProcessTestSupport.hpp"
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <sys/sysmacros.h>
 
 // The kernel's, systemd's and the desktop's own tables, read from text and folders.
@@ -44,18 +42,13 @@ TEST(MountInfoParseTest, ReadsEveryFieldAroundTheOptionalOnesAndSkipsMalformedLi
               std::tuple(false, true, true));
 }
 
+// Ordinary, anonymous and pseudo mappings are the real lsof suite's.
 TEST(ProcOpenFileScanner, ReadsFileMapsWithHexDevicesAndEscapedLineFeeds) {
-    using Mapping = ProcOpenFileScanner::Mapping;
-    const auto maps =
-        "55d0c8a00000-55d0c8a02000 r--p 00000000 fd:01 1835 /usr/bin/cat\n"
-        "7f0000000000-7f0000001000 rw-s 00000000 08:11 12                         "
-        "/media/user/DISK/a b\\012c (deleted)\n"
-        "7f0000002000-7f0000003000 rw-p 00000000 00:00 0                          [heap]\n"
-        "7f0000004000-7f0000005000 rw-p 00000000 00:00 0\n"
-        "garbage\n";
-    EXPECT_THAT(ProcOpenFileScanner::parseMaps(maps),
-                ::testing::ElementsAre(Mapping{253, 1, "/usr/bin/cat"},
-                                       Mapping{8, 17, "/media/user/DISK/a b\nc (deleted)"}));
+    const auto maps = "7f0000000000-7f0000001000 rw-s 00000000 08:11 12                         "
+                      "/media/user/DISK/a b\\012c (deleted)\ngarbage\n";
+    const std::vector<ProcOpenFileScanner::Mapping> mapped{
+        {8, 17, "/media/user/DISK/a b\nc (deleted)"}};
+    EXPECT_EQ(ProcOpenFileScanner::parseMaps(maps), mapped);
 }
 
 TEST(SystemdUnitName, ParsesLauncherAndUnescapedId) {
@@ -155,12 +148,9 @@ TEST(DesktopEntryLocate, FindsFlatAndFolderedFilesEarlierFoldersFirst) {
     }
 }
 
-// Case and numbers as a file browser sorts them are pinned by the volume listing.
-TEST(NameCollatorTest, SortsAccentsByTheUsersLocaleAndTakesTheLocaleFromTheEnvironment) {
-    const NameCollator collator("en_US");
-    EXPECT_LT(collator.compare("e", "\xC3\xA9t\xC3\xA9"), 0);
-    EXPECT_LT(collator.compare("\xC3\xA9t\xC3\xA9", "Zeta"), 0);
-    EXPECT_LT(collator.compare("a\xff", "b"), 0) << "invalid UTF-8 still compares";
+// The order itself, case and numbers as a file browser sorts them, is pinned by the
+// volume listing.
+TEST(NameCollatorTest, TakesTheLocaleFromTheEnvironment) {
     ::setenv("LC_ALL", "sv_SE.UTF-8@euro", 1);
     EXPECT_EQ(NameCollator::userLocale(), "sv_SE");
     ::setenv("LC_ALL", "C", 1);
