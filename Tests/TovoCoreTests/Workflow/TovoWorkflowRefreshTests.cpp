@@ -48,24 +48,6 @@ TEST_F(TovoWorkflowRefreshTest, OfTwoRefreshesBackToBackOnlyTheSecondIsApplied) 
                                         "Disk refresh completed count=2"}));
 }
 
-TEST_F(TovoWorkflowRefreshTest, RefreshingAfterAChangedIdentityLeadsBackToAUsableScreen) {
-    h.listDisks({photos, backup});
-    h.ejector->ejects.enqueueError(
-        EjectionFailure("The disk identity changed. Refresh the list and try again.", std::nullopt,
-                        EjectionFailureKind::identityChanged, std::nullopt, std::nullopt));
-    h.start(workflow.attemptEject());
-    ASSERT_EQ(workflow.selectedDiskID(), backup.id);
-    ASSERT_EQ(workflow.phase().getIf<EjectionPhase::Failed>()->recovery,
-              FailureRecovery::refreshDisks);
-    ASSERT_FALSE(workflow.phase().allowsDiskSelection());
-
-    // The offered recovery, with the remaining disk still listed.
-    h.listDisks({backup});
-    EXPECT_EQ(workflow.phase(), EjectionPhase::ready());
-    EXPECT_EQ(workflow.selectedDiskID(), backup.id);
-    EXPECT_EQ(h.listSizes(), ListSizes{});
-}
-
 // A refresh answering while an operation or the success screen is shown.
 struct BusyRefreshCase {
     const char* label;
