@@ -15,27 +15,20 @@ using ::testing::HasSubstr;
 using ::testing::Not;
 using ::testing::StartsWith;
 
-struct DemoRow {
+struct Row {
     std::string name;
     std::string command; ///< the arguments, split at spaces
     std::string input;
     int exitCode;
-    std::vector<std::string> shown;  ///< in standard output, in this order
-    std::vector<std::string> absent; ///< nowhere in standard output
-    std::string error;
+    std::vector<std::string> shown;       ///< in standard output, in this order
+    std::vector<std::string> absent = {}; ///< nowhere in standard output
+    std::string error = {};
 };
-
-DemoRow row(std::string name, std::string command, std::string input, int exitCode,
-            std::vector<std::string> shown, std::vector<std::string> absent = {},
-            std::string error = {}) {
-    return {std::move(name),  std::move(command), std::move(input), exitCode,
-            std::move(shown), std::move(absent),  std::move(error)};
-}
 
 const std::string parsesJson =
     "/usr/bin/python3 -c 'import json,sys; json.load(open(sys.argv[1]))' ";
 
-class TerminalDemoTest : public ::testing::TestWithParam<DemoRow> {};
+class TerminalDemoTest : public ::testing::TestWithParam<Row> {};
 
 // The built program through the shell: the arguments hold no character it would read.
 TEST_P(TerminalDemoTest, PrintsAndExitsAsAPersonAndAScriptExpect) {
@@ -80,48 +73,48 @@ const std::string layered = "eject 345-BACKUP --demo-layered";
 INSTANTIATE_TEST_SUITE_P(
     Scenarios, TerminalDemoTest,
     ::testing::Values(
-        row("ListsTheSampleDisk", "list --demo-ready", "", 0,
+        Row("ListsTheSampleDisk", "list --demo-ready", "", 0,
             {"External Disks", "345-BACKUP", "id demo-disk", "/dev/disk9", "428 GB free"}),
-        row("ListsAsJson", "list --json --demo-blocked", "", 0,
+        Row("ListsAsJson", "list --json --demo-blocked", "", 0,
             {"\"id\": \"demo-disk\"", "\"size\": 1000000000000", "\"mountPoint\": \"/Volumes/"},
             {"External Disks"}),
-        row("WhyFindsNothingOnAnIdleDisk", "why 345-BACKUP --demo-ready", "", 0, {}, {"pid"}),
-        row("WhyExplainsTheVirtualMachineAndItsPlans", "why /dev/disk9 --demo-blocked", "", 1,
+        Row("WhyFindsNothingOnAnIdleDisk", "why 345-BACKUP --demo-ready", "", 0, {}, {"pid"}),
+        Row("WhyExplainsTheVirtualMachineAndItsPlans", "why /dev/disk9 --demo-blocked", "", 1,
             {"Virtual Machine  pid 90294", "Studio.bundle/Disk.img", "Stop: Tovo will send"}),
-        row("WhyAsJsonCarriesEachPlan", "why /Volumes/345-BACKUP/ --json --demo-tovoable", "", 1,
+        Row("WhyAsJsonCarriesEachPlan", "why /Volumes/345-BACKUP/ --json --demo-tovoable", "", 1,
             {"\"busy\": true", "\"strategy\": \"quitApplication\"", "\"method\": \"quitApp"}),
-        row("EjectsAnIdleDiskAtOnce", "eject demo-disk --demo-ready", "", 0, {ejected}, {question}),
-        row("AsksAppsToQuitOnceConfirmed", tovoable, "y\n", 0,
+        Row("EjectsAnIdleDiskAtOnce", "eject demo-disk --demo-ready", "", 0, {ejected}, {question}),
+        Row("AsksAppsToQuitOnceConfirmed", tovoable, "y\n", 0,
             {question + "y", "Releasing", ejected}),
-        row("AsksNothingWhenTheAnswerIsNo", tovoable, "n\n", 1, {question + "n"},
+        Row("AsksNothingWhenTheAnswerIsNo", tovoable, "n\n", 1, {question + "n"},
             {"Releasing", ejected}),
-        row("TakesTheEndOfInputAsNo", tovoable, "", 1, {question}, {"Releasing", ejected}),
-        row("YesAnswersForAScript", tovoable + " --yes", "", 0, {question + "y (--yes)", ejected}),
-        row("YesNeverStopsAProcessOnItsOwn", blocked + " --yes", "", 1,
+        Row("TakesTheEndOfInputAsNo", tovoable, "", 1, {question}, {"Releasing", ejected}),
+        Row("YesAnswersForAScript", tovoable + " --yes", "", 0, {question + "y (--yes)", ejected}),
+        Row("YesNeverStopsAProcessOnItsOwn", blocked + " --yes", "", 1,
             {"run: tovo eject 345-BACKUP --stop 90294"}, {question, stopQuestion, ejected}),
-        row("StopsTheNamedProcessOnceConfirmed", blocked + " --stop 90294", " Yes \n", 0,
+        Row("StopsTheNamedProcessOnceConfirmed", blocked + " --stop 90294", " Yes \n", 0,
             {stopQuestion + " Yes ", "Stopping", ejected}, {question}),
-        row("SendsNoStopWithoutConfirmation", blocked + " --stop=90294", "no\n", 1,
+        Row("SendsNoStopWithoutConfirmation", blocked + " --stop=90294", "no\n", 1,
             {stopQuestion + "no"}, {"Stopping", ejected}),
-        row("NamesAProcessThatHoldsNothing", blocked + " --stop 4242 --yes", "", 1, {},
+        Row("NamesAProcessThatHoldsNothing", blocked + " --stop 4242 --yes", "", 1, {},
             {stopQuestion, "run: tovo eject"},
             "Process 4242 is not holding \u201C345-BACKUP\u201D."),
-        row("DryRunChangesNothing", tovoable + " --dry-run --yes --stop 63120", "", 1,
+        Row("DryRunChangesNothing", tovoable + " --dry-run --yes --stop 63120", "", 1,
             {"Stop \u201CPreview\u201D?",
              "Dry run: nothing was ejected, asked to quit or stopped."},
             {question, "Releasing", ejected}),
-        row("WhyAsJsonCarriesEachCauseAndItsAction", "why 345-BACKUP --demo-layered --json", "", 1,
+        Row("WhyAsJsonCarriesEachCauseAndItsAction", "why 345-BACKUP --demo-layered --json", "", 1,
             {"\"blockers\": []", "\"otherCauses\": [", "\"action\": \"unmountNested\""}),
-        row("LeavesStepsBeyondAQuitToAPerson", layered + " --yes", "", 1,
+        Row("LeavesStepsBeyondAQuitToAPerson", layered + " --yes", "", 1,
             {"--yes approves only polite quits"}, {"[y/N]", "Releasing", ejected}),
-        row("ReleasesThemOnceAPersonConfirms", layered, "y\n", 0,
+        Row("ReleasesThemOnceAPersonConfirms", layered, "y\n", 0,
             {"[y/N] y\n", "Releasing", ejected}),
-        row("FailsForADiskThatIsNotThere", "eject /dev/sdz --demo-ready", "", 2, {}, {},
+        Row("FailsForADiskThatIsNotThere", "eject /dev/sdz --demo-ready", "", 2, {}, {},
             "No external disk matches"),
-        row("RefusesAnUnknownCommand", "frob --demo-ready", "", 64, {}, {}, "Unknown command"),
-        row("HelpNamesEveryExitStatus", "eject --help", "", 0,
+        Row("RefusesAnUnknownCommand", "frob --demo-ready", "", 64, {}, {}, "Unknown command"),
+        Row("HelpNamesEveryExitStatus", "eject --help", "", 0,
             {"Usage: tovo", "--stop PID", "Exit status:", "64  bad usage"}),
-        row("VersionNamesTheProgram", "--version", "", 0, {"tovo " TOVO_VERSION})),
+        Row("VersionNamesTheProgram", "--version", "", 0, {"tovo " TOVO_VERSION})),
     [](const auto& info) { return info.param.name; });
 
 } // namespace

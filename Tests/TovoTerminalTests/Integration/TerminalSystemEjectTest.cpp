@@ -1,15 +1,8 @@
 // `tovo why` and `tovo eject` over the real services: real lsof and /proc, real
 // signals, the real udisksd on a private bus, a loop disk held by a real process.
-#include "Support/FakeApplicationRegistry.hpp"
 #include "Support/ModelBuilders.hpp"
-#include "TovoCore/Services/LsofFieldParser.hpp"
-#include "TovoSystem/Services/ExplicitProcessStopper.hpp"
-#include "TovoSystem/Services/FileManagerDiskEjector.hpp"
-#include "TovoSystem/Services/GracefulProcessReleaser.hpp"
-#include "TovoSystem/Services/LsofBlockerDiagnoser.hpp"
-#include "TovoSystem/Services/SystemCommandRunner.hpp"
+#include "Support/ScriptedServices.hpp"
 #include "TovoSystem/Services/SystemDiskIdentityValidator.hpp"
-#include "TovoSystem/Services/SystemProcessMetadataProvider.hpp"
 #include "TovoSystem/Services/UDisks2Unmounter.hpp"
 #include "TovoSystemTests/Integration/UDisks2TestSupport.hpp"
 #include "TovoTerminalTests/TerminalRunning.hpp"
@@ -24,77 +17,50 @@ using namespace std::chrono_literals;
 using namespace tovo::testing;
 using ::testing::HasSubstr;
 
-// The real volume provider never lists loop devices: this one lists the loop disk
-// while a volume of it is mounted, as the real one lists a USB disk.
-class LoopDiskProvider final : public VolumeProviding {
-public:
-    explicit LoopDiskProvider(ExternalDisk disk)
-        : disk_(std::move(disk)) {}
-    Task<std::vector<ExternalDisk>> mountedExternalDisks() override {
-        auto listed = disk_;
-        std::erase_if(listed.volumes,
-                      [](const DiskVolume& volume) { return !isMounted(volume.mountURL); });
-        co_return listed.volumes.empty() ? std::vector<ExternalDisk>{} : std::vector{listed};
-    }
-
-private:
-    ExternalDisk disk_;
-};
-
-// The system's services on the private bus, resuming on the program's executor.
+// The system's services, with udisksd on the private bus and the loop disk listed
+// while a volume of it is mounted, as the real provider lists a USB disk.
 ServiceGraph loopServices(Executor& executor, const ExternalDisk& disk, const std::string& bus) {
-    auto registry = std::make_shared<FakeApplicationRegistry>();
-    auto metadata = std::make_shared<SystemProcessMetadataProvider>(registry);
-    auto provider = std::make_shared<LoopDiskProvider>(disk);
+    auto graph = makeSystemServiceGraph(executor);
+    auto provider = std::make_shared<ScriptedVolumeProvider>(executor);
+    provider->listing.setResponder([disk](auto&) {
+        auto listed = disk;
+        std::erase_if(listed.volumes,
+                      [](const auto& volume) { return !isMounted(volume.mountURL); });
+        return decltype(provider->listing)::Outcome::success(
+            listed.volumes.empty() ? std::vector<ExternalDisk>{} : std::vector{listed});
+    });
     auto validator = std::make_shared<SystemDiskIdentityValidator>(*provider);
     auto unmounter = std::make_shared<UDisks2Unmounter>(executor, bus, 20s);
-    auto runner = std::make_shared<SystemCommandRunner>(executor, 8.0);
-    return {provider,
-            std::make_shared<FileManagerDiskEjector>(*unmounter, *validator),
-            std::make_shared<LsofBlockerDiagnoser>(executor, runner, LsofFieldParser{}, metadata),
-            std::make_shared<GracefulProcessReleaser>(executor, ::getuid(), ::getpid(), metadata,
-                                                      registry),
-            std::make_shared<ExplicitProcessStopper>(executor, ::getuid(), ::getpid(), metadata,
-                                                     registry),
-            100'000'000,
-            2'000'000'000,
-            registry,
-            std::make_shared<std::pair<decltype(validator), decltype(unmounter)>>(validator,
-                                                                                  unmounter)};
+    graph.volumeProvider = provider;
+    graph.ejector = std::make_shared<FileManagerDiskEjector>(*unmounter, *validator);
+    graph.owned = std::make_shared<
+        std::tuple<std::shared_ptr<void>, decltype(validator), decltype(unmounter)>>(
+        graph.owned, validator, unmounter);
+    graph.settleDelayNanoseconds = 100'000'000;
+    graph.causeFinder = nullptr; // it would ask the machine's own udisksd
+    return graph;
 }
 
-class TerminalSystemEjectTest : public RealUdisksTest {
-protected:
-    void SetUp() override {
-        RealUdisksTest::SetUp();
-        if (IsSkipped() || HasFatalFailure()) {
-            return;
-        }
-        disk_.emplace(folder_.path(), "terminal");
-        ASSERT_TRUE(disk_->isAttached());
-        disk_->format(disk_->device(), "TERM");
-        mountPoint_ = udisks_->mount(*disk_, disk_->device(), folder_.path() / "TERM");
-        auto listed = makeDisk(disk_->diskSequence(), "TERM");
-        listed.wholeDiskIdentifier = disk_->kernelName();
-        listed.volumes[0].mountURL = mountPoint_;
-        services_ = [listed, bus = udisks_->bus.address()](Executor& executor) {
-            return loopServices(executor, listed, bus);
-        };
-    }
-
-    TerminalRun run(std::vector<std::string> arguments, const std::string& answers = "") {
-        return runTerminal(std::move(arguments), answers, services_, sysfsDeviceNames);
-    }
-
-    std::optional<LoopDisk> disk_;
-    std::filesystem::path mountPoint_;
-    std::function<ServiceGraph(Executor&)> services_;
-};
+using TerminalSystemEjectTest = RealUdisksTest;
 
 TEST_F(TerminalSystemEjectTest, ExplainsTheHolderAndStopsItOnlyWhenNamed) {
-    std::filesystem::create_directories(mountPoint_ / "Projects");
+    LoopDisk disk(folder_.path(), "terminal");
+    ASSERT_TRUE(disk.isAttached());
+    disk.format(disk.device(), "TERM");
+    const auto mountPoint = udisks_->mount(disk, disk.device(), folder_.path() / "TERM");
+    auto listed = makeDisk(disk.diskSequence(), "TERM");
+    listed.wholeDiskIdentifier = disk.kernelName();
+    listed.volumes[0].mountURL = mountPoint;
+    const auto run = [&](std::vector<std::string> arguments, const std::string& answers = "") {
+        const auto services = [&](Executor& executor) {
+            return loopServices(executor, listed, udisks_->bus.address());
+        };
+        return runTerminal(std::move(arguments), answers, services, sysfsDeviceNames);
+    };
+
+    std::filesystem::create_directories(mountPoint / "Projects");
     const auto pidFile = folder_.path() / "holder.pid";
-    TestChild holder({helperProgram("holder_cwd").string(), (mountPoint_ / "Projects").string(),
+    TestChild holder({helperProgram("holder_cwd").string(), (mountPoint / "Projects").string(),
                       pidFile.string()},
                      ChildOptions{.folder = folder_.path()});
     const auto pid = awaitPidFile(pidFile);
@@ -102,20 +68,20 @@ TEST_F(TerminalSystemEjectTest, ExplainsTheHolderAndStopsItOnlyWhenNamed) {
     const auto pidText = std::to_string(pid);
 
     // Real lsof finds the holder through the device path of the disk.
-    const auto why = run({"why", disk_->device()});
+    const auto why = run({"why", disk.device()});
     EXPECT_EQ(why.exit, ExitCode::stillBusy) << why.output << why.errors;
     EXPECT_THAT(why.output, HasSubstr("holder_cwd  pid " + pidText));
 
     // A script's --yes asks apps to quit, never stops a process: the disk stays.
-    const auto refused = run({"eject", mountPoint_.string(), "--yes"});
+    const auto refused = run({"eject", mountPoint.string(), "--yes"});
     EXPECT_EQ(refused.exit, ExitCode::stillBusy) << refused.output << refused.errors;
-    EXPECT_TRUE(isAliveAndNotZombie(pid) && isMounted(mountPoint_));
+    EXPECT_TRUE(isAliveAndNotZombie(pid) && isMounted(mountPoint));
 
     // Named and confirmed: one stop request, the wait, the eject for real.
-    const auto ejected = run({"eject", mountPoint_.string(), "--stop", pidText}, "y\n");
+    const auto ejected = run({"eject", mountPoint.string(), "--stop", pidText}, "y\n");
     EXPECT_EQ(ejected.exit, ExitCode::ejected) << ejected.output << ejected.errors;
     EXPECT_TRUE(eventually([&] { return holder.hasExited(); }));
-    EXPECT_FALSE(isMounted(mountPoint_));
+    EXPECT_FALSE(isMounted(mountPoint));
 }
 
 } // namespace
