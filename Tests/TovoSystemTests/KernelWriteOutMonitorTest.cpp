@@ -48,7 +48,6 @@ constexpr auto none = std::nullopt;
 TEST(KernelWriteOutMonitorTest, SamplesWhatTheKernelSays) {
     const std::vector<ProgressCase> rows{
         {"firstSampleWithWritesInFlight", sample(true), none, 1000, 4, "2 3\n"},
-        {"readsInFlightAreNotWrites", sample(false), none, 1000, 4, "4 0\n"},
         // 20480 sectors in 2 s: 10 MiB in 2 s.
         {"rateFromTwoSamples", sample(true, 5 * MiB), 1000, 21480},
         {"counterWentBack", sample(false), 5000},

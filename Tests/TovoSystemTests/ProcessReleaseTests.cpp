@@ -279,7 +279,6 @@ struct PlanRow {
 const std::string protectedText = "Tovo will not close this protected process.";
 const std::string shellText = "Change the terminal folder or close its window.";
 const std::string itselfText = "Tovo will not close itself.";
-const std::string quitText = "Tovo will ask this app to quit.";
 const std::string unknownUseText =
     "Tovo cannot verify how this app uses the disk. Close it yourself.";
 const std::string commandText = "Close this command or helper, then try again.";
@@ -329,8 +328,8 @@ TEST(ReleasePlan, FirstMatchingRuleWins) {
          },
          itselfText},
         {"appNoRouteReaches", [](auto& s) { s.registry->route.reset(); }, noQuitRouteMessage},
-        {"appWithoutName", [](auto& s) { s.application().localizedName.reset(); }, quitText,
-         "editor"}};
+        {"appWithoutName", [](auto& s) { s.application().localizedName.reset(); },
+         "Tovo will ask this app to quit.", "editor"}};
     for (const auto& c : rows) {
         SCOPED_TRACE(c.name);
         Scene scene("editor");
