@@ -30,10 +30,6 @@ protected:
         display = XOpenDisplay(name.c_str());
         ASSERT_NE(display, nullptr) << "Xvfb did not start";
     }
-    bool serverHasClientIds() {
-        int unused[3];
-        return XQueryExtension(display, "X-Resource", &unused[0], &unused[1], &unused[2]) != 0;
-    }
 
     Window makeWindow(long claimedPID, bool takesDelete) {
         const auto window =
@@ -83,7 +79,8 @@ protected:
 // Without the server's word, a window's own pid claim proves nothing.
 TEST_F(X11WindowsTest, NoWindowsWithoutTheXResourceExtension) {
     startServer({"-extension", "X-Resource"});
-    ASSERT_FALSE(serverHasClientIds());
+    int unused[3];
+    ASSERT_FALSE(XQueryExtension(display, "X-Resource", &unused[0], &unused[1], &unused[2]));
     makeWindow(::getpid(), true);
 
     EXPECT_FALSE(X11Windows::canRequestClose(name, ::getpid()));
