@@ -10,7 +10,6 @@ TEST(TovoWorkflowLateResultTest, ALateLookAfterTheUserMovedOnLeavesTheNextDiskAl
     h.quitForApps().reachBlocked({editor});
     h.diagnoses->enqueueValue({editor}); // the approval's fresh look
     h.releaser->answerRequestsWith(ReleaseDisposition::requested);
-    h.diagnoses->setResponder(nullptr);
     h.start(h.workflow->performSafeTovo());
     h.advance(1200ms);
     ASSERT_EQ(h.workflow->phase(), EjectionPhase::releasing());
