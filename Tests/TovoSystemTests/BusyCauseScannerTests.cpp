@@ -32,8 +32,11 @@ TEST(KernelUseTablesTest, ReadsSwapAreasAndExportsAsTheKernelEscapesThem) {
                 ElementsAre("/media/u/My Disk"));
 }
 
-// Shared and following copies of a mount are the real namespace suite's.
-TEST(KernelUseTablesTest, ReadsHidepidAndTheKernelsDeviceNumbers) {
+// Shared and following copies of real mounts are the namespace suite's.
+TEST(KernelUseTablesTest, ReadsPropagationHidepidAndTheKernelsDeviceNumbers) {
+    EXPECT_EQ(parsePropagation("200 30 8:17 / /c rw master:5 propagate_from:2 - ext4 /dev/sdz1 rw")
+                  .at(200),
+              (Propagation{std::nullopt, 5}));
     const auto proc = [](std::string options) {
         return std::vector{MountEntry{1, 0, 0, 20, "/", "/proc", "rw", "proc", "proc", options}};
     };
