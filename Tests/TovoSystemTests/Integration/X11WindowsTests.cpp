@@ -91,11 +91,14 @@ TEST_F(X11WindowsTest, NoWindowsWithoutTheXResourceExtension) {
 }
 
 // Another client's grab stalls every other connection, even its set-up. Once it ends,
-// the windows that take WM_DELETE_WINDOW are asked to close, each once.
-TEST_F(X11WindowsTest, AGrabbedServerHasNoWindowsAndLaterCallsStillWork) {
-    const auto first = makeWindow(::getpid(), true);
+// the windows the server names the test as the client of, whatever pid they claim, are
+// asked to close if they take WM_DELETE_WINDOW, each once, and the first is activated
+// through the window manager, which the test plays.
+TEST_F(X11WindowsTest, AfterAGrabTheOwnersWindowsAreAskedToCloseAndActivated) {
+    const auto first = makeWindow(sleeper.pid(), true);
     const auto second = makeWindow(::getpid(), true);
     makeWindow(::getpid(), false);
+    XSelectInput(display, DefaultRootWindow(display), SubstructureRedirectMask);
     XGrabServer(display);
     XSync(display, False);
 
@@ -107,24 +110,17 @@ TEST_F(X11WindowsTest, AGrabbedServerHasNoWindowsAndLaterCallsStillWork) {
     EXPECT_EQ(returned, std::future_status::ready);
     EXPECT_EQ(stalled.get(), 0u);
 
+    EXPECT_FALSE(X11Windows::canRequestClose(name, sleeper.pid()));
     EXPECT_TRUE(X11Windows::canRequestClose(name, ::getpid()));
     EXPECT_EQ(X11Windows::requestClose(name, ::getpid()), 2u);
     expectAskedToClose({first, second});
-}
-
-// The window claims the sleeper's pid; the server names the test as its client.
-TEST_F(X11WindowsTest, ActivateAsksTheWindowManagerForTheOwnersWindow) {
-    const auto window = makeWindow(sleeper.pid(), true);
-    XSelectInput(display, DefaultRootWindow(display), SubstructureRedirectMask);
-    XSync(display, False);
 
     EXPECT_FALSE(X11Windows::activate(name, sleeper.pid()));
     EXPECT_TRUE(X11Windows::activate(name, ::getpid()));
-
     const auto messages = receivedMessages();
     ASSERT_EQ(messages.size(), 1u);
     EXPECT_EQ(messages[0].message_type, XInternAtom(display, "_NET_ACTIVE_WINDOW", False));
-    EXPECT_EQ(messages[0].window, window);
+    EXPECT_EQ(messages[0].window, first);
 }
 
 } // namespace
