@@ -68,7 +68,7 @@ TEST(DiskIdentityResolveTest, ReportsTheWholeDiskFacts) {
                {{"ID_PART_TABLE_UUID", "5f2c1e7a-01"},
                 {"ID_VENDOR_ENC", "SanDisk\\x20"},
                 {"ID_MODEL_ENC", "Cruzer\\x20Blade\\x20\\x20"}},
-               {fileSystem("AB12-CD34", "STICK\\x202", "vfat")});
+               {fileSystem("AB12-CD34", "STICK\\x202\\xff", "vfat")});
     const auto resolved = DiskIdentityResolver(tree).resolve(tree.named("/dev/sdb1"));
     ASSERT_TRUE(resolved.resolved.identity);
     EXPECT_EQ(*resolved.resolved.identity,
@@ -76,7 +76,7 @@ TEST(DiskIdentityResolveTest, ReportsTheWholeDiskFacts) {
                                  2'000'000LL * 512}));
     EXPECT_EQ(std::make_tuple(resolved.fileSystemUUID(), resolved.fileSystemLabel(),
                               resolved.fileSystemType()),
-              std::make_tuple("AB12-CD34", "STICK 2", "vfat"));
+              std::make_tuple("AB12-CD34", "STICK 2\xEF\xBF\xBD", "vfat"));
     EXPECT_TRUE(resolved.isRemovable && resolved.isExternal);
 }
 
