@@ -77,6 +77,15 @@ TEST_F(DesktopApplicationRegistryTest, LaunchedDesktopFileCountsOnlyForTheLaunch
     EXPECT_EQ(lookUp(6001), std::nullopt);
     EXPECT_TRUE(lookUp(6100));
     EXPECT_EQ(lookUp(6101), std::nullopt);
+
+    // Another program chose the path: a FIFO must not hang the lookup.
+    const auto fifo = root.path() / "elsewhere/org.example.Pipe.desktop";
+    ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
+    addProcess(6200, 900, "pipe", "0::/\n",
+               "GIO_LAUNCHED_DESKTOP_FILE=" + fifo.string() + '\0' +
+                   "GIO_LAUNCHED_DESKTOP_FILE_PID=6200" + '\0');
+    EXPECT_EQ(lookUp(6200), (RunningApplication{6200, std::nullopt, "org.example.Pipe",
+                                                ActivationPolicy::regular}));
 }
 
 TEST_F(DesktopApplicationRegistryTest, FlatpakInstanceMainProcessAndHelpers) {
@@ -91,6 +100,10 @@ TEST_F(DesktopApplicationRegistryTest, FlatpakInstanceMainProcessAndHelpers) {
     EXPECT_EQ(lookUp(7001),
               (RunningApplication{7001, "Paint", "org.example.Paint", ActivationPolicy::regular}));
     EXPECT_EQ(lookUp(7002)->activationPolicy, ActivationPolicy::prohibited);
+
+    addProcess(7101, 7000, "huge", "0::/\n"); // its sandbox file is not read whole
+    write(options.procRoot / "7101/root/.flatpak-info", info + std::string(2 << 20, '#'));
+    EXPECT_EQ(lookUp(7101), std::nullopt);
 }
 
 TEST_F(DesktopApplicationRegistryTest, PlainGoneAndZombieProcesses) {
@@ -120,24 +133,6 @@ TEST_F(DesktopApplicationRegistryTest, WithoutBusOrDisplayNothingIsSent) {
     }
     EXPECT_FALSE(registry.activate(pid));
     EXPECT_EQ(registry.ownBundleIdentifier(), "org.tovo.Tovo") << "so that Tovo never quits itself";
-}
-
-// Another program chose these paths: a FIFO must not hang the lookup, and a huge file
-// must not be read whole. The application is still known by its id.
-TEST_F(DesktopApplicationRegistryTest, LaunchFileAndSandboxInfoAreReadSafely) {
-    const auto launched = root.path() / "elsewhere/org.example.Notes.desktop";
-    fs::create_directories(launched.parent_path());
-    ASSERT_EQ(::mkfifo(launched.c_str(), 0600), 0);
-    addProcess(6000, 900, "notes", "0::/\n",
-               "GIO_LAUNCHED_DESKTOP_FILE=" + launched.string() + '\0' +
-                   "GIO_LAUNCHED_DESKTOP_FILE_PID=6000" + '\0');
-    EXPECT_EQ(lookUp(6000), (RunningApplication{6000, std::nullopt, "org.example.Notes",
-                                                ActivationPolicy::regular}));
-
-    addProcess(7001, 7000, "paint", "0::/\n");
-    write(options.procRoot / "7001/root/.flatpak-info",
-          "[Application]\nname=org.example.Paint\n" + std::string(2 << 20, '#'));
-    EXPECT_EQ(lookUp(7001), std::nullopt);
 }
 
 } // namespace

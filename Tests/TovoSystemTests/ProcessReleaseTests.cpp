@@ -98,8 +98,6 @@ const Arrange noExecutable = [](Scene& s) { s.process.executablePath.reset(); };
 const Arrange userUnknown = [](Scene& s) { s.process.userID.reset(); };
 const Arrange noApplication = [](Scene& s) { s.registry->applications.clear(); };
 
-const std::string writeWarning =
-    "It has a file open for writing. Stopping it now can leave that file incomplete.";
 const std::string otherUserStop =
     "This process belongs to the system or another user. Tovo cannot stop it.";
 const std::string sigtermText = "Tovo will send one stop request (SIGTERM) to convert. Most tools "
@@ -145,7 +143,8 @@ TEST(StopPlan, FirstMatchingRuleWins) {
         {"application", [](auto& s) { s.makeApplication(), holding("4", OpenAccess::write)(s); },
          "Tovo will ask Editor to quit, the same as Quit in its menu. The app can "
          "still show a save dialog.",
-         StopMethod::quitApplication, "Editor", writeWarning},
+         StopMethod::quitApplication, "Editor",
+         "It has a file open for writing. Stopping it now can leave that file incomplete."},
         {"process", [](auto&) {}, sigtermText, sigterm}};
     for (const auto& c : rows) {
         SCOPED_TRACE(c.name);
