@@ -149,21 +149,17 @@ inline void activate(QWidget& window) {
 /// checked to be the live region's text when it is raised. (Qt's offscreen platform
 /// has no accessibility bus, so the announcer's own signal is the tap; the bus itself
 /// is tested with a real listener among the integration tests.)
-class AnnouncementRecorder {
+class AnnouncementRecorder : public QObject {
 public:
     explicit AnnouncementRecorder(ContentView& content) {
-        connection_ = QObject::connect(&content.announcer(), &PhaseAnnouncer::announced,
-                                       [this, &content](const QString& text) {
-                                           sentences.push_back(text.toStdString());
-                                           EXPECT_EQ(content.announcer().liveRegion().text(), text);
-                                       });
+        QObject::connect(&content.announcer(), &PhaseAnnouncer::announced, this,
+                         [this, &content](const QString& text) {
+                             sentences.push_back(text.toStdString());
+                             EXPECT_EQ(content.announcer().liveRegion().text(), text);
+                         });
     }
-    ~AnnouncementRecorder() { QObject::disconnect(connection_); }
 
     std::vector<std::string> sentences;
-
-private:
-    QMetaObject::Connection connection_;
 };
 
 } // namespace tovo::testing

@@ -1,17 +1,19 @@
 #include "GuiHarness.hpp"
 #include "Support/ModelBuilders.hpp"
 #include "Support/ScriptedServices.hpp"
+#include "Tovo/Support/Contrast.hpp"
 #include "Tovo/Support/Qt/MountChangeWatcher.hpp"
 #include "Tovo/Support/Qt/QtMainExecutor.hpp"
+#include "Tovo/Support/Qt/QtTheme.hpp"
 #include "Tovo/Support/Qt/WorkflowBridge.hpp"
 #include "TovoCore/Async/Spawn.hpp"
+#include "TovoSystemTests/ProcessTestSupport.hpp"
 
+#include <QPalette>
 #include <QSignalSpy>
+#include <gtest/gtest.h>
 
-#include <filesystem>
-#include <sys/mount.h>
 #include <thread>
-#include <unistd.h>
 
 namespace tovo::testing {
 namespace {
@@ -74,20 +76,55 @@ TEST(MountChangeWatcher, SignalsWhenAFileSystemIsMountedAndUnmounted) {
     ASSERT_TRUE(watcher.isWatching());
     QSignalSpy changed(&watcher, &MountChangeWatcher::changed);
 
-    std::string folder = (std::filesystem::temp_directory_path() / "tovo-watch-XXXXXX").string();
-    ASSERT_NE(::mkdtemp(folder.data()), nullptr);
-    if (::mount("tovo-test", folder.c_str(), "tmpfs", 0, "size=1m") != 0) {
-        std::filesystem::remove(folder);
+    TmpfsMount tmpfs;
+    if (!tmpfs.isMounted()) {
         GTEST_SKIP() << "cannot mount a tmpfs here";
     }
     EXPECT_TRUE(changed.wait(3000));
     const auto afterMount = changed.count();
-
-    ASSERT_EQ(::umount2(folder.c_str(), 0), 0);
-    std::filesystem::remove(folder);
+    tmpfs.unmount();
     EXPECT_TRUE(changed.wait(3000));
     EXPECT_GT(changed.count(), afterMount);
 }
+
+Rgb rgb(const QColor& color) {
+    return {color.redF(), color.greenF(), color.blueF()};
+}
+
+// The ratio of `text` (perhaps translucent) drawn on the opaque `background`.
+double ratioOn(const QColor& text, const QColor& background) {
+    const Rgb drawn = Contrast::over(rgb(text), text.alphaF(), rgb(background));
+    return Contrast::ratio(drawn, rgb(background));
+}
+
+class ThemeContrast : public ::testing::TestWithParam<std::pair<const char*, QPalette>> {};
+
+// Every text colour reads at 4.5:1 or better on every surface it is drawn on, where
+// the glow behind makes it hardest, and every button label on its fill.
+TEST_P(ThemeContrast, EveryTextReadsOnEverySurfaceAndEveryLabelOnItsFill) {
+    const QPalette& palette = GetParam().second;
+    for (const TextColor text : {TextColor::primary, TextColor::secondary, TextColor::caution}) {
+        for (const TovoTheme::Surface surface : TovoTheme::allSurfaces) {
+            EXPECT_GE(ratioOn(TovoTheme::textColor(text, palette),
+                              TovoTheme::surfaceColor(surface, palette)),
+                      Contrast::minimumTextRatio)
+                << "text " << static_cast<int>(text) << " on surface " << static_cast<int>(surface);
+        }
+    }
+    for (const QColor& fill :
+         {TovoTheme::accent(), TovoTheme::accentEnd(), TovoTheme::prominentAccent(),
+          TovoTheme::destructiveFill(), TovoTheme::destructivePressedFill()}) {
+        EXPECT_GE(ratioOn(TovoTheme::labelOn(fill), fill), Contrast::minimumTextRatio)
+            << fill.name().toStdString();
+    }
+    EXPECT_GE(ratioOn(palette.color(QPalette::ButtonText), palette.color(QPalette::Button)),
+              Contrast::minimumTextRatio);
+}
+
+INSTANTIATE_TEST_SUITE_P(Appearances, ThemeContrast,
+                         ::testing::Values(std::pair{"Light", TovoTheme::lightPalette()},
+                                           std::pair{"Dark", TovoTheme::darkPalette()}),
+                         [](const auto& info) { return std::string(info.param.first); });
 
 } // namespace
 } // namespace tovo::testing
