@@ -232,7 +232,6 @@ TEST(ReconciledCommand, PrefersTheKernelsNameUnlessItIsLsofsCut) {
     const auto reconciled = &LsofBlockerDiagnoser::reconciledCommand;
     EXPECT_EQ(reconciled("tracker-miner-fs-3", "tracker-miner-f"), "tracker-miner-fs-3");
     EXPECT_EQ(reconciled("editor-2", "editor"), "editor");
-    EXPECT_EQ(reconciled("bad\\xff", "bad\xff"), "bad\uFFFD");
 }
 
 TEST_F(LsofBlockerDiagnoserTest, AsksTheKernelForHoldersWhenLsofListsNobody) {
