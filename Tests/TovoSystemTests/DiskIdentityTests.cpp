@@ -218,7 +218,6 @@ TEST(CapacityPoolIdentifierTest, PoolsOnlyApfsVolumesByContainer) {
     EXPECT_EQ(CapacityPoolIdentifier::make(std::nullopt, "disk4", "io:77"), std::nullopt);
     EXPECT_EQ(CapacityPoolIdentifier::make("exfat", "disk4", "io:77"), std::nullopt);
     EXPECT_EQ(CapacityPoolIdentifier::make(" APFS\n", "disk4", "io:77"), "apfs:disk4");
-    EXPECT_EQ(CapacityPoolIdentifier::make("apfs", std::nullopt, "io:77"), "apfs:io:77");
 }
 
 } // namespace
