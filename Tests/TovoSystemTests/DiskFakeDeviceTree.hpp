@@ -29,12 +29,13 @@ public:
     DeviceNode& add(const std::string& devPath, const std::string& subsystem,
                     std::string devType = "", std::optional<std::uint64_t> diskSequence = {},
                     Properties properties = {}) {
-        DeviceNode node{.devPath = devPath,
-                        .kernelName = devPath.substr(devPath.rfind('/') + 1),
-                        .subsystem = subsystem,
-                        .devType = std::move(devType),
-                        .diskSequence = diskSequence,
-                        .properties = std::move(properties)};
+        DeviceNode node;
+        node.devPath = devPath;
+        node.kernelName = devPath.substr(devPath.rfind('/') + 1);
+        node.subsystem = subsystem;
+        node.devType = std::move(devType);
+        node.diskSequence = diskSequence;
+        node.properties = std::move(properties);
         if (node.isBlock()) {
             node.sizeInSectors = 1'000'000;
             sources["/dev/" + node.kernelName] = devPath;
@@ -114,9 +115,11 @@ inline void addPartitionedDisk(FakeDeviceTree& tree, const std::string& diskPath
 }
 
 /// A disk on USB with partitions: "/devices/.../usb2/<port>/.../block/<disk>/<disk><n>".
-inline void addUsbDisk(FakeDeviceTree& tree, const std::string& disk, std::uint64_t diskSequence,
-                       bool removable, Properties diskProperties,
-                       const std::vector<Properties>& partitions, const std::string& port = "2-1") {
+/// Returns the disk's path.
+inline std::string addUsbDisk(FakeDeviceTree& tree, const std::string& disk,
+                              std::uint64_t diskSequence, bool removable, Properties diskProperties,
+                              const std::vector<Properties>& partitions,
+                              const std::string& port = "2-1") {
     const auto host = "/devices/pci0000:00/0000:00:14.0/usb2/" + port;
     tree.add(host, "usb");
     tree.add(host + "/" + port + ":1.0", "usb");
@@ -124,6 +127,7 @@ inline void addUsbDisk(FakeDeviceTree& tree, const std::string& disk, std::uint6
     tree.add(scsi, "scsi");
     addPartitionedDisk(tree, scsi + "/block/" + disk, diskSequence, removable,
                        std::move(diskProperties), partitions);
+    return scsi + "/block/" + disk;
 }
 
 inline void addInternalDisk(FakeDeviceTree& tree, const std::string& disk,

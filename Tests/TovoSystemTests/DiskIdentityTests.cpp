@@ -22,22 +22,15 @@ using testing::FakeDeviceTree;
 using testing::fileSystem;
 using testing::Properties;
 
-std::string usbDisk(const std::string& port, const std::string& disk) {
-    return "/devices/pci0000:00/0000:00:14.0/usb2/" + port + "/" + port +
-           ":1.0/host6/target6:0:0/6:0:0:0/block/" + disk;
-}
-
 // One tree with every kind of disk the rows resolve from.
 FakeDeviceTree everyKindOfDisk() {
     FakeDeviceTree t;
     addUsbDisk(t, "sdc", 42, false, {}, {{}, {}});
     addInternalDisk(t, "sda", 1, {{}, {}});
     addLoopImage(t, "zram0", 10, {}, false);
-    addUsbDisk(t, "sdf", 44, false, {}, {{}}, "2-4");
-    t.addStacked("dm-0", {usbDisk("2-4", "sdf") + "/sdf1"});
-    addUsbDisk(t, "sdg", 45, true, {}, {}, "2-2");
-    addUsbDisk(t, "sdh", 46, true, {}, {}, "2-3");
-    t.addStacked("md0", {usbDisk("2-2", "sdg"), usbDisk("2-3", "sdh")});
+    t.addStacked("dm-0", {addUsbDisk(t, "sdf", 44, false, {}, {{}}, "2-4") + "/sdf1"});
+    t.addStacked("md0", {addUsbDisk(t, "sdg", 45, true, {}, {}, "2-2"),
+                         addUsbDisk(t, "sdh", 46, true, {}, {}, "2-3")});
     return t;
 }
 
