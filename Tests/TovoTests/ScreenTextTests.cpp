@@ -72,7 +72,11 @@ TEST(Status, WithoutADiskAsksForOneAndSaysWhatIsDoneToTheDisk) {
     };
     EXPECT_EQ(status(EjectionPhase::ready()).message, "Connect a disk to get started.");
     EXPECT_EQ(status(EjectionPhase::ready(), makeDisk(1)).title, "Ready to eject");
-    EXPECT_EQ(status(EjectionPhase::ejecting()).title, "Checking disk\u2026");
+    for (const auto& [phase, title] : {std::pair{EjectionPhase::ejecting(), "Checking disk\u2026"},
+                                       {EjectionPhase::releasing(), "Releasing disk\u2026"},
+                                       {EjectionPhase::retrying(), "Ejecting disk\u2026"}}) {
+        EXPECT_EQ(status(phase).title, title);
+    }
 }
 
 TEST(StatusSummary, JoinsTitleAndMessageAsOneSentenceForScreenReaders) {
@@ -561,7 +565,6 @@ TEST(WriteOutAnnouncementTest, SpeaksOnceWhenWritingIsFirstShown) {
     EXPECT_EQ(WriteOutPresentation::announcement(std::nullopt, shown, backupDisk),
               "Still writing data to 345-BACKUP. Do not unplug it yet.");
     EXPECT_EQ(WriteOutPresentation::announcement(shown, shown, backupDisk), std::nullopt);
-    EXPECT_EQ(WriteOutPresentation::announcement(shown, std::nullopt, backupDisk), std::nullopt);
 }
 
 TEST(CloseQuestionTest, AsksOnlyDuringAnEject) {

@@ -25,9 +25,6 @@ struct Row {
     std::string error = {};
 };
 
-const std::string parsesJson =
-    "/usr/bin/python3 -c 'import json,sys; json.load(open(sys.argv[1]))' ";
-
 class TerminalDemoTest : public ::testing::TestWithParam<Row> {};
 
 // The built program through the shell: the arguments hold no character it would read.
@@ -57,7 +54,8 @@ TEST_P(TerminalDemoTest, PrintsAndExitsAsAPersonAndAScriptExpect) {
     // Standard output is a file here: never a colour.
     EXPECT_THAT(output, Not(HasSubstr("\033[")));
     if (row.command.find("--json") != std::string::npos) {
-        EXPECT_EQ(std::system((parsesJson + out.string()).c_str()), 0) << output;
+        const std::string parses = "python3 -c 'import json,sys; json.load(open(sys.argv[1]))' ";
+        EXPECT_EQ(std::system((parses + out.string()).c_str()), 0) << output;
     }
 }
 

@@ -86,10 +86,10 @@ void hearPhaseSentence(const std::filesystem::path& folder) {
     ::setenv("QT_LINUX_ACCESSIBILITY_ALWAYS_ON", "1", 1);
     TestChild bus({accessibilityBus, "--launch-immediately"},
                   {environment, folder, "/dev/null", SIGTERM});
-    const auto script = folder / "listener.py";
-    std::ofstream(script) << listenerScript;
+    writeText(folder / "listener.py", listenerScript);
     const auto heard = folder / "heard";
-    TestChild listener({python, script.string(), "60"}, {environment, folder, heard, SIGTERM});
+    TestChild listener({python, (folder / "listener.py").string(), "60"},
+                       {environment, folder, heard, SIGTERM});
     ASSERT_TRUE(eventually([&] { return hasLineWith(heard, {"ready"}); }, std::chrono::seconds(20)))
         << readText(heard).value_or("");
 
