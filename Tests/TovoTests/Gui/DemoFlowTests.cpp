@@ -21,7 +21,7 @@ TEST(DemoFlow, ReadyDiskEjectsFromTheKeyboardAndEachStepIsAnnounced) {
     harness.showAndList();
     AnnouncementRecorder announcements(harness.content());
     QLabel* badge = harness.content().header()->demoBadge();
-    EXPECT_TRUE(badge != nullptr && badge->isVisible());
+    EXPECT_TRUE(badge != nullptr && badge->isVisible() && badge->text() == QStringLiteral("Demo"));
 
     activate(harness.window());
     EXPECT_EQ(QApplication::focusWidget(), harness.actionBar().primaryButton());
