@@ -1,6 +1,5 @@
 #include "PresentationTestValues.hpp"
 #include "Support/FakeApplicationRegistry.hpp"
-#include "Support/ModelBuilders.hpp"
 #include "Support/TaskRunning.hpp"
 #include "Tovo/Support/BackgroundApplicationLookup.hpp"
 #include "Tovo/Support/BlockerRowPresentation.hpp"
@@ -8,8 +7,6 @@
 #include "Tovo/Support/ProcessPresentation.hpp"
 #include "Tovo/Support/ReadableText.hpp"
 #include "TovoCore/Async/Spawn.hpp"
-
-#include <gtest/gtest.h>
 
 namespace tovo {
 namespace {
