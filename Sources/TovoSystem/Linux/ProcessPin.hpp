@@ -20,6 +20,7 @@ public:
     bool isAlive() const;
 
 private:
+    std::int32_t pid_;
     int fd_ = -1;
 };
 

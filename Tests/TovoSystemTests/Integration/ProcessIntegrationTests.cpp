@@ -2,6 +2,7 @@
 // whose identity was confirmed while a pidfd pinned it.
 #include "Support/FakeApplicationRegistry.hpp"
 #include "Support/ModelBuilders.hpp"
+#include "TovoSystem/Linux/ProcessPin.hpp"
 #include "TovoSystem/Services/ExplicitProcessStopper.hpp"
 #include "TovoSystem/Services/SystemProcessMetadataProvider.hpp"
 #include "TovoSystemTests/ProcessTestSupport.hpp"
@@ -43,6 +44,16 @@ TEST(PinnedSignal, AProcessGoneBeforeOrAfterTheCheckIsNeverSignalledByItsPid) {
     EXPECT_EQ(send(pid, SIGTERM, [&] { return asked = true; }), -1);
     EXPECT_EQ(errno, ESRCH);
     EXPECT_FALSE(asked);
+}
+
+// A leader that ended before its other threads is a zombie while they run on; its pid
+// stays pinned, but nothing it opened speaks for it any more.
+TEST(ProcessPin, AZombieLeaderHasExited) {
+    TestChild child({helperProgram("zombie_leader")});
+    ASSERT_TRUE(eventually([&] { return processState(child.pid()) == 'Z'; }));
+    const ProcessPin pin(child.pid());
+    EXPECT_EQ(std::pair(pin.isHeld(), pin.isAlive()), std::pair(true, false));
+    EXPECT_TRUE(ProcessPin(::getpid()).isAlive());
 }
 
 TEST(RealProcessMetadata, DescribesRealChildrenWithStableDistinctStartTimes) {
