@@ -79,15 +79,6 @@ TEST(Status, WithoutADiskAsksForOneAndSaysWhatIsDoneToTheDisk) {
     }
 }
 
-TEST(StatusSummary, JoinsTitleAndMessageAsOneSentenceForScreenReaders) {
-    const auto summary = [](std::string message) {
-        return StatusPresentation::accessibleSummary(
-            {StatusViewKind::busy, "Checking\u2026", message, {}, {}});
-    };
-    EXPECT_EQ(summary("Trying."), "Checking\u2026 Trying.");
-    EXPECT_EQ(summary(""), "Checking\u2026");
-}
-
 // The commands each phase offers: the action bar's primary button and the menu's items.
 
 using namespace MenuPresentation;
@@ -200,13 +191,11 @@ const std::string tail =
 
 INSTANTIATE_TEST_SUITE_P(
     Counts, ReleaseReviewTest,
-    ::testing::Values(
-        ReviewCase{0, 2, 0, attention, cannot},
-        ReviewCase{1, 0, 0, confirm, "Tovo will ask one app to quit." + tail},
-        ReviewCase{1, 1, 0, confirm,
-                   "Tovo will ask one app to quit. One blocker still needs you." + tail},
-        ReviewCase{3, 1, 2, confirm,
-                   "Tovo will ask 3 apps to quit. 3 blockers still need you." + tail}));
+    ::testing::Values(ReviewCase{0, 2, 0, attention, cannot},
+                      ReviewCase{1, 0, 0, confirm, "Tovo will ask one app to quit." + tail},
+                      ReviewCase{3, 1, 2, confirm,
+                                 "Tovo will ask 3 apps to quit. 3 blockers still need you." +
+                                     tail}));
 
 TEST(ReleaseReview, EntriesShowEachBlockersPlanOrAskForReview) {
     const auto review = ReleaseReviewPresentation::content(
@@ -289,7 +278,6 @@ TEST(BlockerRows, DetailsStopAndShowActions) {
     EXPECT_EQ(row(std::nullopt).detailLines,
               (std::vector<std::string>{"Current folder: /m", "/m", "/m/a"}));
     EXPECT_FALSE(row(stopPlan(7, StopMethod::unavailable)).stopAction);
-    EXPECT_TRUE(row(stopPlan(7, StopMethod::quitApplication)).stopAction);
     EXPECT_EQ(row(std::nullopt).showAction->title, "Show Text Editor");
     process.openFiles.clear();
     EXPECT_EQ(row(std::nullopt).detailLines,
@@ -417,8 +405,6 @@ TEST(BlockedStatus, CountsAppsAndCausesAndPointsToTheReviewOnlyWhenTovoCanAct) {
               std::tuple("One thing keeps this disk busy",
                          "Review what Tovo can release before you continue."));
     EXPECT_EQ(StatusPresentation::blockedTitle(2, 1), "3 things keep this disk busy");
-    EXPECT_EQ(StatusPresentation::blockedMessage({}, {makeCause(swap, "/dev/sdb2")}),
-              "Follow the steps below, then check again.");
 }
 
 using enum WriteOutScope;

@@ -88,7 +88,6 @@ TEST(ReleaseReview, GrowsWhenARowOpensAndKeepsItsHeaderWhole) {
     harness.ejectUntilBlocked();
     harness.click(harness.actionBar().safeButton());
     SafeTovoConfirmationView& review = *harness.content().tovoConfirmation();
-    expectFixed(review);
     const int closed = review.height();
     harness.click(review.entries().at(0)->disclosureButton());
     harness.settle();
