@@ -40,26 +40,18 @@ struct DiagnosisCall {
     bool operator==(const DiagnosisCall&) const = default;
 };
 
-class ScriptedBlockerDiagnoser : public BlockerDiagnosing {
+/// A diagnoser over `Interface`; the dissent-aware overload overrides only when the
+/// interface has it.
+template<class Interface>
+class ScriptedDiagnoser final : public Interface {
 public:
-    explicit ScriptedBlockerDiagnoser(Executor& executor)
+    explicit ScriptedDiagnoser(Executor& executor)
         : diagnoses(executor) {}
     Task<std::vector<BlockingProcess>> blockers(ExternalDisk disk) override {
         return diagnoses.call({std::move(disk), false, std::nullopt});
     }
-
-    ScriptedOperation<std::vector<BlockingProcess>, DiagnosisCall> diagnoses;
-};
-
-class ScriptedDissentAwareDiagnoser final : public DissentAwareBlockerDiagnosing {
-public:
-    explicit ScriptedDissentAwareDiagnoser(Executor& executor)
-        : diagnoses(executor) {}
-    Task<std::vector<BlockingProcess>> blockers(ExternalDisk disk) override {
-        return diagnoses.call({std::move(disk), false, std::nullopt});
-    }
-    Task<std::vector<BlockingProcess>>
-    blockers(ExternalDisk disk, std::optional<std::int32_t> dissentingProcessID) override {
+    Task<std::vector<BlockingProcess>> blockers(ExternalDisk disk,
+                                                std::optional<std::int32_t> dissentingProcessID) {
         return diagnoses.call({std::move(disk), true, dissentingProcessID});
     }
 

@@ -63,8 +63,9 @@ struct WorkflowHarness {
     explicit WorkflowHarness(WorkflowOptions options = {})
         : stopper(options.withStopper ? std::make_shared<ScriptedProcessStopper>(executor)
                                       : nullptr) {
-        auto diagnoser = options.dissentAware ? scripted<ScriptedDissentAwareDiagnoser>()
-                                              : scripted<ScriptedBlockerDiagnoser>();
+        auto diagnoser = options.dissentAware
+                             ? scripted<ScriptedDiagnoser<DissentAwareBlockerDiagnosing>>()
+                             : scripted<ScriptedDiagnoser<BlockerDiagnosing>>();
         workflow = std::make_unique<TovoWorkflow>(volumes, ejector, diagnoser, releaser, stopper,
                                                   options.settle, options.timeout, clock, logger,
                                                   executor);
