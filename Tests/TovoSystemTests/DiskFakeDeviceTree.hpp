@@ -29,13 +29,12 @@ public:
     DeviceNode& add(const std::string& devPath, const std::string& subsystem,
                     std::string devType = "", std::optional<std::uint64_t> diskSequence = {},
                     Properties properties = {}) {
-        DeviceNode node;
-        node.devPath = devPath;
-        node.kernelName = devPath.substr(devPath.rfind('/') + 1);
-        node.subsystem = subsystem;
-        node.devType = std::move(devType);
-        node.diskSequence = diskSequence;
-        node.properties = std::move(properties);
+        DeviceNode node{.devPath = devPath,
+                        .kernelName = devPath.substr(devPath.rfind('/') + 1),
+                        .subsystem = subsystem,
+                        .devType = std::move(devType),
+                        .diskSequence = diskSequence,
+                        .properties = std::move(properties)};
         if (node.isBlock()) {
             node.sizeInSectors = 1'000'000;
             sources["/dev/" + node.kernelName] = devPath;

@@ -18,6 +18,7 @@ namespace tovo {
 namespace {
 
 using ::testing::ElementsAre;
+using ::testing::Ne;
 using testing::runToEnd;
 
 constexpr std::int32_t ownPID = 777;
@@ -243,16 +244,14 @@ TEST_F(LsofBlockerDiagnoserTest, AsksTheKernelForHoldersWhenLsofListsNobody) {
     addLive({800, ownPID}); // 801 is gone
 
     const auto blockers = diagnose();
-    ASSERT_EQ(scanner_->scans.size(), 1u);
-    EXPECT_EQ(scanner_->scans[0], std::vector<MountEntry>{mountAt(diskPath, 100)})
+    EXPECT_EQ(scanner_->scans, std::vector<std::vector<MountEntry>>{{mountAt(diskPath, 100)}})
         << "only the mounts lsof inspected";
     ASSERT_THAT(pids(blockers), ElementsAre(800));
     EXPECT_EQ(blockers[0].startTime, metadataOf(800).startTime) << "enriched like the others";
     EXPECT_EQ(blockers[0].openFiles, lost.openFiles);
-    ASSERT_EQ(scanner_->threads.size(), 3u);
-    for (const auto& thread : scanner_->threads) {
-        EXPECT_NE(thread, std::this_thread::get_id()) << "the system is read off the main thread";
-    }
+    const auto main = std::this_thread::get_id();
+    EXPECT_THAT(scanner_->threads, ElementsAre(Ne(main), Ne(main), Ne(main)))
+        << "the system is read off the main thread";
 }
 
 TEST_F(LsofBlockerDiagnoserTest, ACancelledDiagnosisAsksTheKernelForNothing) {
@@ -297,13 +296,12 @@ TEST_F(LsofBlockerDiagnoserTest, TheDissenterIsDescribedFromItsMetadata) {
     metadata_->add(metadataOf(900));
     metadata_->parents[900] = ParentApplication{42, "Files", std::nullopt};
 
-    const auto blockers = diagnose(900);
+    const std::vector<OpenFileReference> none;
+    EXPECT_EQ(diagnose(900),
+              std::vector{BlockingProcess(900, 42, "live900", 501u, std::nullopt, none,
+                                          "/usr/bin/live900", metadataOf(900).startTime, true,
+                                          ParentApplication(42, "Files", std::nullopt))});
     EXPECT_TRUE(runner_->calls.empty()) << "a disk without mounts runs no command";
-    ASSERT_EQ(blockers.size(), 1u);
-    const auto files = std::vector<OpenFileReference>();
-    EXPECT_EQ(blockers[0], (BlockingProcess{900, 42, "live900", 501u, std::nullopt, files,
-                                            "/usr/bin/live900", metadataOf(900).startTime, true,
-                                            ParentApplication(42, "Files", std::nullopt)}));
 }
 
 } // namespace

@@ -103,12 +103,11 @@ TEST_F(ProcessMetadataProviderTest, CommandPrefersApplicationIdThenNameThenCommT
 
 TEST_F(ProcessMetadataProviderTest, FindsTheNearestShownApplicationAmongTheAncestors) {
     // 4242 (itself an app) -> 500 (background helper of an app) -> 400 (shell) -> 300 (terminal)
-    addProcess(300, 1);
-    addProcess(400, 300);
-    addProcess(500, 400);
-    addProcess(4242, 500);
-    addProcess(600, 600); // its own parent
-    addProcess(601, 600);
+    // and 601 -> 600, its own parent.
+    for (const auto& [pid, parent] :
+         {std::pair{300, 1}, {400, 300}, {500, 400}, {4242, 500}, {600, 600}, {601, 600}}) {
+        addProcess(pid, parent);
+    }
     addApplication(4242, "Self", "org.example.Self");
     addApplication(500, "Helper", "org.example.Helper", ActivationPolicy::prohibited);
     addApplication(300, std::nullopt, std::nullopt); // no name and no id: "App"

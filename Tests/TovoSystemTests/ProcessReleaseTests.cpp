@@ -59,7 +59,6 @@ struct Scene {
     GracefulProcessReleaser releaser() {
         return GracefulProcessReleaser(executor, userID, ownPID, metadata, registry);
     }
-    std::vector<QuitRoute> asked() const { return registry->routesTaken; }
 };
 using Arrange = std::function<void(Scene&)>;
 const std::vector<QuitRoute> askedOnce{QuitRoute::mediaPlayer};
@@ -263,7 +262,8 @@ TEST(Request, ActsAtMostOnceAndOnlyAfterTheIdentityCheck) {
             std::tie(attempt.processID, attempt.processName, attempt.disposition, attempt.message),
             std::tie(pid, name, c.disposition, c.message));
         EXPECT_EQ(scene.signals, (c.outcome & signalled ? Signals{{pid, SIGTERM}} : Signals{}));
-        EXPECT_EQ(scene.asked(), c.outcome & asked ? askedOnce : std::vector<QuitRoute>{});
+        EXPECT_EQ(scene.registry->routesTaken,
+                  c.outcome & asked ? askedOnce : std::vector<QuitRoute>{});
     }
 }
 
@@ -340,7 +340,7 @@ TEST(ReleasePlan, FirstMatchingRuleWins) {
             quitName ? ReleaseStrategy::quitApplication : ReleaseStrategy::manualAction, c.message};
         EXPECT_EQ(scene.await(scene.releaser().planRelease({scene.process})),
                   std::vector<ProcessReleasePlan>{expected});
-        EXPECT_TRUE(scene.asked().empty());
+        EXPECT_TRUE(scene.registry->routesTaken.empty());
     }
 }
 
@@ -351,9 +351,8 @@ TEST(ReleaseRequestList, OneAttemptPerBlockerInOrderAndEachPidAskedOnce) {
     const auto attempts =
         scene.await(scene.releaser().requestRelease({scene.process, shell, scene.process}));
     ASSERT_EQ(attempts.size(), 3u);
-    EXPECT_EQ(attempts[0].disposition, requested);
-    EXPECT_EQ(attempts[1].message, shellText);
-    EXPECT_EQ(attempts[2].disposition, requested);
+    EXPECT_EQ(std::tie(attempts[0].disposition, attempts[1].message, attempts[2].disposition),
+              std::tie(requested, shellText, requested));
     EXPECT_NE(attempts[2].id, attempts[0].id);
     EXPECT_EQ(scene.registry->terminateRequests, std::vector<std::int32_t>{pid});
 }
