@@ -2,9 +2,7 @@
 
 #include "TovoSystem/Services/ApplicationRegistry.hpp"
 
-#include <functional>
 #include <map>
-#include <optional>
 #include <vector>
 
 namespace tovo::testing {
@@ -24,7 +22,6 @@ public:
     QuitRequestOutcome terminateOutcome = QuitRequestOutcome::sent;
     std::optional<std::string> ownIdentifier = std::string(tovoApplicationID);
     std::vector<std::int32_t> terminateRequests; ///< requests that went out
-    std::vector<std::int32_t> activateRequests;
     /// Set: every application is gone after this many lookups, as when an app
     /// quits between the plan and the request.
     std::optional<int> lookupsBeforeVanishing;
@@ -37,12 +34,10 @@ public:
         if (lookupsBeforeVanishing && lookups_++ >= *lookupsBeforeVanishing) {
             return std::nullopt;
         }
-        auto found = applications.find(pid);
-        return found == applications.end() ? std::nullopt : std::optional(found->second);
+        return applications.contains(pid) ? std::optional(applications.at(pid)) : std::nullopt;
     }
     bool isTerminated(std::int32_t pid) const override {
-        auto found = terminated.find(pid);
-        return found != terminated.end() && found->second;
+        return terminated.contains(pid) && terminated.at(pid);
     }
     std::optional<QuitRoute> quitRoute(std::int32_t pid) const override {
         return applications.contains(pid) ? route : std::nullopt;
@@ -62,10 +57,7 @@ public:
         }
         return terminateOutcome;
     }
-    bool activate(std::int32_t pid) override {
-        activateRequests.push_back(pid);
-        return true;
-    }
+    bool activate(std::int32_t) override { return true; }
     std::optional<std::string> ownBundleIdentifier() const override { return ownIdentifier; }
 
 private:

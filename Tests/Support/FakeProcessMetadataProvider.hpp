@@ -17,12 +17,10 @@ public:
     }
 
     std::optional<ProcessMetadata> metadata(std::int32_t pid) const override {
-        auto found = processes.find(pid);
-        return found == processes.end() ? std::nullopt : std::optional(found->second);
+        return processes.contains(pid) ? std::optional(processes.at(pid)) : std::nullopt;
     }
     std::optional<ParentApplication> parentApplication(std::int32_t pid) const override {
-        auto found = parents.find(pid);
-        return found == parents.end() ? std::nullopt : std::optional(found->second);
+        return parents.contains(pid) ? std::optional(parents.at(pid)) : std::nullopt;
     }
 };
 

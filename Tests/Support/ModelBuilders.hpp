@@ -3,8 +3,6 @@
 #include "TovoCore/Models/BlockingProcess.hpp"
 #include "TovoCore/Models/ExternalDisk.hpp"
 
-#include <string>
-
 namespace tovo::testing {
 
 /// Small, complete values for tests; adjust the fields a test is about.

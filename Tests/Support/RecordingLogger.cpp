@@ -1,6 +1,7 @@
 #include "Support/RecordingLogger.hpp"
 
 #include <algorithm>
+#include <ranges>
 
 namespace tovo::testing {
 
@@ -16,11 +17,8 @@ std::vector<RecordingLogger::Entry> RecordingLogger::entries() const {
 
 std::vector<std::string> RecordingLogger::messages() const {
     std::lock_guard lock(mutex_);
-    std::vector<std::string> result;
-    for (const auto& entry : entries_) {
-        result.push_back(entry.message);
-    }
-    return result;
+    const auto view = entries_ | std::views::transform(&Entry::message);
+    return {view.begin(), view.end()};
 }
 
 bool RecordingLogger::contains(LogLevel level, std::string_view message) const {

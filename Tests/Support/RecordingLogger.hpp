@@ -3,7 +3,6 @@
 #include "TovoCore/Services/Logger.hpp"
 
 #include <mutex>
-#include <string>
 #include <vector>
 
 namespace tovo::testing {

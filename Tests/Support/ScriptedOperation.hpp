@@ -1,16 +1,10 @@
 #pragma once
 
-#include "TovoCore/Async/CancellationError.hpp"
 #include "TovoCore/Async/Executor.hpp"
 #include "TovoCore/Async/Task.hpp"
 
-#include <deque>
-#include <exception>
-#include <functional>
 #include <memory>
-#include <optional>
 #include <stdexcept>
-#include <stop_token>
 #include <type_traits>
 #include <variant>
 #include <vector>

@@ -3,12 +3,6 @@
 #include "Support/ScriptedOperation.hpp"
 #include "TovoCore/Services/TovoServices.hpp"
 
-#include <functional>
-#include <optional>
-#include <string>
-#include <variant>
-#include <vector>
-
 // Doubles of the six service interfaces whose answers and timing the test scripts
 // (see ScriptedOperation). Plans answer at once unless a test holds them.
 

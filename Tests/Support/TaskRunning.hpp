@@ -1,11 +1,7 @@
 #pragma once
 
-#include "TovoCore/Async/Executor.hpp"
 #include "TovoCore/Async/Spawn.hpp"
 
-#include <chrono>
-#include <memory>
-#include <optional>
 #include <stdexcept>
 #include <type_traits>
 #include <variant>

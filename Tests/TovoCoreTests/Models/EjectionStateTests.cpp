@@ -1,7 +1,5 @@
 #include "Support/ModelBuilders.hpp"
 #include "Support/TaskRunning.hpp"
-#include "TovoCore/Async/CancellationError.hpp"
-#include "TovoCore/Models/EjectionState.hpp"
 #include "TovoCore/Services/TovoServices.hpp"
 
 #include <gtest/gtest.h>
@@ -66,9 +64,8 @@ TEST(DefaultReleasePlanTest, OnePlanPerProcessLeftToTheUser) {
     const auto p = testing::makeProcess(5, "tool");
     ManualExecutor executor;
     const auto plans = testing::runToEnd(executor, planner.planRelease({p, p}));
-    ASSERT_EQ(plans.size(), 2u);
-    EXPECT_EQ(plans[1], (ProcessReleasePlan{5, "tool", ReleaseStrategy::manualAction,
-                                            "Close this process, then try again."}));
+    EXPECT_EQ(plans, std::vector(2, ProcessReleasePlan{5, "tool", ReleaseStrategy::manualAction,
+                                                       "Close this process, then try again."}));
 }
 
 } // namespace

@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <fstream>
-#include <sstream>
+#include <iterator>
 
 namespace tovo {
 namespace {
@@ -24,11 +24,10 @@ std::string fields(std::initializer_list<std::initializer_list<std::string>> set
 
 template<class T>
 std::string text(const std::optional<T>& value) {
-    if constexpr (std::is_arithmetic_v<T>) {
-        return value ? std::to_string(*value) : "-";
-    } else {
-        return value.value_or("-");
-    }
+    return value ? std::to_string(*value) : "-";
+}
+std::string text(const std::optional<std::string>& value) {
+    return value.value_or("-");
 }
 
 // One line per process: "pid command user parent login | path fd type access, ...".
@@ -49,9 +48,7 @@ std::string describe(const std::string& buffer) {
 TEST(LsofFieldParserTest, ReadsRealOutputOfATmpfsWithTwoHolders) {
     std::ifstream in(std::string(TOVO_FIXTURES) + "/lsof-tmpfs-two-holders.bin", std::ios::binary);
     ASSERT_TRUE(in) << "missing fixture";
-    std::stringstream buffer;
-    buffer << in.rdbuf();
-    EXPECT_EQ(describe(buffer.str()),
+    EXPECT_EQ(describe({std::istreambuf_iterator<char>(in), {}}),
               "7752 sleep 0 7747 root | /tmp/tovo-cap.6Ke4/My Folder cwd DIR unknown,\n"
               "7753 sleep 0 7747 root | /tmp/tovo-cap.6Ke4/notes (draft).txt 3 REG write,\n");
 }

@@ -71,11 +71,8 @@ TEST_P(TovoWorkflowRefreshDuringOperationTest, LeavesTheStateUntouched) {
     const auto disks = workflow.disks();
     h.logger.clear();
 
-    if (param.fails) {
-        h.volumes->listing.enqueueError(std::runtime_error("gone"));
-    } else {
-        h.volumes->listing.enqueueValue({archive});
-    }
+    param.fails ? h.volumes->listing.enqueueError(std::runtime_error("gone"))
+                : h.volumes->listing.enqueueValue({archive});
     h.start(workflow.refresh());
 
     EXPECT_EQ(workflow.phase(), phase);

@@ -4,8 +4,6 @@
 #include "Support/RecordingLogger.hpp"
 #include "Support/ScriptedBusyCauseFinder.hpp"
 #include "Support/ScriptedServices.hpp"
-#include "TovoCore/Async/Clock.hpp"
-#include "TovoCore/Async/Executor.hpp"
 #include "TovoCore/Async/Spawn.hpp"
 #include "TovoCore/Workflow/TovoWorkflow.hpp"
 
@@ -13,10 +11,6 @@
 #include <gtest/gtest.h>
 
 #include <array>
-#include <chrono>
-#include <memory>
-#include <string>
-#include <vector>
 
 namespace tovo::testing {
 
