@@ -19,7 +19,7 @@ using ::testing::ElementsAre;
 using namespace KernelUseTables;
 const auto write = testing::writeText;
 
-TEST(KernelUseTablesTest, ReadsSwapAreasAndExportsAsTheKernelEscapesThem) {
+TEST(KernelUseTablesTest, ReadsSwapsExportsPropagationHidepidAndDeviceNumbers) {
     EXPECT_THAT(parseSwaps("Filename\t\t\t\tType\t\tSize\t\tUsed\t\tPriority\n"
                            "/dev/sdz2                               partition\t1048572\t\t0\t\t-2\n"
                            "/media/u/My\\040Disk/swapfile\tfile\t\t65532\t\t0\t\t-3\n"
@@ -30,10 +30,8 @@ TEST(KernelUseTablesTest, ReadsSwapAreasAndExportsAsTheKernelEscapesThem) {
     EXPECT_THAT(parseExports("# Version 1.1\n# Path Client(Flags) # IPs\n"
                              "/media/u/My\\040Disk\t*(rw,root_squash,sync)\n"),
                 ElementsAre("/media/u/My Disk"));
-}
 
-// Shared and following copies of real mounts are the namespace suite's.
-TEST(KernelUseTablesTest, ReadsPropagationHidepidAndTheKernelsDeviceNumbers) {
+    // Shared and following copies of real mounts are the namespace suite's.
     EXPECT_EQ(parsePropagation("200 30 8:17 / /c rw master:5 propagate_from:2 - ext4 /dev/sdz1 rw")
                   .at(200),
               (Propagation{std::nullopt, 5}));

@@ -40,7 +40,7 @@ protected:
     DesktopApplicationRegistry::Options options;
 };
 
-TEST_F(DesktopApplicationRegistryTest, MainProcessOfAnAppUnitIsARegularApplication) {
+TEST_F(DesktopApplicationRegistryTest, MainProcessOfAnAppUnitIsAnApplicationAsItsEntrySays) {
     addProcess(4242, 900, "evince", appSlice + "app-gnome-org.gnome.Evince-4242.scope\n");
     addEntry("home", "org.gnome.Evince", "Name=Document Viewer\nName[de]=Dokumentenbetrachter\n");
     addEntry("system", "org.gnome.Evince", "Name=System copy\n");
@@ -48,9 +48,8 @@ TEST_F(DesktopApplicationRegistryTest, MainProcessOfAnAppUnitIsARegularApplicati
                                                 ActivationPolicy::regular}));
     options.locale.reset();
     EXPECT_EQ(lookUp(4242)->localizedName, "Document Viewer");
-}
 
-TEST_F(DesktopApplicationRegistryTest, PolicyFollowsTheEntryAndTheUnitsMainProcess) {
+    // The policy follows the entry and the unit's main process.
     const auto unit = appSlice + "app-org.example.Tray@1.service\n";
     addProcess(5000, 1, "tray", unit);
     addProcess(5001, 5000, "tray-helper", unit);
@@ -110,12 +109,12 @@ TEST_F(DesktopApplicationRegistryTest, PlainGoneAndZombieProcesses) {
     addProcess(8000, 900, "lsof", appSlice + "app-org.gnome.Terminal.slice/vte-spawn-1.scope\n");
     write(options.procRoot / "9001/stat", "9001 (b) Z (x) Z 900 9001 0 0 -1\n");
     DesktopApplicationRegistry registry(options);
-    EXPECT_EQ(registry.runningApplication(8000), std::nullopt);
-    EXPECT_EQ(registry.runningApplication(8999), std::nullopt);
-    EXPECT_EQ(registry.runningApplication(-5), std::nullopt);
-    EXPECT_FALSE(registry.isTerminated(8000));
-    EXPECT_TRUE(registry.isTerminated(9001));
-    EXPECT_TRUE(registry.isTerminated(8999));
+    for (const auto pid : {8000, 8999, -5}) {
+        EXPECT_EQ(registry.runningApplication(pid), std::nullopt) << pid;
+    }
+    EXPECT_EQ(std::tuple(registry.isTerminated(8000), registry.isTerminated(9001),
+                         registry.isTerminated(8999)),
+              std::tuple(false, true, true));
 }
 
 TEST_F(DesktopApplicationRegistryTest, WithoutBusOrDisplayNothingIsSent) {

@@ -26,6 +26,11 @@ using testing::Properties;
 FakeDeviceTree everyKindOfDisk() {
     FakeDeviceTree t;
     addUsbDisk(t, "sdc", 42, false, {}, {{}, {}});
+    addUsbDisk(t, "sdb", 41, true,
+               {{"ID_PART_TABLE_UUID", "5f2c1e7a-01"},
+                {"ID_VENDOR_ENC", "SanDisk\\x20"},
+                {"ID_MODEL_ENC", "Cruzer\\x20Blade\\x20\\x20"}},
+               {fileSystem("AB12-CD34", "STICK\\x202\\xff", "vfat")}, "2-5");
     addInternalDisk(t, "sda", 1, {{}, {}});
     addLoopImage(t, "zram0", 10, {}, false);
     t.addStacked("dm-0", {addUsbDisk(t, "sdf", 44, false, {}, {{}}, "2-4") + "/sdf1"});
@@ -36,7 +41,7 @@ FakeDeviceTree everyKindOfDisk() {
 
 constexpr auto none = std::nullopt;
 
-TEST(DiskIdentityResolveTest, GroupsAndIdentifiesTheWholeDisk) {
+TEST(DiskIdentityResolveTest, GroupsIdentifiesAndDescribesTheWholeDisk) {
     const auto tree = everyKindOfDisk();
     using Facts =
         std::tuple<std::string, std::optional<std::uint64_t>, bool, std::optional<std::string>>;
@@ -53,15 +58,8 @@ TEST(DiskIdentityResolveTest, GroupsAndIdentifiesTheWholeDisk) {
                   facts)
             << source;
     }
-}
 
-TEST(DiskIdentityResolveTest, ReportsTheWholeDiskFacts) {
-    FakeDeviceTree tree;
-    addUsbDisk(tree, "sdb", 41, true,
-               {{"ID_PART_TABLE_UUID", "5f2c1e7a-01"},
-                {"ID_VENDOR_ENC", "SanDisk\\x20"},
-                {"ID_MODEL_ENC", "Cruzer\\x20Blade\\x20\\x20"}},
-               {fileSystem("AB12-CD34", "STICK\\x202\\xff", "vfat")});
+    // The whole disk's facts, and the file system's.
     const auto resolved = DiskIdentityResolver(tree).resolve(tree.named("/dev/sdb1"));
     ASSERT_TRUE(resolved.resolved.identity);
     EXPECT_EQ(*resolved.resolved.identity,
@@ -85,6 +83,11 @@ TEST(DiskIdentityChoiceTest, BlankNamesFallThroughAndLogicalGroupingFallsBack) {
                   ->groupingID,
               "logical-media:U-1");
     EXPECT_EQ(DiskIdentityChoice::choose(std::nullopt, {}), std::nullopt);
+
+    // Only APFS volumes share their container's capacity.
+    EXPECT_EQ(CapacityPoolIdentifier::make(std::nullopt, "disk4", "io:77"), std::nullopt);
+    EXPECT_EQ(CapacityPoolIdentifier::make("exfat", "disk4", "io:77"), std::nullopt);
+    EXPECT_EQ(CapacityPoolIdentifier::make(" APFS\n", "disk4", "io:77"), "apfs:disk4");
 }
 
 TEST(DiskIdentityWalkTest, TheHighestWholeDiskWinsAndFlagsStick) {
@@ -175,17 +178,14 @@ TEST_F(SystemVolumeProviderTest, SkipsVolumesWhoseDeviceVanishedAndCountsEachFil
     EXPECT_EQ(disks[0].volumes[0].mountURL, "/media/u/Photos");
 }
 
-TEST_F(SystemVolumeProviderTest, NothingMountedExternallyListsNothing) {
-    EXPECT_TRUE(list("").empty());
-    std::filesystem::remove(mountInfoPath);
-    EXPECT_TRUE(list(std::nullopt).empty()) << "an unreadable mount table lists nothing";
-}
-
 // Anyone can mount FUSE with any source text: only the device number, or for btrfs the
 // file system's own UUID (the real-disk suite mounts both), ties a mount to a disk. A
 // btrfs mount naming a device without btrfs ties to nothing.
-TEST_F(SystemVolumeProviderTest, ABtrfsMountNamingADeviceWithoutBtrfsJoinsNothing) {
+TEST_F(SystemVolumeProviderTest, NothingMountedExternallyListsNothing) {
+    EXPECT_TRUE(list("").empty());
     EXPECT_TRUE(list("40 27 0:60 / /media/u/m rw - btrfs /dev/sdb1 rw\n").empty());
+    std::filesystem::remove(mountInfoPath);
+    EXPECT_TRUE(list(std::nullopt).empty()) << "an unreadable mount table lists nothing";
 }
 
 // No UUID and no label: the volume goes by its mount path, decoded for the name only.
@@ -205,12 +205,6 @@ TEST_F(SystemVolumeProviderTest, NamesAreDecodedLossilyAndMountPathsKeptExact) {
         EXPECT_EQ(std::tie(disks[0].displayName, volume.mountURL, volume.id),
                   std::tie(name, mountPoint, mountPoint));
     }
-}
-
-TEST(CapacityPoolIdentifierTest, PoolsOnlyApfsVolumesByContainer) {
-    EXPECT_EQ(CapacityPoolIdentifier::make(std::nullopt, "disk4", "io:77"), std::nullopt);
-    EXPECT_EQ(CapacityPoolIdentifier::make("exfat", "disk4", "io:77"), std::nullopt);
-    EXPECT_EQ(CapacityPoolIdentifier::make(" APFS\n", "disk4", "io:77"), "apfs:disk4");
 }
 
 } // namespace

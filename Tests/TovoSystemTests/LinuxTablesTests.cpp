@@ -17,15 +17,13 @@ namespace {
 using testing::writeText;
 
 // Only a backslash and three octal digits of a byte's value are an escape.
-TEST(MountInfoDecodeTest, UndoesKernelEscapesOnly) {
+TEST(MountInfoTest, UndoesKernelEscapesOnlyAndReadsEveryField) {
     EXPECT_EQ(MountInfo::decode("/m/My\\040a\\011b\\012c\\303\\251"), "/m/My a\tb\nc\xc3\xa9");
     EXPECT_EQ(MountInfo::decode("/m/\\134040"), "/m/\\040");
     for (const auto* kept : {"/m/a\\b", "/m/x\\04", "/m/\\089", "/m/\\777"}) {
         EXPECT_EQ(MountInfo::decode(kept), kept);
     }
-}
-
-TEST(MountInfoParseTest, ReadsEveryFieldAroundTheOptionalOnesAndSkipsMalformedLines) {
+    // Every field is read around the optional ones; malformed lines are skipped.
     const auto entries = MountInfo::parse(
         "36 35 98:0 /mnt1 /mnt\\0402 rw,noatime master:1 shared:7 - ext3 /dev/root "
         "rw,errors=remount-ro\n"
@@ -50,7 +48,7 @@ TEST(ProcOpenFileScanner, ReadsFileMapsWithHexDevicesAndEscapedLineFeeds) {
     EXPECT_EQ(ProcOpenFileScanner::parseMaps(maps), mapped);
 }
 
-TEST(SystemdUnitName, ParsesLauncherAndUnescapedId) {
+TEST(SystemdUnitName, ParsesLauncherAndUnescapedIdAndFindsTheUnitOfACgroupFile) {
     using Unit = std::optional<SystemdAppUnit>;
     const auto parse = &SystemdUnitName::parseAppUnit;
     const std::string evince = "app-gnome-org.gnome.Evince-12345.scope";
@@ -66,9 +64,8 @@ TEST(SystemdUnitName, ParsesLauncherAndUnescapedId) {
           "app--x-1.scope", "app-.service", "session-2.scope"}) {
         EXPECT_EQ(parse(unit), std::nullopt) << unit;
     }
-}
 
-TEST(SystemdUnitName, FindsTheInnermostAppUnitOfACgroupFile) {
+    // The innermost application unit of a cgroup file.
     const std::string slice = "/user.slice/user-1000.slice/user@1000.service/app.slice/";
     const auto mail = slice + "app-org.example.Mail@1.service";
     const auto unitOf = [](const std::string& text) {

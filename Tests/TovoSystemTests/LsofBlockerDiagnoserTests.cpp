@@ -226,10 +226,8 @@ TEST_F(LsofBlockerDiagnoserTest, TakesParentAndCommandFromTheKernelAndLeavesOutT
     const auto& b = blockers[0];
     EXPECT_EQ(std::tie(b.command, b.parentPID, b.executablePath, b.startTime, b.parentApplication),
               std::make_tuple("x) S 1", 42, "/usr/bin/live500", metadataOf(500).startTime, files));
-}
 
-// The kernel's name wins unless it is lsof's name cut to 15 bytes.
-TEST(ReconciledCommand, PrefersTheKernelsNameUnlessItIsLsofsCut) {
+    // The kernel's name wins unless it is lsof's name cut to 15 bytes.
     const auto reconciled = &LsofBlockerDiagnoser::reconciledCommand;
     EXPECT_EQ(reconciled("tracker-miner-fs-3", "tracker-miner-f"), "tracker-miner-fs-3");
     EXPECT_EQ(reconciled("editor-2", "editor"), "editor");
@@ -289,19 +287,17 @@ TEST_F(LsofBlockerDiagnoserTest, TheDissenterIsAddedLastOnlyWhenPlausibleAndNew)
         EXPECT_EQ(pids(blockers), expected) << dissenter;
         EXPECT_FALSE(blockers.front().isSystemDissent) << "a listed dissenter stays as lsof saw it";
     }
-}
 
-TEST_F(LsofBlockerDiagnoserTest, TheDissenterIsDescribedFromItsMetadata) {
+    // Unlisted, it is described from its metadata.
     disk_.volumes.clear();
-    metadata_->add(metadataOf(900));
     metadata_->parents[900] = ParentApplication{42, "Files", std::nullopt};
-
+    const auto runs = runner_->calls.size();
     const std::vector<OpenFileReference> none;
     EXPECT_EQ(diagnose(900),
               std::vector{BlockingProcess(900, 42, "live900", 501u, std::nullopt, none,
                                           "/usr/bin/live900", metadataOf(900).startTime, true,
                                           ParentApplication(42, "Files", std::nullopt))});
-    EXPECT_TRUE(runner_->calls.empty()) << "a disk without mounts runs no command";
+    EXPECT_EQ(runner_->calls.size(), runs) << "a disk without mounts runs no command";
 }
 
 } // namespace
