@@ -99,9 +99,7 @@ private:
             }
             finished = true;
             outcome = std::move(answer);
-            if (waiter) {
-                executor.post([waiter = waiter] { waiter.resume(); });
-            }
+            executor.post([waiter = waiter] { waiter.resume(); });
         }
 
         Executor& executor;

@@ -1,5 +1,4 @@
 #include "Support/ModelBuilders.hpp"
-#include "TovoCore/Models/BlockingProcess.hpp"
 
 #include <gtest/gtest.h>
 

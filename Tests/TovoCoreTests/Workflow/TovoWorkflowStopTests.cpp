@@ -20,7 +20,6 @@ TEST(TovoWorkflowStopTest, FullStopFlowEndsOnTheSuccessScreen) {
     EXPECT_TRUE(operation.isDone());
     EXPECT_EQ(h.workflow->phase(), EjectionPhase::ejected("Photos"));
     EXPECT_EQ(h.workflow->releaseAttempts(), std::vector{sent});
-    EXPECT_EQ(h.workflow->disks(), std::vector{backup});
     EXPECT_EQ(h.stopper->stops.calls(), Processes{editor});
     EXPECT_EQ(h.logger.entries(),
               (std::vector<Entry>{{Level::info, "Stop requested method=terminateProcess"},

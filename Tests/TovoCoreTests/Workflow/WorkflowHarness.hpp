@@ -8,7 +8,6 @@
 #include "TovoCore/Workflow/TovoWorkflow.hpp"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <array>
 
