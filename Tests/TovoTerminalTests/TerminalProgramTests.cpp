@@ -6,6 +6,7 @@
 #include "TovoTerminal/ProgressLine.hpp"
 #include "TovoTerminal/TerminalStyle.hpp"
 #include "TovoTerminalTests/TerminalRunning.hpp"
+#include "TovoTests/PresentationTestValues.hpp"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -49,10 +50,7 @@ TEST(TerminalEject, AsksForTheReviewOnceEvenWhenTheDiskStaysBusy) {
     const auto eject = runTerminal({"eject", "345-BACKUP"}, "y\ny\n", [&](Executor& executor) {
         auto graph = makeDemoServiceGraph(DemoScenarioKind::tovoable, executor);
         releaser = std::make_shared<ScriptedProcessReleaser>(executor);
-        releaser->planEach([](const BlockingProcess& process) {
-            return ProcessReleasePlan{process.pid, process.command,
-                                      ReleaseStrategy::quitApplication, "Tovo will ask."};
-        });
+        releaser->planEach([](const BlockingProcess& process) { return quitPlan(process.pid); });
         releaser->answerRequestsWith(ReleaseDisposition::requested);
         graph.releaser = releaser;
         graph.settleDelayNanoseconds = graph.releaseTimeoutNanoseconds = 0;

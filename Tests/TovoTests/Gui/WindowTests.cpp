@@ -64,24 +64,8 @@ TEST_P(LongNameLayout, NothingReachesPastTheWindowAtAnyWidthItAllows) {
 INSTANTIATE_TEST_SUITE_P(Widths, LongNameLayout, ::testing::Values(420, 440, 560));
 
 // Opening a row in the review makes the sheet taller, up to the screen; past that
-// its list scrolls. Its header is never squeezed.
-void expectHeaderNotSqueezed(SheetFrame& sheet) {
-    for (QLabel* label : sheet.findChildren<QLabel*>()) {
-        if (!label->isVisibleTo(&sheet) || sheet.list()->isAncestorOf(label) ||
-            !label->wordWrap()) {
-            continue;
-        }
-        EXPECT_GE(label->height(), label->heightForWidth(label->width()))
-            << label->text().toStdString();
-    }
-}
-
-// Sheets are exactly as large as their content, with no maximise button.
-void expectFixed(QDialog& sheet) {
-    EXPECT_EQ(sheet.minimumSize(), sheet.maximumSize());
-    EXPECT_FALSE(sheet.windowFlags().testFlag(Qt::WindowMaximizeButtonHint));
-}
-
+// its list scrolls. Its header is never squeezed. Sheets are exactly as large as their
+// content, with no maximise button.
 TEST(ReleaseReview, GrowsWhenARowOpensAndKeepsItsHeaderWhole) {
     WindowHarness harness(DemoScenarioKind::tovoable);
     harness.showAndList();
@@ -92,9 +76,16 @@ TEST(ReleaseReview, GrowsWhenARowOpensAndKeepsItsHeaderWhole) {
     harness.click(review.entries().at(0)->disclosureButton());
     harness.settle();
     EXPECT_GT(review.height(), closed);
-    expectFixed(review);
+    EXPECT_EQ(review.minimumSize(), review.maximumSize());
+    EXPECT_FALSE(review.windowFlags().testFlag(Qt::WindowMaximizeButtonHint));
     EXPECT_EQ(review.list()->verticalScrollBar()->maximum(), 0) << "it fits: nothing scrolls";
-    expectHeaderNotSqueezed(review);
+    for (QLabel* label : review.findChildren<QLabel*>()) {
+        if (label->isVisibleTo(&review) && !review.list()->isAncestorOf(label) &&
+            label->wordWrap()) {
+            EXPECT_GE(label->height(), label->heightForWidth(label->width()))
+                << label->text().toStdString();
+        }
+    }
 }
 
 /// The demo's services over a listing the test answers.
@@ -142,9 +133,9 @@ TEST_P(DiskSelection, ClickingACardSelectsItsDiskAnimatedOnlyWhenMotionIsAllowed
     EXPECT_EQ(harness.content().diskSelector()->countBadge()->text(), QStringLiteral("2"));
     harness.click(cards[1]);
     ASSERT_TRUE(harness.runUntil([&] { return cards[1]->isSelected(); }, false));
-    EXPECT_EQ(harness.workflow().selectedDiskID(), std::optional<std::string>("attachment:2"));
-    EXPECT_FALSE(cards[0]->isSelected());
-    EXPECT_EQ(harness.window().ejectAction()->text(), QStringLiteral("Eject DISK2"));
+    EXPECT_EQ(std::tuple(harness.workflow().selectedDiskID().value_or(""), cards[0]->isSelected(),
+                         harness.window().ejectAction()->text()),
+              std::tuple("attachment:2", false, QStringLiteral("Eject DISK2")));
     EXPECT_EQ(cards[1]->isAnimating(), !reduceMotion);
     if (!reduceMotion) {
         EXPECT_LT(cards[1]->selectionProgress(), 1.0);
@@ -172,10 +163,9 @@ TEST_P(WriteOutWindow, ShowsWhatIsLeftWhileEjectingAndAsksBeforeClosing) {
     std::shared_ptr<ScriptedDiskEjector> ejector;
     WindowHarness harness(std::nullopt, [&](Executor& executor) {
         auto graph = makeDemoServiceGraph(DemoScenarioKind::ready, executor);
-        ejector = std::make_shared<ScriptedDiskEjector>(executor);
+        graph.ejector = ejector = std::make_shared<ScriptedDiskEjector>(executor);
         auto monitor = std::make_shared<FakeWriteOutMonitor>(executor);
         monitor->samples.setValue({true, 312'000'000, WriteOutScope::disk, 8'200'000});
-        graph.ejector = ejector;
         graph.writeOutMonitor = monitor;
         return graph;
     });
@@ -189,6 +179,7 @@ TEST_P(WriteOutWindow, ShowsWhatIsLeftWhileEjectingAndAsksBeforeClosing) {
         return view != nullptr && view->isVisible();
     }));
     EXPECT_TRUE(view->detailLabel()->text().startsWith("312 MB left"));
+    // Listing the disks is no phase change: nothing was said before the eject.
     EXPECT_THAT(announcements.sentences,
                 ElementsAre("Checking the disk.", ::testing::StartsWith("Still writing data")));
 

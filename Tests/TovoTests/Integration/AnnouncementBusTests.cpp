@@ -56,8 +56,6 @@ bool hasLineWith(const std::filesystem::path& file, std::initializer_list<std::s
     return false;
 }
 
-void hearPhaseSentence(const std::filesystem::path& folder);
-
 TEST(AccessibilityBus, APhaseSentenceReachesAListenerAsLiveRegionTextAndAnnouncement) {
     if (!hasTools()) {
         GTEST_SKIP() << "needs Xvfb, dbus-daemon, at-spi2-core and python3-pyatspi";
@@ -66,56 +64,52 @@ TEST(AccessibilityBus, APhaseSentenceReachesAListenerAsLiveRegionTextAndAnnounce
     // become this process's children, to be reaped here rather than left as zombies.
     ::prctl(PR_SET_CHILD_SUBREAPER, 1);
     {
-        TemporaryFolder folder;
-        hearPhaseSentence(folder.path());
+        TemporaryFolder temporary;
+        const auto& folder = temporary.path();
+        const VirtualDisplay display(folder / "display");
+        ASSERT_FALSE(display.name().empty());
+        const PrivateBus sessionBus(folder);
+        // The listener and the window find the accessibility bus through the session
+        // bus; the children take these from this process.
+        ::setenv("DISPLAY", display.name().c_str(), 1);
+        ::setenv("DBUS_SESSION_BUS_ADDRESS", sessionBus.address().c_str(), 1);
+        ::unsetenv("AT_SPI_BUS_ADDRESS");
+        ::setenv("QT_QPA_PLATFORM", "xcb", 1);
+        ::setenv("QT_LINUX_ACCESSIBILITY_ALWAYS_ON", "1", 1);
+        TestChild bus({accessibilityBus, "--launch-immediately"},
+                      {.folder = folder, .stopSignal = SIGTERM});
+        writeText(folder / "listener.py", listenerScript);
+        const auto heard = folder / "heard";
+        TestChild listener({python, (folder / "listener.py").string(), "60"},
+                           {.folder = folder, .output = heard, .stopSignal = SIGTERM});
+        ASSERT_TRUE(
+            eventually([&] { return hasLineWith(heard, {"ready"}); }, std::chrono::seconds(20)))
+            << readText(heard).value_or("");
+        {
+            WindowHarness harness(DemoScenarioKind::ready);
+            harness.showAndList();
+            // Qt's bridge joins the accessibility bus a moment after the window opens.
+            ASSERT_TRUE(QTest::qWaitFor(
+                [] { return QDBusConnection(QStringLiteral("a11y")).isConnected(); }, 20000));
+            harness.click(harness.actionBar().primaryButton());
+            ASSERT_TRUE(harness.runUntilPhase<EjectionPhase::Ejected>());
+            // Heard as a polite live region's new text and, by readers that take it, as
+            // AT-SPI's announcement.
+            const std::string said = "\"data\": \"345-BACKUP ejected safely.\"";
+            EXPECT_TRUE(QTest::qWaitFor(
+                [&] {
+                    return hasLineWith(heard, {"\"object:text-changed:insert\"", said,
+                                               "\"container-live\": \"polite\"",
+                                               "\"parent\": \"Status\""}) &&
+                           hasLineWith(heard, {"\"object:announcement\"", said});
+                },
+                20000))
+                << readText(heard).value_or("");
+        }
+        // The X server goes before the test ends: the application must not outlive it.
+        delete QCoreApplication::instance();
     }
     EXPECT_TRUE(eventually([] { return ::waitpid(-1, nullptr, WNOHANG) < 0 && errno == ECHILD; }));
-}
-
-void hearPhaseSentence(const std::filesystem::path& folder) {
-    const VirtualDisplay display(folder / "display");
-    ASSERT_FALSE(display.name().empty());
-    const PrivateBus sessionBus(folder);
-    // The listener and the window find the accessibility bus through the session bus.
-    const std::vector<std::string> environment{"DISPLAY=" + display.name(),
-                                               "DBUS_SESSION_BUS_ADDRESS=" + sessionBus.address()};
-    ::setenv("DISPLAY", display.name().c_str(), 1);
-    ::setenv("DBUS_SESSION_BUS_ADDRESS", sessionBus.address().c_str(), 1);
-    ::unsetenv("AT_SPI_BUS_ADDRESS");
-    ::setenv("QT_QPA_PLATFORM", "xcb", 1);
-    ::setenv("QT_LINUX_ACCESSIBILITY_ALWAYS_ON", "1", 1);
-    TestChild bus({accessibilityBus, "--launch-immediately"},
-                  {environment, folder, "/dev/null", SIGTERM});
-    writeText(folder / "listener.py", listenerScript);
-    const auto heard = folder / "heard";
-    TestChild listener({python, (folder / "listener.py").string(), "60"},
-                       {environment, folder, heard, SIGTERM});
-    ASSERT_TRUE(eventually([&] { return hasLineWith(heard, {"ready"}); }, std::chrono::seconds(20)))
-        << readText(heard).value_or("");
-
-    {
-        WindowHarness harness(DemoScenarioKind::ready);
-        harness.showAndList();
-        // Qt's bridge joins the accessibility bus a moment after the window opens.
-        ASSERT_TRUE(QTest::qWaitFor(
-            [] { return QDBusConnection(QStringLiteral("a11y")).isConnected(); }, 20000));
-        harness.click(harness.actionBar().primaryButton());
-        ASSERT_TRUE(harness.runUntilPhase<EjectionPhase::Ejected>());
-        // Heard as a polite live region's new text and, by readers that take it, as
-        // AT-SPI's announcement.
-        const std::string said = "\"data\": \"345-BACKUP ejected safely.\"";
-        EXPECT_TRUE(QTest::qWaitFor(
-            [&] {
-                return hasLineWith(heard,
-                                   {"\"object:text-changed:insert\"", said,
-                                    "\"container-live\": \"polite\"", "\"parent\": \"Status\""}) &&
-                       hasLineWith(heard, {"\"object:announcement\"", said});
-            },
-            20000))
-            << readText(heard).value_or("");
-    }
-    // The X server goes before the test ends: the application must not outlive it.
-    delete QCoreApplication::instance();
 }
 
 } // namespace
