@@ -63,8 +63,7 @@ TEST(TovoWorkflowCauseTest, ActsOnApprovedCausesAfterTheAppsQuitAndBeforeTheRetr
     std::vector<std::string> trace;
     h.diagnoses->setResponder([&](const DiagnosisCall&) {
         trace.push_back("look");
-        return ScriptedOperation<Processes, DiagnosisCall>::Outcome::success(
-            trace.size() == 1 ? Processes{editor} : Processes{});
+        return DiagnosisOutcome::success(trace.size() == 1 ? Processes{editor} : Processes{});
     });
     // The fresh look no longer finds the image: it was detached meanwhile.
     h.causeFinder->searches.setResponder([&](const CauseSearch&) {

@@ -4,7 +4,6 @@ namespace tovo::testing {
 namespace {
 
 using DiskOutcome = ScriptedOperation<void, ExternalDisk>::Outcome;
-using DiagnosisOutcome = ScriptedOperation<Processes, DiagnosisCall>::Outcome;
 
 // One row of the eject table: what the eject and the diagnosis answer, where the
 // workflow ends, what it logs and which disks stay listed.
