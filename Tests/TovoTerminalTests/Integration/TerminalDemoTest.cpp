@@ -88,8 +88,6 @@ INSTANTIATE_TEST_SUITE_P(
             {"Releasing", ejected}),
         Row("TakesTheEndOfInputAsNo", tovoable, "", 1, {question}, {"Releasing", ejected}),
         Row("YesAnswersForAScript", tovoable + " --yes", "", 0, {question + "y (--yes)", ejected}),
-        Row("YesNeverStopsAProcessOnItsOwn", blocked + " --yes", "", 1,
-            {"run: tovo eject 345-BACKUP --stop 90294"}, {question, stopQuestion, ejected}),
         Row("StopsTheNamedProcessOnceConfirmed", blocked + " --stop 90294", " Yes \n", 0,
             {stopQuestion + " Yes ", "Stopping", ejected}, {question}),
         Row("SendsNoStopWithoutConfirmation", blocked + " --stop=90294", "no\n", 1,
