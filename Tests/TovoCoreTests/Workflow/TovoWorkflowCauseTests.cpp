@@ -4,6 +4,7 @@ namespace tovo::testing {
 namespace {
 
 using Causes = std::vector<BusyCause>;
+using TovoWorkflowCauseTest = HarnessTest;
 
 const BusyCause image =
     makeCause(BusyCauseKind::loopDevice, "/dev/loop7", BusyCauseAction::detachLoop);
@@ -19,8 +20,7 @@ void ejectIntoCauses(WorkflowHarness& h, Processes processes, Causes causes) {
     h.start(h.workflow->attemptEject());
 }
 
-TEST(TovoWorkflowCauseTest, BlocksWithCausesAloneAndTellsObserversFirst) {
-    WorkflowHarness h;
+TEST_F(TovoWorkflowCauseTest, BlocksWithCausesAloneAndTellsObserversFirst) {
     std::vector<std::size_t> seenBeforeChange;
     h.workflow->addObserver([&](WorkflowProperty property) {
         if (property == WorkflowProperty::busyCauses) {
@@ -39,8 +39,7 @@ TEST(TovoWorkflowCauseTest, BlocksWithCausesAloneAndTellsObserversFirst) {
                 ::testing::Contains(Entry{Level::info, "Diagnosis found causes=2"}));
 }
 
-TEST(TovoWorkflowCauseTest, ShowsProcessesAloneWhenTheCauseSearchFails) {
-    WorkflowHarness h;
+TEST_F(TovoWorkflowCauseTest, ShowsProcessesAloneWhenTheCauseSearchFails) {
     h.causeFinder->searches.enqueueError(TestError("mountinfo unreadable"));
     ejectIntoCauses(h, {editor}, {});
 
@@ -54,8 +53,7 @@ TEST(TovoWorkflowCauseTest, ShowsProcessesAloneWhenTheCauseSearchFails) {
 
 // The release carries out the confirmed cause actions once the apps are gone and
 // before the eject is tried again; causes left to the user are never acted on.
-TEST(TovoWorkflowCauseTest, ActsOnApprovedCausesAfterTheAppsQuitAndBeforeTheRetry) {
-    WorkflowHarness h;
+TEST_F(TovoWorkflowCauseTest, ActsOnApprovedCausesAfterTheAppsQuitAndBeforeTheRetry) {
     h.releaser->planEach(quitPlan);
     h.releaser->answerRequestsWith(ReleaseDisposition::requested);
     ejectIntoCauses(h, {editor}, {nested, swapFile, image});
@@ -90,8 +88,7 @@ TEST(TovoWorkflowCauseTest, ActsOnApprovedCausesAfterTheAppsQuitAndBeforeTheRetr
             {image.key(), ReleaseDisposition::alreadyClosed, "It no longer holds the disk."}}));
 }
 
-TEST(TovoWorkflowCauseTest, NeverActsOnACauseWhosePlanChangedSinceTheReview) {
-    WorkflowHarness h;
+TEST_F(TovoWorkflowCauseTest, NeverActsOnACauseWhosePlanChangedSinceTheReview) {
     ejectIntoCauses(h, {}, {image});
     auto nowManual = image;
     nowManual.plan = {BusyCauseAction::none, "Someone else set it up."};
@@ -105,8 +102,7 @@ TEST(TovoWorkflowCauseTest, NeverActsOnACauseWhosePlanChangedSinceTheReview) {
     EXPECT_EQ(h.workflow->phase(), EjectionPhase::retrying());
 }
 
-TEST(TovoWorkflowCauseTest, ARetryRefusedWithOnlyCausesLeftShowsThem) {
-    WorkflowHarness h;
+TEST_F(TovoWorkflowCauseTest, ARetryRefusedWithOnlyCausesLeftShowsThem) {
     ejectIntoCauses(h, {}, {nested});
     h.diagnoses->setValue({});
     h.causeFinder->searches.setValue({nested});

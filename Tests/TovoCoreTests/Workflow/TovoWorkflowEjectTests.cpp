@@ -21,12 +21,10 @@ EjectCase row(const char* label, DiskOutcome eject, std::optional<DiagnosisOutco
     return {label, eject, diagnosis, phase, log, disks};
 }
 
-class TovoWorkflowEjectTableTest : public ::testing::TestWithParam<EjectCase> {};
+class TovoWorkflowEjectTableTest : public HarnessParamTest<EjectCase> {};
 
 TEST_P(TovoWorkflowEjectTableTest, EndsInTheRowsPhase) {
     const auto& param = GetParam();
-    WorkflowHarness h;
-    auto& workflow = *h.workflow;
     h.listDisks({photos, backup});
     h.logger.clear();
 
@@ -132,12 +130,10 @@ struct GuardCase {
     bool ejects;
 };
 
-class TovoWorkflowGuardTest : public ::testing::TestWithParam<GuardCase> {};
+class TovoWorkflowGuardTest : public HarnessParamTest<GuardCase> {};
 
 TEST_P(TovoWorkflowGuardTest, SelectionAndEjectStartOnlyWhereThePhaseAllows) {
     const auto& param = GetParam();
-    WorkflowHarness h;
-    auto& workflow = *h.workflow;
     driveInto(h, param.phase);
     const auto before = workflow.selectedDiskID();
     const auto target = workflow.disks().back().id;

@@ -5,11 +5,7 @@
 namespace tovo::testing {
 namespace {
 
-class TovoWorkflowRefreshTest : public ::testing::Test {
-protected:
-    WorkflowHarness h;
-    TovoWorkflow& workflow = *h.workflow;
-};
+using TovoWorkflowRefreshTest = HarnessTest;
 
 TEST_F(TovoWorkflowRefreshTest, KeepsAListedSelectionAndItsStateElsePicksTheFirstDisk) {
     h.listDisks({photos, backup});
@@ -56,12 +52,10 @@ struct BusyRefreshCase {
     const char* expectedLog; // after "Disk refresh started"; null for nothing
 };
 
-class TovoWorkflowRefreshDuringOperationTest : public ::testing::TestWithParam<BusyRefreshCase> {};
+class TovoWorkflowRefreshDuringOperationTest : public HarnessParamTest<BusyRefreshCase> {};
 
 TEST_P(TovoWorkflowRefreshDuringOperationTest, LeavesTheStateUntouched) {
     const auto& param = GetParam();
-    WorkflowHarness h;
-    auto& workflow = *h.workflow;
     h.listDisks({photos, backup});
     if (param.onSuccessScreen) {
         h.ejector->ejects.enqueueValue({});
@@ -107,19 +101,17 @@ enum class WayOut {
 const char* const wayNames[] = {"refreshFails", "selectionLost", "otherDisk", "reset",
                                 "ejectAgain"};
 
-class TovoWorkflowClearingTest : public ::testing::TestWithParam<WayOut> {};
+class TovoWorkflowClearingTest : public HarnessParamTest<WayOut> {};
 
 TEST_P(TovoWorkflowClearingTest, LeavesNoListBehind) {
-    WorkflowHarness h;
     h.reachFullyBlocked();
-    auto& w = *h.workflow;
     auto phase = EjectionPhase::ready();
     std::vector disks{photos, backup};
     std::optional<std::string> selection = photos.id;
     switch (GetParam()) {
     case WayOut::refreshFails:
         h.volumes->listing.enqueueError(std::runtime_error("  \n"));
-        h.start(w.refresh());
+        h.start(workflow.refresh());
         EXPECT_TRUE(h.logger.entries().back().message.starts_with("Disk refresh failed domain="));
         phase =
             EjectionPhase::failed("Could not check disks", "The system did not provide a reason.",
@@ -133,23 +125,23 @@ TEST_P(TovoWorkflowClearingTest, LeavesNoListBehind) {
         selection = backup.id;
         break;
     case WayOut::otherDiskSelected:
-        w.selectDisk(backup.id);
+        workflow.selectDisk(backup.id);
         selection = backup.id;
         break;
     case WayOut::resultReset:
         disks = {photos, archive};
         h.volumes->listing.enqueueValue(disks);
-        h.start(w.resetResult());
+        h.start(workflow.resetResult());
         break;
     case WayOut::ejectAgain:
-        h.start(w.attemptEject());
+        h.start(workflow.attemptEject());
         phase = EjectionPhase::ejecting();
         break;
     }
 
-    EXPECT_EQ(w.phase(), phase);
-    EXPECT_EQ(w.disks(), disks);
-    EXPECT_EQ(w.selectedDiskID(), selection);
+    EXPECT_EQ(workflow.phase(), phase);
+    EXPECT_EQ(workflow.disks(), disks);
+    EXPECT_EQ(workflow.selectedDiskID(), selection);
     EXPECT_EQ(h.listSizes(), ListSizes{});
 }
 
@@ -165,10 +157,9 @@ enum class LateFor { ejected, failedEject, release, stop };
 
 const char* const lateNames[] = {"ejected", "failedEject", "release", "stop"};
 
-class TovoWorkflowLateRefreshTest : public ::testing::TestWithParam<LateFor> {};
+class TovoWorkflowLateRefreshTest : public HarnessParamTest<LateFor> {};
 
 TEST_P(TovoWorkflowLateRefreshTest, IsDropped) {
-    WorkflowHarness h;
     h.quitForApps().reachBlocked({editor});
     h.releaser->answerRequestsWith(ReleaseDisposition::requested);
     h.diagnoses->setValue({editor});

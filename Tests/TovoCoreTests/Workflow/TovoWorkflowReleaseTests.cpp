@@ -6,8 +6,9 @@ namespace {
 const char* const alreadyClosed = "It released the disk before Tovo acted.";
 const char* const unverifiable = "Tovo cannot verify that this app is still safe to close.";
 
-TEST(TovoWorkflowReleaseTest, EachRequestFollowsAFreshLookThenTheWaitEndsOnTheSuccessScreen) {
-    WorkflowHarness h;
+using TovoWorkflowReleaseTest = HarnessTest;
+
+TEST_F(TovoWorkflowReleaseTest, EachRequestFollowsAFreshLookThenTheWaitEndsOnTheSuccessScreen) {
     h.quitForApps().reachBlocked({editor, viewer});
     std::vector<std::string> trace;
     const std::vector<Processes> looks{{editor, viewer}, {viewer}, {viewer}, {}};
@@ -129,8 +130,7 @@ INSTANTIATE_TEST_SUITE_P(
         row("aRestartedProcessHoldsTheDisk", {editor}, {{restarted(editor)}}, {1200ms}, "blocked")),
     [](const auto& info) { return std::string(info.param.label); });
 
-TEST(TovoWorkflowReleaseTest, ApprovalsAreFrozenWhenTheUserConfirms) {
-    WorkflowHarness h;
+TEST_F(TovoWorkflowReleaseTest, ApprovalsAreFrozenWhenTheUserConfirms) {
     h.quitForApps().reachBlocked({editor, viewer, shell, editor});
     h.releaser->answerRequestsWith(ReleaseDisposition::requested);
 
@@ -153,7 +153,7 @@ TEST(TovoWorkflowReleaseTest, ApprovalsAreFrozenWhenTheUserConfirms) {
     EXPECT_EQ(h.clock.sleeperCount(), 1u) << "still waiting for the two apps";
 }
 
-TEST(TovoWorkflowReleaseTest, ANewReleaseOrStopForgetsTheLastAttempts) {
+TEST(TovoWorkflowReleaseRestartTest, ANewReleaseOrStopForgetsTheLastAttempts) {
     for (const bool stop : {false, true}) {
         WorkflowHarness h;
         h.reachFullyBlocked();
@@ -287,15 +287,13 @@ struct InterruptionCase {
     Interruption by;
 };
 
-class TovoWorkflowInterruptionTest : public ::testing::TestWithParam<InterruptionCase> {};
+class TovoWorkflowInterruptionTest : public HarnessParamTest<InterruptionCase> {};
 
 // Cancelled: back to the blockers, or unconfirmed once the eject was asked for. Failed:
 // stopped safely. Left: the late result is dropped, starts nothing, and the new
 // selection stays.
 TEST_P(TovoWorkflowInterruptionTest, EndsSafelyWithOneLogLine) {
     const auto& [label, stage, by] = GetParam();
-    WorkflowHarness h;
-    auto& workflow = *h.workflow;
     releaseUntil(h, stage);
     const auto operation = h.started.back();
     h.logger.clear();
@@ -419,10 +417,9 @@ INSTANTIATE_TEST_SUITE_P(Cases, TovoWorkflowInterruptionTest, ::testing::ValuesI
                          [](const auto& info) { return std::string(info.param.label); });
 
 // A retried eject refused as busy shows whoever holds the disk now, or stops safely.
-class TovoWorkflowBusyRetryTest : public ::testing::TestWithParam<bool> {};
+class TovoWorkflowBusyRetryTest : public HarnessParamTest<bool> {};
 
 TEST_P(TovoWorkflowBusyRetryTest, DiagnosesWithTheDissenter) {
-    WorkflowHarness h;
     releaseUntil(h, Stage::retryEject);
     h.causeFinder->searches.setValue({});
 

@@ -3,8 +3,9 @@
 namespace tovo::testing {
 namespace {
 
-TEST(TovoWorkflowStopTest, FullStopFlowEndsOnTheSuccessScreen) {
-    WorkflowHarness h;
+using TovoWorkflowStopTest = HarnessTest;
+
+TEST_F(TovoWorkflowStopTest, FullStopFlowEndsOnTheSuccessScreen) {
     h.reachBlocked({editor, shell});
     const auto sent = attemptFor(editor, ReleaseDisposition::requested, "Sent one stop request.");
     h.diagnoses->enqueueValue({editor, shell});
@@ -80,7 +81,7 @@ INSTANTIATE_TEST_SUITE_P(
 
 // Planning suspends before anything starts: if the user moves on meanwhile, or starts
 // another operation, the late plan starts nothing.
-TEST(TovoWorkflowStopTest, APlanThatArrivesAfterTheUserMovedOnStartsNothing) {
+TEST(TovoWorkflowLateStopPlanTest, APlanThatArrivesAfterTheUserMovedOnStartsNothing) {
     for (const bool release : {false, true}) {
         WorkflowHarness h;
         h.reachBlocked({editor});
@@ -104,10 +105,9 @@ TEST(TovoWorkflowStopTest, APlanThatArrivesAfterTheUserMovedOnStartsNothing) {
     }
 }
 
-class TovoWorkflowStopTargetTest : public ::testing::TestWithParam<Processes> {};
+class TovoWorkflowStopTargetTest : public HarnessParamTest<Processes> {};
 
 TEST_P(TovoWorkflowStopTargetTest, AGoneOrReplacedProcessIsRecordedAndNeverSignalled) {
-    WorkflowHarness h;
     h.reachBlocked({editor});
     h.diagnoses->setValue(GetParam());
 
@@ -129,8 +129,7 @@ INSTANTIATE_TEST_SUITE_P(Targets, TovoWorkflowStopTargetTest,
 
 // A refused stop is not waited for: one look after the settle period, and editor is
 // planned again.
-TEST(TovoWorkflowStopTest, ARefusedStopIsRecordedAndTheRemainingBlockerIsPlannedAgain) {
-    WorkflowHarness h;
+TEST_F(TovoWorkflowStopTest, ARefusedStopIsRecordedAndTheRemainingBlockerIsPlannedAgain) {
     h.releaser->planEach(quitPlan);
     h.reachBlocked({editor, shell});
     h.diagnoses->setValue({editor});

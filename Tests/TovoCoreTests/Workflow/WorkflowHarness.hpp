@@ -181,6 +181,15 @@ struct WorkflowHarness {
     std::vector<TaskHandle> started;
 };
 
+/// A test with a fresh harness and its workflow at hand.
+struct HarnessTest : ::testing::Test {
+    WorkflowHarness h;
+    TovoWorkflow& workflow = *h.workflow;
+};
+
+template<class Param>
+struct HarnessParamTest : HarnessTest, ::testing::WithParamInterface<Param> {};
+
 /// An error with a known domain and code, as a failing service would raise.
 struct TestError final : Error {
     explicit TestError(std::string text = "lsof timed out.")
