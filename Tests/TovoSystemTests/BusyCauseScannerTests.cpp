@@ -1,5 +1,4 @@
 #include "Support/ModelBuilders.hpp"
-#include "TovoCore/Async/Executor.hpp"
 #include "TovoSystem/Linux/KernelUseTables.hpp"
 #include "TovoSystem/Linux/SysfsBlockDevices.hpp"
 #include "TovoSystem/Services/SystemBusyCauseFinder.hpp"
@@ -85,7 +84,7 @@ protected:
         }
         std::filesystem::create_directories(sys_.path() / "dev" / "block" / "7:9");
 
-        write(proc("self/mountinfo"),
+        write(proc_.path() / "self/mountinfo",
               "29 1 254:1 / / rw - ext4 /dev/vda rw\n"
               "100 29 8:17 / /media/u/DISK rw shared:5 - ext4 /dev/sdz1 rw\n"
               "101 100 0:61 / /media/u/DISK/inner rw - tmpfs tmpfs rw\n"
@@ -94,14 +93,10 @@ protected:
               "104 29 0:62 / /media/u/OTHER rw - tmpfs tmpfs rw\n");
     }
 
-    std::filesystem::path proc(const std::string& relative) const {
-        return proc_.path() / relative;
-    }
-    BusyCauseScanner scanner() const {
-        return BusyCauseScanner({proc_.path(), sys_.path(), "/nonexistent", {}});
-    }
     SystemBusyCauseFinder finder(std::optional<bool> seesAll = true) {
-        return SystemBusyCauseFinder(executor_, bus_, scanner(), 1000, seesAll);
+        return SystemBusyCauseFinder(
+            executor_, bus_, BusyCauseScanner({proc_.path(), sys_.path(), "/nonexistent", {}}),
+            1000, seesAll);
     }
     static std::vector<std::string> keys(const std::vector<BusyCause>& causes) {
         const auto view = causes | std::views::transform([](const BusyCause& cause) {

@@ -4,12 +4,7 @@
 #include "TovoSystem/Services/DiskIdentityDeviceTree.hpp"
 
 #include <cctype>
-#include <cstdint>
 #include <cstdio>
-#include <map>
-#include <optional>
-#include <string>
-#include <vector>
 
 namespace tovo::testing {
 

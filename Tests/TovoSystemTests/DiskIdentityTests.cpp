@@ -1,7 +1,6 @@
 #include "DiskFakeDeviceTree.hpp"
 #include "Support/TaskRunning.hpp"
 #include "TovoSystem/Services/CapacityPoolIdentifier.hpp"
-#include "TovoSystem/Services/DiskIdentityDeviceTree.hpp"
 #include "TovoSystem/Services/DiskIdentityResolver.hpp"
 #include "TovoSystem/Services/DiskIdentityWalk.hpp"
 #include "TovoSystem/Services/SystemVolumeProvider.hpp"
@@ -20,7 +19,6 @@ using testing::addLoopImage;
 using testing::addUsbDisk;
 using testing::FakeDeviceTree;
 using testing::fileSystem;
-using testing::Properties;
 
 // One tree with every kind of disk the rows resolve from.
 FakeDeviceTree everyKindOfDisk() {
@@ -61,10 +59,9 @@ TEST(DiskIdentityResolveTest, GroupsIdentifiesAndDescribesTheWholeDisk) {
 
     // The whole disk's facts, and the file system's.
     const auto resolved = DiskIdentityResolver(tree).resolve(tree.named("/dev/sdb1"));
-    ASSERT_TRUE(resolved.resolved.identity);
-    EXPECT_EQ(*resolved.resolved.identity,
-              (WholeDiskIdentity{"io:41", 41, "5f2c1e7a-01", "sdb", "SanDisk Cruzer Blade",
-                                 2'000'000LL * 512}));
+    EXPECT_EQ(resolved.resolved.identity,
+              std::optional(WholeDiskIdentity{"io:41", 41, "5f2c1e7a-01", "sdb",
+                                              "SanDisk Cruzer Blade", 2'000'000LL * 512}));
     EXPECT_EQ(std::make_tuple(resolved.fileSystemUUID(), resolved.fileSystemLabel(),
                               resolved.fileSystemType()),
               std::make_tuple("AB12-CD34", "STICK 2\xEF\xBF\xBD", "vfat"));
@@ -98,8 +95,7 @@ TEST(DiskIdentityWalkTest, TheHighestWholeDiskWinsAndFlagsStick) {
                                   tree.add("/devices/pci", "pci")};
     chain[0].isRemovable = true;
     const auto result = DiskIdentityWalk::scan(chain);
-    ASSERT_TRUE(result.scan.physicalMedia);
-    EXPECT_EQ(result.scan.physicalMedia->registryEntryID, 12u);
+    EXPECT_EQ(result.scan.physicalMedia.value().registryEntryID, 12u);
     EXPECT_TRUE(result.scan.isVirtual) << "virtual seen low in the chain sticks";
     EXPECT_FALSE(result.isRemovable) << "removable is the winning candidate's own flag";
 
@@ -174,8 +170,7 @@ TEST_F(SystemVolumeProviderTest, SkipsVolumesWhoseDeviceVanishedAndCountsEachFil
                             "42 27 8:17 / /media/u/again rw - ext4 /dev/sdb1 rw\n"
                             "43 27 8:97 / /media/u/gone rw - ext4 /dev/sdz1 rw\n");
     ASSERT_EQ(disks.size(), 1u);
-    ASSERT_EQ(disks[0].volumes.size(), 1u);
-    EXPECT_EQ(disks[0].volumes[0].mountURL, "/media/u/Photos");
+    EXPECT_EQ(disks[0].mountURLs(), std::vector<std::filesystem::path>{"/media/u/Photos"});
 }
 
 // Anyone can mount FUSE with any source text: only the device number, or for btrfs the

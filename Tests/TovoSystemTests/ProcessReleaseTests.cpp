@@ -61,7 +61,6 @@ struct Scene {
     }
 };
 using Arrange = std::function<void(Scene&)>;
-const std::vector<QuitRoute> askedOnce{QuitRoute::mediaPlayer};
 
 // An application whose quit request is answered with `outcome`.
 Arrange app(QuitRequestOutcome outcome = QuitRequestOutcome::sent) {
@@ -262,8 +261,9 @@ TEST(Request, ActsAtMostOnceAndOnlyAfterTheIdentityCheck) {
             std::tie(attempt.processID, attempt.processName, attempt.disposition, attempt.message),
             std::tie(pid, name, c.disposition, c.message));
         EXPECT_EQ(scene.signals, (c.outcome & signalled ? Signals{{pid, SIGTERM}} : Signals{}));
-        EXPECT_EQ(scene.registry->routesTaken,
-                  c.outcome & asked ? askedOnce : std::vector<QuitRoute>{});
+        EXPECT_EQ(scene.registry->routesTaken, c.outcome & asked
+                                                   ? std::vector{QuitRoute::mediaPlayer}
+                                                   : std::vector<QuitRoute>{});
     }
 }
 
