@@ -30,8 +30,7 @@ def heard(event):
     print(json.dumps({"type": event.type, "data": str(event.any_data), "attributes": found,
                       "parent": source.parent.name if source and source.parent else None}),
           flush=True)
-for kind in ("object:text-changed:insert", "object:announcement"):
-    pyatspi.Registry.registerEventListener(heard, kind)
+pyatspi.Registry.registerEventListener(heard, "object:text-changed:insert", "object:announcement")
 print("ready", flush=True)
 GLib.timeout_add_seconds(int(sys.argv[1]), pyatspi.Registry.stop)
 pyatspi.Registry.start()
