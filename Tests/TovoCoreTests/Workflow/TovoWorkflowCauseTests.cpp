@@ -22,17 +22,17 @@ void ejectIntoCauses(WorkflowHarness& h, Processes processes, Causes causes) {
 
 TEST_F(TovoWorkflowCauseTest, BlocksWithCausesAloneAndTellsObserversFirst) {
     std::vector<std::size_t> seenBeforeChange;
-    h.workflow->addObserver([&](WorkflowProperty property) {
+    workflow.addObserver([&](WorkflowProperty property) {
         if (property == WorkflowProperty::busyCauses) {
-            seenBeforeChange.push_back(h.workflow->busyCauses().size());
+            seenBeforeChange.push_back(workflow.busyCauses().size());
         }
     });
 
     ejectIntoCauses(h, {}, {nested, swapFile});
 
-    EXPECT_EQ(h.workflow->phase(), EjectionPhase::blocked());
-    EXPECT_THAT(h.workflow->blockers(), IsEmpty());
-    EXPECT_EQ(h.workflow->busyCauses(), (Causes{nested, swapFile}));
+    EXPECT_EQ(workflow.phase(), EjectionPhase::blocked());
+    EXPECT_THAT(workflow.blockers(), IsEmpty());
+    EXPECT_EQ(workflow.busyCauses(), (Causes{nested, swapFile}));
     EXPECT_EQ(h.causeFinder->searches.calls(), (std::vector{CauseSearch{photos, false}}));
     EXPECT_EQ(seenBeforeChange.back(), 0u);
     EXPECT_THAT(h.logger.entries(),
@@ -43,8 +43,8 @@ TEST_F(TovoWorkflowCauseTest, ShowsProcessesAloneWhenTheCauseSearchFails) {
     h.causeFinder->searches.enqueueError(TestError("mountinfo unreadable"));
     ejectIntoCauses(h, {editor}, {});
 
-    EXPECT_EQ(h.workflow->phase(), EjectionPhase::blocked());
-    EXPECT_EQ(h.workflow->blockers(), Processes{editor});
+    EXPECT_EQ(workflow.phase(), EjectionPhase::blocked());
+    EXPECT_EQ(workflow.blockers(), Processes{editor});
     EXPECT_EQ(h.causeFinder->searches.calls().at(0).processesFound, true);
     EXPECT_THAT(
         h.logger.entries(),
@@ -57,7 +57,7 @@ TEST_F(TovoWorkflowCauseTest, ActsOnApprovedCausesAfterTheAppsQuitAndBeforeTheRe
     h.releaser->planEach(quitPlan);
     h.releaser->answerRequestsWith(ReleaseDisposition::requested);
     ejectIntoCauses(h, {editor}, {nested, swapFile, image});
-    ASSERT_EQ(h.workflow->phase(), EjectionPhase::blocked());
+    ASSERT_EQ(workflow.phase(), EjectionPhase::blocked());
     std::vector<std::string> trace;
     h.diagnoses->setResponder([&](const DiagnosisCall&) {
         trace.push_back("look");
@@ -70,7 +70,7 @@ TEST_F(TovoWorkflowCauseTest, ActsOnApprovedCausesAfterTheAppsQuitAndBeforeTheRe
     });
     h.causeFinder->resolutions.setResponder(nullptr);
 
-    h.start(h.workflow->performSafeTovo());
+    h.start(workflow.performSafeTovo());
     h.runOutTheClock();
     EXPECT_EQ(trace, (std::vector<std::string>{"look", "look", "find causes"}));
     EXPECT_EQ(h.causeFinder->resolutions.pendingArguments(), nested);
@@ -79,10 +79,10 @@ TEST_F(TovoWorkflowCauseTest, ActsOnApprovedCausesAfterTheAppsQuitAndBeforeTheRe
     h.causeFinder->resolutions.resolve({nested.key(), ReleaseDisposition::requested, "Unmounted."});
     h.run();
     EXPECT_EQ(h.causeFinder->resolutions.callCount(), 1u);
-    EXPECT_EQ(h.workflow->phase(), EjectionPhase::retrying());
+    EXPECT_EQ(workflow.phase(), EjectionPhase::retrying());
     EXPECT_EQ(h.ejector->ejects.callCount(), 2u);
     EXPECT_EQ(
-        h.workflow->causeAttempts(),
+        workflow.causeAttempts(),
         (std::vector<BusyCauseAttempt>{
             {nested.key(), ReleaseDisposition::requested, "Unmounted."},
             {image.key(), ReleaseDisposition::alreadyClosed, "It no longer holds the disk."}}));
@@ -95,11 +95,11 @@ TEST_F(TovoWorkflowCauseTest, NeverActsOnACauseWhosePlanChangedSinceTheReview) {
     h.diagnoses->setValue({});
     h.causeFinder->searches.setValue({nowManual});
 
-    h.start(h.workflow->performSafeTovo());
+    h.start(workflow.performSafeTovo());
     h.runOutTheClock();
 
     EXPECT_EQ(h.causeFinder->resolutions.callCount(), 0u);
-    EXPECT_EQ(h.workflow->phase(), EjectionPhase::retrying());
+    EXPECT_EQ(workflow.phase(), EjectionPhase::retrying());
 }
 
 TEST_F(TovoWorkflowCauseTest, ARetryRefusedWithOnlyCausesLeftShowsThem) {
@@ -112,12 +112,12 @@ TEST_F(TovoWorkflowCauseTest, ARetryRefusedWithOnlyCausesLeftShowsThem) {
     });
     h.ejector->ejects.enqueueError(WorkflowHarness::busyFailure());
 
-    h.start(h.workflow->performSafeTovo());
+    h.start(workflow.performSafeTovo());
     h.runOutTheClock();
 
-    EXPECT_EQ(h.workflow->phase(), EjectionPhase::blocked());
-    EXPECT_EQ(h.workflow->busyCauses(), Causes{nested});
-    EXPECT_EQ(h.workflow->causeAttempts().at(0).message, "Not authorized.");
+    EXPECT_EQ(workflow.phase(), EjectionPhase::blocked());
+    EXPECT_EQ(workflow.busyCauses(), Causes{nested});
+    EXPECT_EQ(workflow.causeAttempts().at(0).message, "Not authorized.");
     EXPECT_EQ(h.causeFinder->searches.calls().back().processesFound, false);
 }
 

@@ -163,25 +163,25 @@ TEST_P(TovoWorkflowLateRefreshTest, IsDropped) {
     h.quitForApps().reachBlocked({editor});
     h.releaser->answerRequestsWith(ReleaseDisposition::requested);
     h.diagnoses->setValue({editor});
-    h.start(h.workflow->refresh());
+    h.start(workflow.refresh());
     if (GetParam() == LateFor::ejected) {
-        h.start(h.workflow->attemptEject());
-        h.start(h.workflow->refresh()); // and another one during the eject
+        h.start(workflow.attemptEject());
+        h.start(workflow.refresh()); // and another one during the eject
         h.ejector->ejects.resolve();
         h.run();
     } else if (GetParam() == LateFor::failedEject) {
         h.ejector->ejects.enqueueError(TestError());
-        h.start(h.workflow->attemptEject());
+        h.start(workflow.attemptEject());
     } else if (GetParam() == LateFor::release) {
-        h.start(h.workflow->performSafeTovo());
+        h.start(workflow.performSafeTovo());
     } else {
         h.stopper->stops.enqueueValue(attemptFor(editor, ReleaseDisposition::failed));
-        h.start(h.workflow->performStop(editor));
+        h.start(workflow.performStop(editor));
     }
     h.runOutTheClock();
-    ASSERT_FALSE(h.workflow->phase().isBusy());
-    const auto phase = h.workflow->phase();
-    const auto disks = h.workflow->disks();
+    ASSERT_FALSE(workflow.phase().isBusy());
+    const auto phase = workflow.phase();
+    const auto disks = workflow.disks();
     h.logger.clear();
 
     h.volumes->listing.resolve({archive});
@@ -190,9 +190,9 @@ TEST_P(TovoWorkflowLateRefreshTest, IsDropped) {
     }
     h.run();
 
-    EXPECT_EQ(h.workflow->phase(), phase);
-    EXPECT_EQ(h.workflow->disks(), disks);
-    EXPECT_EQ(h.workflow->selectedDiskID(), disks.front().id);
+    EXPECT_EQ(workflow.phase(), phase);
+    EXPECT_EQ(workflow.disks(), disks);
+    EXPECT_EQ(workflow.selectedDiskID(), disks.front().id);
     EXPECT_THAT(h.logger.entries(), IsEmpty()) << "dropped, not deferred";
 }
 

@@ -23,10 +23,10 @@ TEST_F(TovoWorkflowReleaseTest, EachRequestFollowsAFreshLookThenTheWaitEndsOnThe
         return decltype(h.releaser->requests)::Outcome::success({asked.back()});
     });
 
-    auto operation = h.start(h.workflow->performSafeTovo());
-    EXPECT_EQ(h.workflow->phase(), EjectionPhase::releasing());
+    auto operation = h.start(workflow.performSafeTovo());
+    EXPECT_EQ(workflow.phase(), EjectionPhase::releasing());
     h.runOutTheClock();
-    EXPECT_EQ(h.workflow->phase(), EjectionPhase::retrying());
+    EXPECT_EQ(workflow.phase(), EjectionPhase::retrying());
     EXPECT_EQ(h.ejector->ejects.pendingArguments(), photos);
     h.ejector->ejects.resolve();
     h.run();
@@ -35,8 +35,8 @@ TEST_F(TovoWorkflowReleaseTest, EachRequestFollowsAFreshLookThenTheWaitEndsOnThe
     EXPECT_EQ(trace, (std::vector<std::string>{"look at 0ms", "ask editor", "look at 0ms",
                                                "ask viewer", "look at 1200ms", "look at 2400ms"}));
     EXPECT_TRUE(operation.isDone());
-    EXPECT_EQ(h.workflow->phase(), EjectionPhase::ejected("Photos"));
-    EXPECT_EQ(h.workflow->releaseAttempts(), asked);
+    EXPECT_EQ(workflow.phase(), EjectionPhase::ejected("Photos"));
+    EXPECT_EQ(workflow.releaseAttempts(), asked);
     EXPECT_EQ(h.listSizes(), (ListSizes{0, 0, 0, 2, 0, 0}));
     EXPECT_EQ(h.logger.entries(),
               (std::vector<Entry>{{Level::info, "Release review confirmed total=2 eligible=2"},
@@ -134,11 +134,11 @@ TEST_F(TovoWorkflowReleaseTest, ApprovalsAreFrozenWhenTheUserConfirms) {
     h.quitForApps().reachBlocked({editor, viewer, shell, editor});
     h.releaser->answerRequestsWith(ReleaseDisposition::requested);
 
-    h.start(h.workflow->performSafeTovo());
+    h.start(workflow.performSafeTovo());
     // While the first fresh diagnosis runs, the published lists are emptied.
     h.volumes->listing.enqueueValue({photos, backup});
-    h.start(h.workflow->resetResult());
-    ASSERT_THAT(h.workflow->releasePlans(), IsEmpty());
+    h.start(workflow.resetResult());
+    ASSERT_THAT(workflow.releasePlans(), IsEmpty());
     h.diagnoses->setValue({editor, viewer, shell});
     h.diagnoses->resolve({editor, viewer, shell});
     h.run();
@@ -146,7 +146,7 @@ TEST_F(TovoWorkflowReleaseTest, ApprovalsAreFrozenWhenTheUserConfirms) {
     // Exactly what was approved is acted on, once per process however often it was listed.
     EXPECT_EQ(h.releaser->requests.calls(), (std::vector<Processes>{{editor}, {viewer}}));
     EXPECT_EQ(h.logger.entries().front().message, "Release review confirmed total=4 eligible=3");
-    EXPECT_EQ(h.workflow->releaseAttempts().back().disposition, manual);
+    EXPECT_EQ(workflow.releaseAttempts().back().disposition, manual);
     // The wait looks for the approved apps only.
     h.diagnoses->setValue({editor, viewer});
     h.advance(1200ms);
@@ -429,11 +429,11 @@ TEST_P(TovoWorkflowBusyRetryTest, DiagnosesWithTheDissenter) {
     h.diagnoses->resolve(GetParam() ? Processes{shell} : Processes{});
     h.run();
 
-    EXPECT_EQ(h.workflow->phase(),
+    EXPECT_EQ(workflow.phase(),
               GetParam() ? EjectionPhase::blocked()
                          : EjectionPhase::failed("Tovo stopped safely", "The disk is in use.",
                                                  FailureRecovery::retryEject));
-    EXPECT_EQ(h.workflow->blockers(), GetParam() ? Processes{shell} : Processes{});
+    EXPECT_EQ(workflow.blockers(), GetParam() ? Processes{shell} : Processes{});
 }
 
 INSTANTIATE_TEST_SUITE_P(Found, TovoWorkflowBusyRetryTest, ::testing::Bool());

@@ -12,15 +12,15 @@ TEST_F(TovoWorkflowStopTest, FullStopFlowEndsOnTheSuccessScreen) {
     h.diagnoses->enqueueValue({});
     h.stopper->stops.enqueueValue(sent);
 
-    auto operation = h.start(h.workflow->performStop(editor));
+    auto operation = h.start(workflow.performStop(editor));
     h.advance(1200ms);
-    EXPECT_EQ(h.workflow->phase(), EjectionPhase::retrying());
+    EXPECT_EQ(workflow.phase(), EjectionPhase::retrying());
     h.ejector->ejects.resolve();
     h.run();
 
     EXPECT_TRUE(operation.isDone());
-    EXPECT_EQ(h.workflow->phase(), EjectionPhase::ejected("Photos"));
-    EXPECT_EQ(h.workflow->releaseAttempts(), std::vector{sent});
+    EXPECT_EQ(workflow.phase(), EjectionPhase::ejected("Photos"));
+    EXPECT_EQ(workflow.releaseAttempts(), std::vector{sent});
     EXPECT_EQ(h.stopper->stops.calls(), Processes{editor});
     EXPECT_EQ(h.logger.entries(),
               (std::vector<Entry>{{Level::info, "Stop requested method=terminateProcess"},
@@ -111,11 +111,11 @@ TEST_P(TovoWorkflowStopTargetTest, AGoneOrReplacedProcessIsRecordedAndNeverSigna
     h.reachBlocked({editor});
     h.diagnoses->setValue(GetParam());
 
-    h.start(h.workflow->performStop(editor));
+    h.start(workflow.performStop(editor));
 
     EXPECT_EQ(h.stopper->stops.callCount(), 0u);
-    ASSERT_EQ(h.workflow->releaseAttempts().size(), 1u);
-    const auto& attempt = h.workflow->releaseAttempts().front();
+    ASSERT_EQ(workflow.releaseAttempts().size(), 1u);
+    const auto& attempt = workflow.releaseAttempts().front();
     EXPECT_EQ(attempt.disposition, ReleaseDisposition::alreadyClosed);
     EXPECT_EQ(attempt.message, "It released the disk before Tovo acted.");
     EXPECT_TRUE(h.logger.contains(Level::info, "Stop request completed disposition=alreadyClosed"));
@@ -138,13 +138,13 @@ TEST_F(TovoWorkflowStopTest, ARefusedStopIsRecordedAndTheRemainingBlockerIsPlann
     h.stopper->stops.enqueueValue(refused);
     h.releaser->planEach(manualPlan);
 
-    h.start(h.workflow->performStop(editor));
+    h.start(workflow.performStop(editor));
     h.advance(1200ms);
 
-    EXPECT_EQ(h.workflow->phase(), EjectionPhase::blocked());
-    EXPECT_EQ(h.workflow->releaseAttempts(), std::vector{refused});
-    EXPECT_EQ(h.workflow->releasePlans(), std::vector{manualPlan(editor)});
-    ASSERT_EQ(h.workflow->stopPlans().size(), 1u);
+    EXPECT_EQ(workflow.phase(), EjectionPhase::blocked());
+    EXPECT_EQ(workflow.releaseAttempts(), std::vector{refused});
+    EXPECT_EQ(workflow.releasePlans(), std::vector{manualPlan(editor)});
+    ASSERT_EQ(workflow.stopPlans().size(), 1u);
     EXPECT_EQ(h.logger.entries(),
               (std::vector<Entry>{{Level::info, "Stop requested method=terminateProcess"},
                                   {Level::info, "Stop request completed disposition=failed"},
