@@ -9,7 +9,6 @@
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>
-#include <memory>
 #include <optional>
 #include <signal.h>
 #include <string>
@@ -17,7 +16,6 @@
 #include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
-#include <variant>
 #include <vector>
 
 namespace tovo::testing {
@@ -171,28 +169,39 @@ inline bool isRoot() {
     return ::geteuid() == 0;
 }
 
-/// A tmpfs mounted on a fresh folder for the scope (root only).
-class TmpfsMount {
+/// A file system of `type` mounted at `path`, made with its parents, for the scope (root only).
+class MountAt {
 public:
-    explicit TmpfsMount(const std::string& options = "size=4m") {
-        mounted_ = ::mount("tmpfs", folder_.path().c_str(), "tmpfs", 0, options.c_str()) == 0;
+    explicit MountAt(std::filesystem::path path, const char* type = "tmpfs",
+                     const char* options = "size=4m")
+        : path_(std::move(path)) {
+        std::filesystem::create_directories(path_);
+        mounted_ = ::mount(type, path_.c_str(), type, 0, options) == 0;
     }
-    ~TmpfsMount() { unmount(); }
-    TmpfsMount(const TmpfsMount&) = delete;
-    TmpfsMount& operator=(const TmpfsMount&) = delete;
+    ~MountAt() { unmount(); }
+    MountAt(const MountAt&) = delete;
+    MountAt& operator=(const MountAt&) = delete;
 
     bool isMounted() const { return mounted_; }
-    const std::filesystem::path& path() const { return folder_.path(); }
+    const std::filesystem::path& path() const { return path_; }
     void unmount() {
-        if (mounted_ && ::umount2(folder_.path().c_str(), 0) != 0) {
-            ::umount2(folder_.path().c_str(), MNT_DETACH);
+        if (mounted_ && ::umount2(path_.c_str(), 0) != 0) {
+            ::umount2(path_.c_str(), MNT_DETACH);
         }
         mounted_ = false;
     }
 
 private:
-    TemporaryFolder folder_;
+    std::filesystem::path path_;
     bool mounted_ = false;
+};
+
+/// A tmpfs on a fresh folder.
+class TmpfsMount : private TemporaryFolder, public MountAt {
+public:
+    explicit TmpfsMount(const std::string& options = "size=4m")
+        : MountAt(TemporaryFolder::path(), "tmpfs", options.c_str()) {}
+    using MountAt::path;
 };
 
 } // namespace tovo::testing

@@ -1,24 +1,14 @@
 #include "Support/ModelBuilders.hpp"
-#include "TovoCore/Async/Executor.hpp"
 #include "TovoSystem/Services/SystemBusyCauseFinder.hpp"
 #include "UDisks2TestSupport.hpp"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <fstream>
-#include <sys/mount.h>
-#include <sys/wait.h>
-
 namespace tovo {
 namespace {
 
 using namespace tovo::testing;
-using ::testing::AllOf;
-using ::testing::Contains;
-using ::testing::Field;
-using ::testing::Pair;
-using ::testing::UnorderedElementsAre;
 
 // A real loop disk with one ext4 file system mounted in a folder of the test's own;
 // each test adds real causes to it and removes them again.
@@ -44,14 +34,6 @@ protected:
         const SystemBusyCauseFinder finder(executor_, nullptr, BusyCauseScanner(std::move(roots)),
                                            ::geteuid(), true);
         return finder.find(external_, true);
-    }
-    /// Kind and subject of every cause found.
-    std::vector<std::pair<BusyCauseKind, std::string>> found(BusyCauseRoots roots = {}) {
-        std::vector<std::pair<BusyCauseKind, std::string>> result;
-        for (const auto& cause : causes(std::move(roots))) {
-            result.emplace_back(cause.kind, cause.subject);
-        }
-        return result;
     }
     /// Runs `command` now and `undo` when the test ends.
     void run(const std::string& command, const std::string& undo) {
@@ -99,13 +81,16 @@ TEST_F(BusyCauseIntegrationTest, EachRealCauseIsFoundButNotACopyThatFollowsOurs)
     };
     const auto follower = startIn("slave");
 
-    EXPECT_THAT(found(roots),
-                UnorderedElementsAre(Pair(BusyCauseKind::bindMount, bind.string()),
-                                     Pair(BusyCauseKind::swap, swap),
-                                     Pair(BusyCauseKind::networkExport, inDisk("shared"))));
+    std::vector<std::string> found;
+    for (const auto& cause : causes(roots)) {
+        found.push_back(cause.key());
+    }
+    EXPECT_THAT(found, ::testing::UnorderedElementsAre("bindMount:" + bind.string(), "swap:" + swap,
+                                                       "networkExport:" + inDisk("shared")));
     const auto container = startIn("private");
-    EXPECT_THAT(causes(), Contains(AllOf(Field(&BusyCause::kind, BusyCauseKind::otherNamespace),
-                                         Field(&BusyCause::processID, container->pid()))));
+    EXPECT_TRUE(std::ranges::any_of(causes(), [&](const BusyCause& cause) {
+        return cause.kind == BusyCauseKind::otherNamespace && cause.processID == container->pid();
+    }));
 }
 
 // What udisks2 shows as the user's, Tovo releases through it: the image's file

@@ -1,7 +1,6 @@
 #include "Support/FakeApplicationRegistry.hpp"
 #include "Support/ModelBuilders.hpp"
 #include "TovoCore/Services/Utf8.hpp"
-#include "TovoSystem/Linux/ProcOpenFileScanner.hpp"
 #include "TovoSystem/Services/DiagnosisError.hpp"
 #include "TovoSystem/Services/LsofBlockerDiagnoser.hpp"
 #include "TovoSystem/Services/SystemCommandRunner.hpp"
@@ -10,7 +9,6 @@
 
 #include <gtest/gtest.h>
 
-#include <map>
 #include <ranges>
 
 namespace tovo {

@@ -3,14 +3,12 @@
 
 #include "Support/ModelBuilders.hpp"
 #include "Support/RecordingLogger.hpp"
-#include "Support/TaskRunning.hpp"
 #include "TovoSystem/Services/KernelWriteOutMonitor.hpp"
 #include "TovoSystem/Services/UDisks2Unmounter.hpp"
 #include "UDisks2TestSupport.hpp"
 
 #include <gtest/gtest.h>
 
-#include <fstream>
 #include <regex>
 
 namespace tovo {
@@ -45,19 +43,17 @@ public:
             writeFile(unified / "cgroup.subtree_control", "+io");
             if (writeFile(group_ / "io.max", device + " wbps=" + std::to_string(limit))) {
                 join_ = "echo $$ > " + (group_ / "cgroup.procs").string() + " && ";
-                active_ = true;
             }
         } else if (std::filesystem::exists(v1) &&
                    writeFile(v1, device + " " + std::to_string(limit))) {
             rule_ = v1;
-            active_ = true;
         }
     }
     ~WriteThrottle() { lift(); }
     WriteThrottle(const WriteThrottle&) = delete;
     WriteThrottle& operator=(const WriteThrottle&) = delete;
 
-    bool isActive() const { return active_; }
+    bool isActive() const { return !rule_.empty() || !join_.empty(); }
     /// A shell command's prefix that puts the command under the limit.
     const std::string& join() const { return join_; }
 
@@ -76,7 +72,6 @@ public:
 
 private:
     std::string device_;
-    bool active_ = false;
     std::filesystem::path group_;
     std::filesystem::path rule_;
     std::string join_;

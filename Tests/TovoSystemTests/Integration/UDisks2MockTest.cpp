@@ -4,9 +4,6 @@
 
 #include <gtest/gtest.h>
 
-#include <fstream>
-#include <tuple>
-
 namespace tovo {
 namespace {
 
@@ -18,16 +15,13 @@ using namespace std::chrono_literals;
 class UDisks2MockTest : public ::testing::Test {
 protected:
     void SetUp() override {
-        for (const auto& [file, text] : {std::pair{"sdx/dev", "4000:0"},
-                                         {"sdx/diskseq", "77"},
-                                         {"sdx/sdx1/partition", "1"},
-                                         {"sdx/sdx2/partition", "2"},
-                                         {"sdx1/dev", "4000:1"},
-                                         {"sdx2/dev", "4000:2"},
-                                         // Same diskseq, but a number udisks2 does not know.
-                                         {"sdy/dev", "4000:9"},
-                                         {"sdy/diskseq", "77"}}) {
-            writeText(blocks() / file, std::string(text) + "\n");
+        // "<file under class/block> <its line>"; sdy has the same diskseq, but a number
+        // udisks2 does not know.
+        for (const std::string entry :
+             {"sdx/dev 4000:0", "sdx/diskseq 77", "sdx/sdx1/partition 1", "sdx/sdx2/partition 2",
+              "sdx1/dev 4000:1", "sdx2/dev 4000:2", "sdy/dev 4000:9", "sdy/diskseq 77"}) {
+            const auto space = entry.find(' ');
+            writeText(blocks() / entry.substr(0, space), entry.substr(space + 1) + "\n");
         }
     }
 

@@ -12,7 +12,6 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <vector>
 
 namespace tovo::testing {
 
@@ -56,27 +55,6 @@ inline bool isMounted(const std::filesystem::path& mountPoint) {
         return entry.mountPoint == mountPoint.string();
     });
 }
-
-/// A file system of `type` mounted at `path`, made with its parents, for the scope.
-class MountAt {
-public:
-    explicit MountAt(std::filesystem::path path, const char* type = "tmpfs",
-                     const char* options = "size=4m")
-        : path_(std::move(path)) {
-        std::filesystem::create_directories(path_);
-        mounted_ = ::mount(type, path_.c_str(), type, 0, options) == 0;
-    }
-    ~MountAt() { ::umount2(path_.c_str(), MNT_DETACH); }
-    MountAt(const MountAt&) = delete;
-    MountAt& operator=(const MountAt&) = delete;
-
-    bool isMounted() const { return mounted_; }
-    const std::filesystem::path& path() const { return path_; }
-
-private:
-    std::filesystem::path path_;
-    bool mounted_ = false;
-};
 
 /// Whether `pid` soon runs sleep in a mount namespace other than ours.
 inline bool entersOwnMountNamespace(pid_t pid) {

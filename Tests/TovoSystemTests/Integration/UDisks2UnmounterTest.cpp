@@ -6,8 +6,6 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
-#include <fcntl.h>
-#include <unistd.h>
 
 namespace tovo {
 namespace {
@@ -87,12 +85,10 @@ TEST_F(UDisks2UnmounterTest, ADeviceStillHeldAfterTheUnmountsIsBusyNotEjected) {
         return probe < 0 ? errno == EBUSY : (::close(probe), false);
     }));
 
-    const auto failure = unmount(disk.proved({mount}));
-    ASSERT_TRUE(failure);
-    EXPECT_EQ(failure->kind, EjectionFailureKind::busy);
-    EXPECT_TRUE(
-        failure->message.starts_with(second + " of this disk is still in use by the system"))
-        << failure->message;
+    const auto failure = unmount(disk.proved({mount})).value();
+    EXPECT_EQ(failure.kind, EjectionFailureKind::busy);
+    EXPECT_TRUE(failure.message.starts_with(second + " of this disk is still in use by the system"))
+        << failure.message;
     EXPECT_FALSE(isMounted(mount));
     EXPECT_TRUE(disk.isAttached());
 }
@@ -105,10 +101,9 @@ TEST_F(UDisks2UnmounterTest, AFileSystemStillMountedInAnotherNamespaceIsBusyNotE
         {"/usr/bin/unshare", "-m", "--propagation", "private", "/usr/bin/sleep", "600"});
     ASSERT_TRUE(entersOwnMountNamespace(sandbox.pid()));
 
-    const auto failure = unmount(disk.proved({mount}));
-    ASSERT_TRUE(failure);
-    EXPECT_EQ(failure->kind, EjectionFailureKind::busy);
-    EXPECT_EQ(failure->message,
+    const auto failure = unmount(disk.proved({mount})).value();
+    EXPECT_EQ(failure.kind, EjectionFailureKind::busy);
+    EXPECT_EQ(failure.message,
               "A file system of this disk is still mounted in another mount namespace by "
               "“sleep” (process " +
                   std::to_string(sandbox.pid()) +
