@@ -52,8 +52,7 @@ TEST(DemoFlow, TovoableAppIsReviewedAskedToQuitAndTheDiskEjects) {
     ActionBar& bar = harness.actionBar();
     EXPECT_EQ(std::pair(bar.safeButton()->isProminent(), bar.primaryButton()->isProminent()),
               std::pair(true, false));
-    ASSERT_EQ(harness.rows().size(), 1U);
-    BlockingProcessRow* row = harness.rows()[0];
+    BlockingProcessRow* row = harness.rows().at(0);
     EXPECT_EQ(row->accessibleName(), QStringLiteral("Preview"));
 
     // Tab walks the screen from top to bottom, and round again.

@@ -130,7 +130,6 @@ TEST_P(DiskSelection, ClickingACardSelectsItsDiskAnimatedOnlyWhenMotionIsAllowed
     harness.showAndList(2);
     const auto& cards = harness.content().diskSelector()->cards();
     ASSERT_TRUE(cards[0]->isSelected());
-    EXPECT_EQ(harness.content().diskSelector()->countBadge()->text(), QStringLiteral("2"));
     harness.click(cards[1]);
     ASSERT_TRUE(harness.runUntil([&] { return cards[1]->isSelected(); }, false));
     EXPECT_EQ(std::tuple(harness.workflow().selectedDiskID().value_or(""), cards[0]->isSelected(),
