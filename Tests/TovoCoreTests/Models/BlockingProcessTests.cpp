@@ -44,12 +44,11 @@ TEST(OpenAccessTest, RawValuesRoundTripAndOthersFail) {
 }
 
 TEST(BlockingProcessTest, DirectoryReferencesDoNotMakeAccessUnclear) {
-    const auto cwdOnly = process({file("/media/d", "cwd", OpenAccess::unknown, "DIR")});
-    EXPECT_FALSE(cwdOnly.hasUnknownAccess());
-    EXPECT_TRUE(cwdOnly.holdsCurrentFolder());
-    const auto rootOnly = process({file("/media/d", "rtd", OpenAccess::unknown, "DIR")});
-    EXPECT_FALSE(rootOnly.hasUnknownAccess());
-    EXPECT_FALSE(rootOnly.holdsCurrentFolder());
+    const auto cwd = process({file("/media/d", "cwd", OpenAccess::unknown, "DIR")});
+    EXPECT_EQ(std::pair(cwd.hasUnknownAccess(), cwd.holdsCurrentFolder()), std::pair(false, true));
+    const auto root = process({file("/media/d", "rtd", OpenAccess::unknown, "DIR")});
+    EXPECT_EQ(std::pair(root.hasUnknownAccess(), root.holdsCurrentFolder()),
+              std::pair(false, false));
     EXPECT_TRUE(
         process({file("/media/d/x", std::nullopt, OpenAccess::unknown)}).hasUnknownAccess());
 }
@@ -89,8 +88,7 @@ INSTANTIATE_TEST_SUITE_P(
         IdentityCase{"login", [](auto& p) { p.loginName = "root"; }, true},
         IdentityCase{"files", [](auto& p) { p.openFiles.clear(); }, true},
         IdentityCase{"dissent", [](auto& p) { p.isSystemDissent = true; }, true},
-        IdentityCase{"parentApp", [](auto& p) { p.parentApplication = ParentApplication{}; },
-                     true}),
+        IdentityCase{"parentApp", [](auto& p) { p.parentApplication.emplace(); }, true}),
     [](const auto& info) { return std::string(info.param.name); });
 
 TEST(BlockingProcessTest, ExecutionIdentityReplacesPathAndTimeButKeepsApplicationWhenAbsent) {

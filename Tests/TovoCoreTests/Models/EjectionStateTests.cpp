@@ -2,9 +2,8 @@
 #include "Support/TaskRunning.hpp"
 #include "TovoCore/Services/TovoServices.hpp"
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
-#include <regex>
 #include <system_error>
 
 namespace tovo {
@@ -46,10 +45,8 @@ TEST(ReadableMessageTest, DomainAndCodeOfSystemErrors) {
 TEST(UuidTest, RandomVersionFourInUpperCase) {
     const auto a = Uuid::random();
     EXPECT_NE(a, Uuid::random());
-    EXPECT_TRUE(std::regex_match(
-        a.toString(),
-        std::regex("[0-9A-F]{8}-[0-9A-F]{4}-4[0-9A-F]{3}-[89AB][0-9A-F]{3}-[0-9A-F]{12}")))
-        << a.toString();
+    EXPECT_THAT(a.toString(), ::testing::MatchesRegex("[0-9A-F]{8}-[0-9A-F]{4}-4[0-9A-F]{3}-"
+                                                      "[89AB][0-9A-F]{3}-[0-9A-F]{12}"));
 }
 
 class DefaultPlanner final : public ProcessReleasing {
