@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <tuple>
 
 namespace tovo {
 namespace {
@@ -94,15 +95,14 @@ INSTANTIATE_TEST_SUITE_P(
 TEST(BlockingProcessTest, ExecutionIdentityReplacesPathAndTimeButKeepsApplicationWhenAbsent) {
     auto p = process();
     p.parentApplication = ParentApplication{9, "Files", "org.example.Files"};
-    const auto cleared = p.withExecutionIdentity(std::nullopt, std::nullopt, std::nullopt);
-    EXPECT_FALSE(cleared.executablePath);
-    EXPECT_FALSE(cleared.startTime);
-    EXPECT_EQ(cleared.parentApplication, p.parentApplication);
-    const auto replaced =
-        p.withExecutionIdentity("/opt/x", ProcessStartTime{1, 2}, ParentApplication{3, "T", {}});
-    EXPECT_EQ(replaced.executablePath, "/opt/x");
-    EXPECT_EQ(replaced.startTime, (ProcessStartTime{1, 2}));
-    EXPECT_EQ(replaced.parentApplication->pid, 3);
+    const auto identity = [](const BlockingProcess& q) {
+        return std::tuple(q.executablePath, q.startTime, q.parentApplication);
+    };
+    EXPECT_EQ(identity(p.withExecutionIdentity(std::nullopt, std::nullopt, std::nullopt)),
+              std::tuple(std::nullopt, std::nullopt, p.parentApplication));
+    const ParentApplication terminal{3, "T", {}};
+    EXPECT_EQ(identity(p.withExecutionIdentity("/opt/x", ProcessStartTime{1, 2}, terminal)),
+              std::tuple("/opt/x", ProcessStartTime{1, 2}, terminal));
 }
 
 TEST(BlockingProcessTest, MergingPrefersTheReceiverAndUnitesFiles) {

@@ -98,8 +98,7 @@ enum class WayOut {
     ejectAgain
 };
 
-const char* const wayNames[] = {"refreshFails", "selectionLost", "otherDisk", "reset",
-                                "ejectAgain"};
+const char* const ways[] = {"refreshFails", "selectionLost", "otherDisk", "reset", "ejectAgain"};
 
 class TovoWorkflowClearingTest : public HarnessParamTest<WayOut> {};
 
@@ -149,7 +148,7 @@ INSTANTIATE_TEST_SUITE_P(Ways, TovoWorkflowClearingTest,
                          ::testing::Values(WayOut::refreshFails, WayOut::refreshLosesTheSelection,
                                            WayOut::otherDiskSelected, WayOut::resultReset,
                                            WayOut::ejectAgain),
-                         [](const auto& info) { return std::string(wayNames[info.index]); });
+                         [](const auto& info) { return std::string(ways[info.index]); });
 
 // A refresh started before an operation and answering after it ended lists an older
 // state than the one the operation left: it is dropped.
