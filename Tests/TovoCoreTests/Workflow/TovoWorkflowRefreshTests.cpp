@@ -138,10 +138,9 @@ TEST_P(TovoWorkflowClearingTest, LeavesNoListBehind) {
         break;
     }
 
-    EXPECT_EQ(workflow.phase(), phase);
-    EXPECT_EQ(workflow.disks(), disks);
-    EXPECT_EQ(workflow.selectedDiskID(), selection);
-    EXPECT_EQ(h.listSizes(), ListSizes{});
+    EXPECT_EQ(
+        std::tuple(workflow.phase(), workflow.disks(), workflow.selectedDiskID(), h.listSizes()),
+        std::tuple(phase, disks, selection, ListSizes{}));
 }
 
 INSTANTIATE_TEST_SUITE_P(Ways, TovoWorkflowClearingTest,

@@ -19,9 +19,8 @@ TEST_F(TovoWorkflowStopTest, FullStopFlowEndsOnTheSuccessScreen) {
     h.run();
 
     EXPECT_TRUE(operation.isDone());
-    EXPECT_EQ(workflow.phase(), EjectionPhase::ejected("Photos"));
-    EXPECT_EQ(workflow.releaseAttempts(), std::vector{sent});
-    EXPECT_EQ(h.stopper->stops.calls(), Processes{editor});
+    EXPECT_EQ(std::tuple(workflow.phase(), workflow.releaseAttempts(), h.stopper->stops.calls()),
+              std::tuple(EjectionPhase::ejected("Photos"), std::vector{sent}, Processes{editor}));
     EXPECT_EQ(h.logger.entries(),
               (std::vector<Entry>{{Level::info, "Stop requested method=terminateProcess"},
                                   {Level::info, "Stop request completed disposition=requested"}}));

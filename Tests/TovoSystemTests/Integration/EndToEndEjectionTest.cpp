@@ -23,23 +23,6 @@ namespace {
 using namespace std::chrono_literals;
 using namespace tovo::testing;
 
-// Lists the loop disk with the volumes still mounted, while any is, as the volume
-// provider would list a USB disk; loop images are never offered by the real provider.
-class LoopDiskProvider final : public VolumeProviding {
-public:
-    explicit LoopDiskProvider(ExternalDisk disk)
-        : disk_(std::move(disk)) {}
-    Task<std::vector<ExternalDisk>> mountedExternalDisks() override {
-        auto listed = disk_;
-        std::erase_if(listed.volumes,
-                      [](const DiskVolume& volume) { return !isMounted(volume.mountURL); });
-        co_return listed.volumes.empty() ? std::vector<ExternalDisk>{} : std::vector{listed};
-    }
-
-private:
-    ExternalDisk disk_;
-};
-
 class EndToEndEjectionTest : public RealUdisksTest {
 protected:
     // Two partitions: the holders' busy one and an idle one, which udisks2 unmounts
@@ -59,7 +42,7 @@ protected:
         listed.volumes = {makeVolume("BUSY", busy_), makeVolume("IDLE", idle_)};
         auto registry = std::make_shared<FakeApplicationRegistry>();
         auto metadata = std::make_shared<SystemProcessMetadataProvider>(registry);
-        provider_ = std::make_shared<LoopDiskProvider>(std::move(listed));
+        provider_ = loopListing(executor_, std::move(listed));
         validator_ = std::make_unique<SystemDiskIdentityValidator>(*provider_);
         unmounter_ = std::make_unique<UDisks2Unmounter>(executor_, udisks_->bus.address(), 20s);
         // Every signal Tovo sends, recorded once its target is pinned and proved.
@@ -99,12 +82,6 @@ protected:
         ASSERT_FALSE(handle.error());
     }
 
-    const BlockingProcess* blocker(pid_t pid) const {
-        const auto& all = workflow_->blockers();
-        const auto found = std::ranges::find(all, pid, &BlockingProcess::pid);
-        return found == all.end() ? nullptr : &*found;
-    }
-
     std::optional<LoopDisk> disk_;
     ManualExecutor executor_;
     VirtualClock clock_{executor_};
@@ -113,7 +90,7 @@ protected:
     std::vector<std::pair<std::int32_t, std::int32_t>> sent_;
     std::filesystem::path busy_;
     std::filesystem::path idle_;
-    std::shared_ptr<LoopDiskProvider> provider_;
+    std::shared_ptr<ScriptedVolumeProvider> provider_;
     std::unique_ptr<SystemDiskIdentityValidator> validator_;
     std::unique_ptr<UDisks2Unmounter> unmounter_;
     std::unique_ptr<TovoWorkflow> workflow_;
@@ -136,8 +113,10 @@ TEST_F(EndToEndEjectionTest, ExplicitStopsReleaseARealDiskOneSignalEach) {
     // One stop request each ends the folder holder and the warned-about writer; the
     // last one ignores it and stays.
     for (const auto pid : pids) {
-        ASSERT_NE(blocker(pid), nullptr) << pid;
-        drive(workflow_->performStop(*blocker(pid)));
+        const auto& blockers = workflow_->blockers();
+        const auto found = std::ranges::find(blockers, pid, &BlockingProcess::pid);
+        ASSERT_NE(found, blockers.end()) << pid;
+        drive(workflow_->performStop(*found));
         ASSERT_EQ(workflow_->phase(), EjectionPhase::blocked());
     }
     ASSERT_EQ(workflow_->blockers().size(), 1u);

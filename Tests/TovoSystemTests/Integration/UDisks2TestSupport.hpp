@@ -4,6 +4,7 @@
 // daemon is started here as a child and stopped by its pid; every loop device and
 // mount is released by its owner's destructor.
 
+#include "Support/ScriptedServices.hpp"
 #include "TovoSystem/Linux/MountInfo.hpp"
 #include "TovoSystem/Services/FileManagerDiskEjector.hpp"
 #include "TovoSystemTests/ProcessTestSupport.hpp"
@@ -54,6 +55,20 @@ inline bool isMounted(const std::filesystem::path& mountPoint) {
     return std::ranges::any_of(MountInfo::read("/proc/self/mountinfo"), [&](const auto& entry) {
         return entry.mountPoint == mountPoint.string();
     });
+}
+
+/// Lists `disk` with the volumes still mounted, while any is, as the volume provider
+/// lists a USB disk; it never offers a loop image.
+inline std::shared_ptr<ScriptedVolumeProvider> loopListing(Executor& executor, ExternalDisk disk) {
+    auto provider = std::make_shared<ScriptedVolumeProvider>(executor);
+    provider->listing.setResponder([disk = std::move(disk)](const std::monostate&) {
+        auto listed = disk;
+        std::erase_if(listed.volumes,
+                      [](const auto& volume) { return !isMounted(volume.mountURL); });
+        return decltype(ScriptedVolumeProvider::listing)::Outcome::success(
+            listed.volumes.empty() ? std::vector<ExternalDisk>{} : std::vector{listed});
+    });
+    return provider;
 }
 
 /// Whether `pid` soon runs sleep in a mount namespace other than ours.

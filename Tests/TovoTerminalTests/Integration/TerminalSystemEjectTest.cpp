@@ -1,7 +1,6 @@
 // `tovo why` and `tovo eject` over the real services: real lsof and /proc, real
 // signals, the real udisksd on a private bus, a loop disk held by a real process.
 #include "Support/ModelBuilders.hpp"
-#include "Support/ScriptedServices.hpp"
 #include "TovoSystem/Services/SystemDiskIdentityValidator.hpp"
 #include "TovoSystem/Services/UDisks2Unmounter.hpp"
 #include "TovoSystemTests/Integration/UDisks2TestSupport.hpp"
@@ -21,14 +20,7 @@ using ::testing::HasSubstr;
 // while a volume of it is mounted, as the real provider lists a USB disk.
 ServiceGraph loopServices(Executor& executor, const ExternalDisk& disk, const std::string& bus) {
     auto graph = makeSystemServiceGraph(executor);
-    auto provider = std::make_shared<ScriptedVolumeProvider>(executor);
-    provider->listing.setResponder([disk](auto&) {
-        auto listed = disk;
-        std::erase_if(listed.volumes,
-                      [](const auto& volume) { return !isMounted(volume.mountURL); });
-        return decltype(provider->listing)::Outcome::success(
-            listed.volumes.empty() ? std::vector<ExternalDisk>{} : std::vector{listed});
-    });
+    auto provider = loopListing(executor, disk);
     auto validator = std::make_shared<SystemDiskIdentityValidator>(*provider);
     auto unmounter = std::make_shared<UDisks2Unmounter>(executor, bus, 20s);
     graph.volumeProvider = provider;

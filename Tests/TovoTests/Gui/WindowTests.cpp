@@ -132,9 +132,11 @@ TEST_P(DiskSelection, ClickingACardSelectsItsDiskAnimatedOnlyWhenMotionIsAllowed
     ASSERT_TRUE(cards[0]->isSelected());
     harness.click(cards[1]);
     ASSERT_TRUE(harness.runUntil([&] { return cards[1]->isSelected(); }, false));
-    EXPECT_EQ(std::tuple(harness.workflow().selectedDiskID().value_or(""), cards[0]->isSelected(),
-                         harness.window().ejectAction()->text()),
-              std::tuple("attachment:2", false, QStringLiteral("Eject DISK2")));
+    EXPECT_EQ(
+        std::tuple(harness.workflow().selectedDiskID().value_or(""), cards[0]->isSelected(),
+                   harness.window().ejectAction()->text(),
+                   harness.content().diskSelector()->countBadge()->text()),
+        std::tuple("attachment:2", false, QStringLiteral("Eject DISK2"), QStringLiteral("2")));
     EXPECT_EQ(cards[1]->isAnimating(), !reduceMotion);
     if (!reduceMotion) {
         EXPECT_LT(cards[1]->selectionProgress(), 1.0);
